@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kinloom::Files {
+
+/// The whole file's bytes, or none with `error` set to the system's description of the failure.
+[[nodiscard]] std::optional<std::string> readFile(const std::string& path, std::string& error);
+
+/// The last component of a path ("Smith Family.ged").
+[[nodiscard]] std::string fileName(const std::string& path);
+
+/// A file name without its extension ("Smith Family").
+[[nodiscard]] std::string baseName(const std::string& fileName);
+
+/// The first name not taken in the folder among `stem` + "." + extension, then `stem` + " 2." +
+/// extension, " 3." and so on.
+[[nodiscard]] std::filesystem::path freeName(const std::filesystem::path& folder, const std::string& stem,
+                                             std::string_view extension);
+
+/// Whether two paths name the same file once symbolic links and dot components are resolved.
+[[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// Creates a file with these bytes under a name that must not exist yet, and never replaces an
+/// existing file, even one that appears meanwhile. The bytes go to a temporary file in the same
+/// folder first, so a failure half-way leaves nothing under the name. Returns the failure's
+/// description (the save refusal's own text when the name is taken), or none when written.
+[[nodiscard]] std::optional<std::string> writeNewFile(const std::string& path, std::string_view bytes);
+
+} // namespace kinloom::Files

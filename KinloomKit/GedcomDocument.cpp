@@ -1,0 +1,270 @@
+#include "KinloomKit/GedcomDocument.h"
+
+#include "KinloomKit/GedcomReader.h"
+
+#include <cassert>
+
+namespace kinloom {
+namespace {
+
+std::string_view trimmed(std::string_view text)
+{
+    auto isBlank = [](char c) {
+        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+    };
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::optional<std::string_view> optionalView(const std::optional<std::string>& text)
+{
+    return text ? std::optional<std::string_view>(*text) : std::nullopt;
+}
+
+/// Appends a node and its descendants as owned slots; returns the slots added.
+std::uint32_t appendOwned(detail::NodeChunk& chunk, const GedcomNode& node)
+{
+    const std::size_t index = chunk.slots.size();
+    detail::NodeSlot slot;
+    slot.id = node.id();
+    slot.offset = static_cast<std::uint32_t>(chunk.owned.size());
+    slot.flags = detail::NodeSlot::Owned;
+    if (node.isMalformed()) slot.flags |= detail::NodeSlot::Malformed;
+    chunk.slots.push_back(slot);
+    chunk.owned.push_back({node.xref(), node.tag(), node.value(), node.raw()});
+    std::uint32_t size = 1;
+    for (const GedcomNode& child : node.children())
+        size += appendOwned(chunk, child);
+    chunk.slots[index].size = size;
+    return size;
+}
+
+/// Copies slots of another chunk, bringing their owned lines along.
+void appendCopied(detail::NodeChunk& chunk, const detail::NodeChunk& from, std::uint32_t first,
+                  std::uint32_t last)
+{
+    for (std::uint32_t i = first; i < last; ++i) {
+        detail::NodeSlot slot = from.slots[i];
+        if (slot.flags & detail::NodeSlot::Owned) {
+            chunk.owned.push_back(from.owned[slot.offset]);
+            slot.offset = static_cast<std::uint32_t>(chunk.owned.size() - 1);
+        }
+        chunk.slots.push_back(slot);
+    }
+}
+
+} // namespace
+
+std::string GedcomVersion::displayName() const
+{
+    if (std::holds_alternative<V551>(value)) return "GEDCOM 5.5.1";
+    if (std::holds_alternative<V7>(value)) return "GEDCOM 7.0";
+    const std::string& version = std::get<Other>(value).version;
+    return version.empty() ? "GEDCOM (version not stated)" : "GEDCOM " + version;
+}
+
+GedcomVersion GedcomVersion::fromVers(std::string_view vers)
+{
+    vers = trimmed(vers);
+    if (vers.starts_with("5.5")) return {V551{}};
+    if (vers.starts_with("7")) return {V7{}};
+    return {Other{std::string(vers)}};
+}
+
+// NodeView
+
+std::optional<std::string_view> NodeView::xref() const
+{
+    const detail::NodeSlot& s = slot();
+    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].xref);
+    if (!(s.flags & detail::NodeSlot::HasXref)) return std::nullopt;
+    const std::string_view text = line();
+    const auto fields = detail::parseLineFields(text);
+    assert(fields && fields->xrefLength > 0);
+    return text.substr(fields->xrefStart, fields->xrefLength);
+}
+
+std::string_view NodeView::tag() const
+{
+    const detail::NodeSlot& s = slot();
+    if (s.flags & detail::NodeSlot::Owned) return m_chunk->owned[s.offset].tag;
+    if (s.flags & detail::NodeSlot::Malformed) return {};
+    const std::string_view text = line();
+    if (s.flags & detail::NodeSlot::LongFields) {
+        const auto fields = detail::parseLineFields(text);
+        return text.substr(fields->tagStart, fields->tagLength);
+    }
+    return text.substr(s.tagStart, s.tagLength);
+}
+
+std::optional<std::string_view> NodeView::value() const
+{
+    const detail::NodeSlot& s = slot();
+    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].value);
+    if (s.flags & detail::NodeSlot::Malformed) return std::nullopt;
+    const std::string_view text = line();
+    std::size_t tagEnd = std::size_t{s.tagStart} + s.tagLength;
+    if (s.flags & detail::NodeSlot::LongFields) {
+        const auto fields = detail::parseLineFields(text);
+        tagEnd = std::size_t{fields->tagStart} + fields->tagLength;
+    }
+    if (tagEnd >= text.size()) return std::nullopt;
+    return text.substr(tagEnd + 1);
+}
+
+std::optional<std::string_view> NodeView::raw() const
+{
+    const detail::NodeSlot& s = slot();
+    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].raw);
+    return line();
+}
+
+std::vector<std::string> NodeView::lines(int level) const
+{
+    std::vector<std::string> out;
+    detail::appendLines(*this, level, out);
+    return out;
+}
+
+std::optional<NodeView> NodeView::firstChild(std::string_view tag) const
+{
+    for (NodeView child : children()) {
+        if (child.tag() == tag) return child;
+    }
+    return std::nullopt;
+}
+
+std::optional<NodeView> NodeView::find(std::int64_t id) const
+{
+    const std::uint32_t end = m_index + slot().size;
+    for (std::uint32_t i = m_index; i < end; ++i) {
+        if (m_chunk->slots[i].id == id) return NodeView(m_chunk, i);
+    }
+    return std::nullopt;
+}
+
+GedcomNode NodeView::toNode() const
+{
+    auto copy = [](const std::optional<std::string_view>& text) {
+        return text ? std::optional<std::string>(*text) : std::nullopt;
+    };
+    GedcomNode node = isMalformed() ? GedcomNode::malformed(id(), std::string(raw().value_or("")))
+                                    : GedcomNode(id(), std::string(tag()), copy(value()), copy(xref()));
+    node.setRaw(copy(raw()));
+    for (NodeView child : children())
+        node.children().push_back(child.toNode());
+    return node;
+}
+
+// GedcomDocument
+
+NodeView GedcomDocument::record(std::size_t index) const
+{
+    return view(m_records[index]);
+}
+
+bool GedcomDocument::hasWellFormedRecord() const
+{
+    for (NodeView record : records()) {
+        if (!record.isMalformed()) return true;
+    }
+    return false;
+}
+
+GedcomVersion GedcomDocument::version() const
+{
+    for (NodeView record : records()) {
+        if (record.tag() != "HEAD") continue;
+        const auto gedc = record.firstChild("GEDC");
+        const auto vers = gedc ? gedc->firstChild("VERS") : std::nullopt;
+        return vers ? GedcomVersion::fromVers(vers->value().value_or("")) : GedcomVersion{};
+    }
+    return {};
+}
+
+GedcomNode GedcomDocument::newNode(std::string tag, std::optional<std::string> value,
+                                   std::optional<std::string> xref)
+{
+    return GedcomNode(nextID++, std::move(tag), std::move(value), std::move(xref));
+}
+
+std::optional<GedcomNode> GedcomDocument::find(std::int64_t id) const
+{
+    for (NodeView record : records()) {
+        if (auto found = record.find(id)) return found->toNode();
+    }
+    return std::nullopt;
+}
+
+bool GedcomDocument::update(std::int64_t id, const std::function<void(GedcomNode&)>& change)
+{
+    for (RecordRef& ref : m_records) {
+        const detail::NodeChunk& from = *ref.chunk;
+        const std::uint32_t root = ref.root;
+        const std::uint32_t end = root + from.slots[root].size;
+        std::uint32_t target = root;
+        while (target < end && from.slots[target].id != id)
+            ++target;
+        if (target == end) continue;
+
+        // The record is cloned: the changed node's subtree becomes owned lines, the rest of the
+        // record keeps referring to the text it was read from.
+        GedcomNode changed = NodeView(&from, target).toNode();
+        change(changed);
+
+        const std::uint32_t targetEnd = target + from.slots[target].size;
+        auto chunk = std::make_shared<detail::NodeChunk>();
+        chunk->text = from.text;
+        chunk->base = from.base;
+        appendCopied(*chunk, from, root, target);
+        const std::uint32_t newSize = appendOwned(*chunk, changed);
+        appendCopied(*chunk, from, targetEnd, end);
+
+        const std::int64_t delta = std::int64_t{newSize} - (targetEnd - target);
+        for (std::uint32_t i = root; i < target; ++i) {
+            if (i + from.slots[i].size > target) {
+                detail::NodeSlot& ancestor = chunk->slots[i - root];
+                ancestor.size = static_cast<std::uint32_t>(ancestor.size + delta);
+            }
+        }
+        ref = {std::move(chunk), 0};
+        return true;
+    }
+    return false;
+}
+
+void GedcomDocument::appendRecord(const GedcomNode& record)
+{
+    auto chunk = std::make_shared<detail::NodeChunk>();
+    appendOwned(*chunk, record);
+    m_records.push_back({std::move(chunk), 0});
+}
+
+void GedcomDocument::removeRecord(std::size_t index)
+{
+    m_records.erase(m_records.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk)
+{
+    const auto count = static_cast<std::uint32_t>(chunk->slots.size());
+    for (std::uint32_t root = 0; root < count; root += chunk->slots[root].size)
+        m_records.push_back({chunk, root});
+}
+
+bool GedcomDocument::operator==(const GedcomDocument& other) const
+{
+    if (encoding != other.encoding || lineEnding != other.lineEnding ||
+        endsWithNewline != other.endsWithNewline || hasBOM != other.hasBOM || readNotes != other.readNotes ||
+        nextID != other.nextID || m_records.size() != other.m_records.size())
+        return false;
+    for (std::size_t i = 0; i < m_records.size(); ++i) {
+        if (record(i).toNode() != other.record(i).toNode()) return false;
+    }
+    return true;
+}
+
+} // namespace kinloom

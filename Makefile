@@ -1,0 +1,38 @@
+# The README's two commands, plus benchmarks and fuzzing.
+BUILD      ?= build
+FUZZ_BUILD ?= build-fuzz
+JOBS       ?= $(shell nproc)
+CLI         = $(BUILD)/KinloomCLI/kinloom-cli
+
+.PHONY: all run test bench fuzz deps configure build clean
+
+all: build
+
+deps:
+	@./scripts/install-deps
+
+configure: deps
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKINLOOM_WERROR=ON >/dev/null
+
+build: configure
+	@cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# Until the app exists: write the sample tree to a temporary folder and show what the reader learnt.
+run: build
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(CLI) info "$$dir/Sample Tree.ged"
+
+bench: build
+	@$(BUILD)/bench/kinloom-bench $(BENCH_ARGS)
+
+fuzz:
+	@./scripts/install-deps fuzz
+	@CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DKINLOOM_BUILD_FUZZERS=ON -DKINLOOM_BUILD_TESTS=OFF -DKINLOOM_BUILD_BENCH=OFF >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	@echo "Fuzzers in $(FUZZ_BUILD)/fuzz/; run e.g. $(FUZZ_BUILD)/fuzz/fuzz-reader fuzz/corpus/fuzz-reader -max_total_time=60"
+
+clean:
+	rm -rf $(BUILD) $(FUZZ_BUILD)

@@ -1,0 +1,130 @@
+// Benchmarks on synthetic trees: reading throughput, peak memory while reading, and the cost of
+// copying a document. Each read runs in a fresh process of this program so that its peak memory
+// is its own.
+#include "KinloomKit/Files.h"
+#include "KinloomKit/GedcomReader.h"
+#include "KinloomKit/SampleTree.h"
+#include "KinloomKit/TextEncoding.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+using namespace kinloom;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double peakMegabytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+/// In a child process: read the file, report throughput, peak memory and the cost of a copy.
+int readOne(const std::string& path)
+{
+    std::string error;
+    auto bytes = Files::readFile(path, error);
+    if (!bytes) {
+        std::fprintf(stderr, "cannot read %s: %s\n", path.c_str(), error.c_str());
+        return 1;
+    }
+    const double megabytes = static_cast<double>(bytes->size()) / 1e6;
+    const auto start = Clock::now();
+    GedcomDocument document = GedcomReader::read(std::move(*bytes));
+    const double readSeconds = secondsSince(start);
+    const double peak = peakMegabytes();
+
+    const auto copyStart = Clock::now();
+    GedcomDocument copy = document;
+    const double copySeconds = secondsSince(copyStart);
+    if (copy.recordCount() != document.recordCount()) return 1;
+
+    std::printf("%10.1f MB %10lld lines %8.3f s %8.0f MB/s %9.0f MB peak (%.2fx) %8.2f ms copy  %s\n",
+                megabytes, static_cast<long long>(document.nextID - 1), readSeconds, megabytes / readSeconds,
+                peak, peak / megabytes, copySeconds * 1e3, displayName(document.encoding).data());
+    return 0;
+}
+
+void runChild(const char* self, const std::string& path)
+{
+    std::fflush(stdout);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execl(self, self, "--read-one", path.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+}
+
+std::string withCharLine(std::string text, const std::string& charValue)
+{
+    const std::string from = "1 CHAR UTF-8\n";
+    const std::size_t at = text.find(from);
+    if (at != std::string::npos) text.replace(at, from.size(), "1 CHAR " + charValue + "\n");
+    return text;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 3 && std::string(argv[1]) == "--read-one") return readOne(argv[2]);
+
+    std::vector<std::size_t> sizes{10'000, 100'000, 1'000'000};
+    if (argc > 1) {
+        sizes.clear();
+        for (int i = 1; i < argc; ++i)
+            sizes.push_back(std::strtoull(argv[i], nullptr, 10));
+    }
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("kinloom-bench-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+
+    std::printf("Reading (decode + parse + tree), each in a fresh process:\n");
+    for (std::size_t people : sizes) {
+        const auto start = Clock::now();
+        std::string text = SampleTree::syntheticText(people, 1);
+        std::printf("%zu people (generated in %.2f s):\n", people, secondsSince(start));
+        const std::string path = (folder / ("utf8-" + std::to_string(people) + ".ged")).string();
+        if (auto error = Files::writeNewFile(path, text)) {
+            std::fprintf(stderr, "%s\n", error->c_str());
+            return 1;
+        }
+        runChild(argv[0], path);
+        std::filesystem::remove(path);
+
+        if (people != 100'000) continue;
+        for (auto [encoding, charValue] :
+             {std::pair{TextEncoding::windows1252, "ANSI"}, std::pair{TextEncoding::ansel, "ANSEL"}}) {
+            const auto encoded = TextEncodings::encode(withCharLine(text, charValue), encoding);
+            if (!encoded) {
+                std::fprintf(stderr, "the synthetic tree has no %s form\n", displayName(encoding).data());
+                continue;
+            }
+            const std::string variant = (folder / (std::string(rawValue(encoding)) + ".ged")).string();
+            if (auto error = Files::writeNewFile(variant, *encoded)) {
+                std::fprintf(stderr, "%s\n", error->c_str());
+                return 1;
+            }
+            runChild(argv[0], variant);
+            std::filesystem::remove(variant);
+        }
+    }
+    std::filesystem::remove_all(folder);
+    return 0;
+}
