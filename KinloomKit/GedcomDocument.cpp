@@ -2,6 +2,8 @@
 
 #include "KinloomKit/GedcomReader.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cassert>
 
 namespace kinloom {
@@ -163,7 +165,7 @@ GedcomNode NodeView::toNode() const
 
 NodeView GedcomDocument::record(std::size_t index) const
 {
-    return view(m_records[index]);
+    return view(refs()[index]);
 }
 
 bool GedcomDocument::hasWellFormedRecord() const
@@ -201,14 +203,15 @@ std::optional<GedcomNode> GedcomDocument::find(std::int64_t id) const
 
 bool GedcomDocument::update(std::int64_t id, const std::function<void(GedcomNode&)>& change)
 {
-    for (RecordRef& ref : m_records) {
-        const detail::NodeChunk& from = *ref.chunk;
-        const std::uint32_t root = ref.root;
+    for (std::size_t index = 0; index < refs().size(); ++index) {
+        const detail::NodeChunk& from = *refs()[index].chunk;
+        const std::uint32_t root = refs()[index].root;
         const std::uint32_t end = root + from.slots[root].size;
         std::uint32_t target = root;
         while (target < end && from.slots[target].id != id)
             ++target;
-        if (target == end) continue;
+        if (target == end)
+            continue;
 
         // The record is cloned: the changed node's subtree becomes owned lines, the rest of the
         // record keeps referring to the text it was read from.
@@ -230,7 +233,9 @@ bool GedcomDocument::update(std::int64_t id, const std::function<void(GedcomNode
                 ancestor.size = static_cast<std::uint32_t>(ancestor.size + delta);
             }
         }
-        ref = {std::move(chunk), 0};
+        RecordList& list = mutableList();
+        list.refs[index] = {chunk.get(), 0};
+        keep(list, std::move(chunk));
         return true;
     }
     return false;
@@ -240,28 +245,58 @@ void GedcomDocument::appendRecord(const GedcomNode& record)
 {
     auto chunk = std::make_shared<detail::NodeChunk>();
     appendOwned(*chunk, record);
-    m_records.push_back({std::move(chunk), 0});
+    RecordList& list = mutableList();
+    list.refs.push_back({chunk.get(), 0});
+    keep(list, std::move(chunk));
 }
 
 void GedcomDocument::removeRecord(std::size_t index)
 {
-    m_records.erase(m_records.begin() + static_cast<std::ptrdiff_t>(index));
+    RecordList& list = mutableList();
+    list.refs.erase(list.refs.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk)
+void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk, const std::vector<std::uint32_t>& roots)
 {
-    const auto count = static_cast<std::uint32_t>(chunk->slots.size());
-    for (std::uint32_t root = 0; root < count; root += chunk->slots[root].size)
-        m_records.push_back({chunk, root});
+    RecordList& list = mutableList();
+    list.refs.reserve(list.refs.size() + roots.size());
+    for (std::uint32_t root : roots)
+        list.refs.push_back({chunk.get(), root});
+    keep(list, std::move(chunk));
+}
+
+GedcomDocument::RecordList& GedcomDocument::mutableList()
+{
+    if (m_list.use_count() > 1)
+        m_list = std::make_shared<RecordList>(*m_list);
+    else
+        std::atomic_thread_fence(std::memory_order_acquire); // other copies' last reads happen before our writes
+    return *m_list;
+}
+
+void GedcomDocument::keep(RecordList& list, std::shared_ptr<const detail::NodeChunk> chunk)
+{
+    list.chunks.push_back(std::move(chunk));
+    // Chunks of records edited again or removed linger; drop them once they could make up half the list.
+    if (list.chunks.size() < 2 * list.chunksAfterTrim + 64)
+        return;
+    std::vector<const detail::NodeChunk*> used;
+    used.reserve(list.refs.size());
+    for (const RecordRef& ref : list.refs)
+        used.push_back(ref.chunk);
+    std::sort(used.begin(), used.end());
+    std::erase_if(list.chunks,
+                  [&](const auto& kept) { return !std::binary_search(used.begin(), used.end(), kept.get()); });
+    list.chunksAfterTrim = list.chunks.size();
 }
 
 bool GedcomDocument::operator==(const GedcomDocument& other) const
 {
     if (encoding != other.encoding || lineEnding != other.lineEnding ||
         endsWithNewline != other.endsWithNewline || hasBOM != other.hasBOM || readNotes != other.readNotes ||
-        nextID != other.nextID || m_records.size() != other.m_records.size())
+        nextID != other.nextID || recordCount() != other.recordCount())
         return false;
-    for (std::size_t i = 0; i < m_records.size(); ++i) {
+    for (std::size_t i = 0; i < recordCount(); ++i) {
         if (record(i).toNode() != other.record(i).toNode()) return false;
     }
     return true;

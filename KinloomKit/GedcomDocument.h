@@ -217,7 +217,7 @@ public:
 
     class RecordRange;
     [[nodiscard]] RecordRange records() const;
-    [[nodiscard]] std::size_t recordCount() const { return m_records.size(); }
+    [[nodiscard]] std::size_t recordCount() const { return refs().size(); }
     [[nodiscard]] NodeView record(std::size_t index) const;
 
     /// Whether some top-level record was read as a proper GEDCOM line; a file without one (empty, or
@@ -242,22 +242,34 @@ public:
     template <class Visitor>
     void walk(Visitor&& visitor) const;
 
-    /// Builds the records of a chunk holding whole records back to back (the reader's use).
-    void appendChunk(std::shared_ptr<const detail::NodeChunk> chunk);
+    /// Adds the records of a chunk holding whole records back to back, rooted at `roots` (the reader's use).
+    void appendChunk(std::shared_ptr<const detail::NodeChunk> chunk, const std::vector<std::uint32_t>& roots);
 
     /// Same observable content: fields, and records node for node.
     bool operator==(const GedcomDocument& other) const;
 
 private:
+    // A record is a plain pointer into a chunk that `chunks` keeps alive, and the list itself is
+    // shared between copies until one of them changes it: copying a document costs one reference.
     struct RecordRef
     {
-        std::shared_ptr<const detail::NodeChunk> chunk;
+        const detail::NodeChunk* chunk = nullptr;
         std::uint32_t root = 0;
     };
+    struct RecordList
+    {
+        std::vector<RecordRef> refs;
+        std::vector<std::shared_ptr<const detail::NodeChunk>> chunks;
+        std::size_t chunksAfterTrim = 0;
+    };
 
-    [[nodiscard]] NodeView view(const RecordRef& ref) const { return {ref.chunk.get(), ref.root}; }
+    [[nodiscard]] NodeView view(const RecordRef& ref) const { return {ref.chunk, ref.root}; }
+    [[nodiscard]] const std::vector<RecordRef>& refs() const { return m_list->refs; }
+    /// The list, made this document's own first when shared.
+    RecordList& mutableList();
+    static void keep(RecordList& list, std::shared_ptr<const detail::NodeChunk> chunk);
 
-    std::vector<RecordRef> m_records;
+    std::shared_ptr<RecordList> m_list = std::make_shared<RecordList>();
 };
 
 class GedcomDocument::RecordRange
@@ -274,7 +286,7 @@ public:
 
         Iterator() = default;
         explicit Iterator(const RecordRef* ref) : m_ref(ref) {}
-        NodeView operator*() const { return {m_ref->chunk.get(), m_ref->root}; }
+        NodeView operator*() const { return {m_ref->chunk, m_ref->root}; }
         Iterator& operator++()
         {
             ++m_ref;
@@ -303,7 +315,7 @@ private:
 
 inline GedcomDocument::RecordRange GedcomDocument::records() const
 {
-    return {m_records.data(), m_records.data() + m_records.size()};
+    return {refs().data(), refs().data() + refs().size()};
 }
 
 template <class Visitor>

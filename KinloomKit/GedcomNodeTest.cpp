@@ -191,3 +191,21 @@ TEST(GedcomNodeTest, RecordsAddedAndRemoved)
     EXPECT_FALSE(GedcomReader::read("Hello, world!\r\n").hasWellFormedRecord());
     EXPECT_FALSE(GedcomReader::read("").hasWellFormedRecord());
 }
+
+TEST(GedcomNodeTest, ManyEditsKeepEveryCopyIntact)
+{
+    // Chunks of superseded records are let go along the way; every copy must still read.
+    GedcomDocument document = GedcomReader::read(familyText);
+    std::vector<GedcomDocument> history;
+    for (int round = 0; round < 300; ++round) {
+        history.push_back(document);
+        ASSERT_TRUE(document.update(7, [&](GedcomNode& date) { date.setValue(std::to_string(1800 + round)); }));
+        if (round % 50 == 0)
+            document.appendRecord(document.newNode("NOTE", std::to_string(round)));
+    }
+    EXPECT_EQ(document.find(7)->value(), "2099");
+    for (int round = 0; round < 300; round += 37)
+        EXPECT_EQ(history[static_cast<std::size_t>(round)].find(7)->value(),
+                  round == 0 ? "12 MAR 1890" : std::to_string(1800 + round - 1));
+    EXPECT_EQ(GedcomReader::read("0 HEAD\n").record(0).tag(), "HEAD");
+}

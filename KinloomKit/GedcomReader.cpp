@@ -143,7 +143,7 @@ public:
     {
         while (m_depth > 0)
             close();
-        m_document.appendChunk(std::move(m_chunk));
+        m_document.appendChunk(std::move(m_chunk), m_roots);
         return m_lastID;
     }
 
@@ -163,9 +163,11 @@ private:
     void startRecord(const char* lineStart)
     {
         if (static_cast<std::size_t>(lineStart - m_chunk->base) >= maxChunkSpan) {
-            m_document.appendChunk(std::move(m_chunk));
+            m_document.appendChunk(std::move(m_chunk), m_roots);
+            m_roots.clear();
             startChunk(lineStart, 0);
         }
+        m_roots.push_back(static_cast<std::uint32_t>(m_chunk->slots.size()));
     }
 
     void startChunk(const char* base, std::size_t expectedLines)
@@ -189,6 +191,7 @@ private:
     GedcomDocument& m_document;
     std::shared_ptr<const std::string> m_text;
     std::shared_ptr<detail::NodeChunk> m_chunk;
+    std::vector<std::uint32_t> m_roots; ///< first slots of the chunk's records
     // Open levels strictly increase from the bottom, and levels are at most 99.
     std::array<Open, 100> m_open{};
     std::size_t m_depth = 0;
