@@ -2,9 +2,14 @@
 
 #include "KinloomKit/Files.h"
 #include "KinloomKit/GedcomReader.h"
+#include "KinloomKit/GedcomWriter.h"
+#include "KinloomKit/Report.h"
 #include "KinloomKit/SampleTree.h"
+#include "KinloomKit/SaveError.h"
 
 #include <charconv>
+#include <chrono>
+#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -13,7 +18,8 @@ namespace kinloom::Cli {
 namespace {
 
 constexpr const char* usageText = "usage: kinloom-cli info FILE [--json]\n"
-                                                                "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n";
+                                  "       kinloom-cli tidy FILE [--out DIR]\n"
+                                  "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n";
 
 /// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
 struct Arguments
@@ -55,14 +61,17 @@ std::optional<std::uint64_t> parseCount(const std::string& text)
 {
     std::uint64_t value = 0;
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    if (ec != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
     return value;
 }
 
 std::string_view lineEndingName(std::string_view ending)
 {
-    if (ending == "\r\n") return "CRLF";
-    if (ending == "\r") return "CR";
+    if (ending == "\r\n")
+        return "CRLF";
+    if (ending == "\r")
+        return "CR";
     return "LF";
 }
 
@@ -87,14 +96,16 @@ std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream
 int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     const auto parsed = parseArguments(arguments, 1, {{"--json", false}}, err);
-    if (!parsed) return usage;
+    if (!parsed)
+        return usage;
     if (parsed->positional.size() != 1) {
         err << usageText;
         return usage;
     }
     const std::string& path = parsed->positional[0];
     const std::optional<GedcomDocument> document = openDocument(path, err);
-    if (!document) return unreadable;
+    if (!document)
+        return unreadable;
 
     const std::int64_t lines = document->nextID - 1;
     if (parsed->options.contains("--json")) {
@@ -131,10 +142,57 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     return done;
 }
 
+/// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it.
+int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+{
+    const auto parsed = parseArguments(arguments, 1, {{"--out", true}}, err);
+    if (!parsed)
+        return usage;
+    if (parsed->positional.size() != 1) {
+        err << usageText;
+        return usage;
+    }
+    const std::string& path = parsed->positional[0];
+    const std::optional<GedcomDocument> document = openDocument(path, err);
+    if (!document)
+        return unreadable;
+
+    const std::filesystem::path opened = std::filesystem::absolute(path);
+    const auto option = parsed->options.find("--out");
+    const std::filesystem::path folder =
+        option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
+    const std::string originalName = Files::fileName(path);
+    const std::string stem = Files::baseName(originalName) + " (tidied)";
+    const std::filesystem::path copyPath = Files::freeName(folder, stem, "ged");
+    if (Files::isSameFile(copyPath, opened)) {
+        err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
+        return usage;
+    }
+    const GedcomWriter::Output output = GedcomWriter::write(*document);
+    if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
+        err << *error << "\n";
+        return usage;
+    }
+    const std::string copyName = copyPath.filename().string();
+    const std::filesystem::path logPath =
+        Files::freeName(folder, copyPath.stem().string() + " change log", "txt");
+    const std::string log =
+        Report::changeLogText({}, originalName, copyName, std::chrono::system_clock::now(), output.note);
+    if (const auto error = Files::writeNewFile(logPath.string(), log)) {
+        err << *error << "\n";
+        return usage;
+    }
+    if (output.note)
+        out << *output.note << "\n";
+    out << "Saved \u201C" << copyName << "\u201D and its change log.\n";
+    return done;
+}
+
 int sample(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     const auto parsed = parseArguments(arguments, 1, {{"--people", true}, {"--seed", true}}, err);
-    if (!parsed) return usage;
+    if (!parsed)
+        return usage;
     if (parsed->positional.size() != 1) {
         err << usageText;
         return usage;
@@ -175,8 +233,12 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         return usage;
     }
     const std::string& command = arguments[0];
-    if (command == "info") return info(arguments, out, err);
-    if (command == "sample") return sample(arguments, out, err);
+    if (command == "info")
+        return info(arguments, out, err);
+    if (command == "tidy")
+        return tidy(arguments, out, err);
+    if (command == "sample")
+        return sample(arguments, out, err);
     if (command == "--help" || command == "help") {
         out << usageText;
         return done;

@@ -138,3 +138,40 @@ TEST_F(CliTest, SampleWritesTreesThatRead)
     ASSERT_EQ(runCli({"sample", synthetic, "--people", "200", "--seed", "7"}).status, Cli::done);
     EXPECT_EQ(runCli({"info", synthetic}).status, Cli::done);
 }
+
+TEST_F(CliTest, TidyWritesANumberedCopyAndChangeLog)
+{
+    const std::string original = "0 HEAD\r\n1 CHAR ANSEL\r\n0 @I1@ INDI\r\n1 NAME Ren\xE2"
+                                 "e /D\xE8u/\r\n0 TRLR\r\n";
+    const std::string path = write("Smith.ged", original);
+    const Outcome first = runCli({"tidy", path});
+    ASSERT_EQ(first.status, Cli::done) << first.err;
+    EXPECT_EQ(first.out, "Saved \u201CSmith (tidied).ged\u201D and its change log.\n");
+    const Outcome second = runCli({"tidy", path});
+    ASSERT_EQ(second.status, Cli::done) << second.err;
+    EXPECT_EQ(second.out, "Saved \u201CSmith (tidied) 2.ged\u201D and its change log.\n");
+
+    auto contents = [](const std::filesystem::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        return std::string((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    };
+    EXPECT_EQ(contents(m_folder / "Smith.ged"), original);
+    EXPECT_EQ(contents(m_folder / "Smith (tidied).ged"), original);
+    EXPECT_EQ(contents(m_folder / "Smith (tidied) 2.ged"), original);
+    const std::string log = contents(m_folder / "Smith (tidied) 2 change log.txt");
+    EXPECT_TRUE(log.starts_with("# Kinloom change log\nOriginal: Smith.ged (not changed)\n"
+                                "Cleaned copy: Smith (tidied) 2.ged\nSaved "))
+        << log;
+    EXPECT_TRUE(log.ends_with(". 0 changes.\n\nNo changes: the copy has the same content as the original.\n"))
+        << log;
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "Smith (tidied) change log.txt"));
+
+    // Into another folder; a folder that is not there is a clear failure and writes nothing.
+    std::filesystem::create_directory(m_folder / "out");
+    EXPECT_EQ(runCli({"tidy", path, "--out", (m_folder / "out").string()}).status, Cli::done);
+    EXPECT_EQ(contents(m_folder / "out" / "Smith (tidied).ged"), original);
+    const Outcome missing = runCli({"tidy", path, "--out", (m_folder / "nowhere").string()});
+    EXPECT_EQ(missing.status, Cli::usage);
+    EXPECT_EQ(missing.err, "No such file or directory\n");
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "nowhere"));
+}

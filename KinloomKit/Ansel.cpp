@@ -55,7 +55,8 @@ const Tables& tables()
             t.spacing[row.byte - 0x80u] = row.scalar;
             // ß is written as CF, the family-tree byte: a genealogy program that knows only one
             // of the two knows CF.
-            if (row.scalar == 0x00DF && row.byte != 0xCF) continue;
+            if (row.scalar == 0x00DF && row.byte != 0xCF)
+                continue;
             t.reverseSpacing.emplace_back(row.scalar, row.byte);
         }
         for (const Row& row : combiningRows) {
@@ -74,13 +75,15 @@ std::optional<std::uint8_t> lookup(const Reverse& reverse, char32_t scalar)
 {
     const auto found = std::lower_bound(reverse.begin(), reverse.end(), scalar,
                                         [](const auto& entry, char32_t s) { return entry.first < s; });
-    if (found == reverse.end() || found->first != scalar) return std::nullopt;
+    if (found == reverse.end() || found->first != scalar)
+        return std::nullopt;
     return found->second;
 }
 
 void appendScalar(std::string& out, char32_t scalar)
 {
-    if ((scalar >= 0xD800 && scalar <= 0xDFFF) || scalar > 0x10FFFF) scalar = 0xFFFD;
+    if ((scalar >= 0xD800 && scalar <= 0xDFFF) || scalar > 0x10FFFF)
+        scalar = 0xFFFD;
     std::array<utf8proc_uint8_t, 4> buffer{};
     const auto length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(scalar), buffer.data());
     out.append(reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(length));
@@ -107,7 +110,8 @@ struct ScalarReader
 std::optional<std::uint8_t> markByteOf(char32_t scalar)
 {
     // Every mark lies at U+0300 or above; plain text never reaches the table.
-    if (scalar < 0x300) return std::nullopt;
+    if (scalar < 0x300)
+        return std::nullopt;
     return lookup(tables().reverseCombining, scalar);
 }
 
@@ -120,14 +124,16 @@ bool isBreak(char32_t scalar)
 
 std::optional<char32_t> combiningMark(std::uint8_t byte)
 {
-    if (byte < 0x80) return std::nullopt;
+    if (byte < 0x80)
+        return std::nullopt;
     const char32_t scalar = tables().combining[byte - 0x80u];
     return scalar != 0 ? std::optional(scalar) : std::nullopt;
 }
 
 std::optional<char32_t> spacingCharacter(std::uint8_t byte)
 {
-    if (byte < 0x80) return std::nullopt;
+    if (byte < 0x80)
+        return std::nullopt;
     const char32_t scalar = tables().spacing[byte - 0x80u];
     return scalar != 0 ? std::optional(scalar) : std::nullopt;
 }
@@ -173,7 +179,8 @@ Decoded decode(std::string_view bytes)
 
 std::optional<std::string> encode(std::string_view text)
 {
-    if (!TextEncodings::isValidUTF8(text)) return std::nullopt;
+    if (!TextEncodings::isValidUTF8(text))
+        return std::nullopt;
     const Tables& t = tables();
     std::string out;
     out.reserve(text.size());
@@ -202,7 +209,8 @@ std::optional<std::string> encode(std::string_view text)
             reader.pos += length;
             if (!reader.atEnd()) {
                 const char32_t following = reader.peek().first;
-                if (!isBreak(following) && !markByteOf(following)) return std::nullopt;
+                if (!isBreak(following) && !markByteOf(following))
+                    return std::nullopt;
             }
             continue;
         }
@@ -219,16 +227,19 @@ std::optional<std::string> encode(std::string_view text)
                 utf8proc_decompose(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + reader.pos),
                                    static_cast<utf8proc_ssize_t>(length), parts.data(),
                                    static_cast<utf8proc_ssize_t>(parts.size()), UTF8PROC_DECOMPOSE);
-            if (count < 1 || count > static_cast<utf8proc_ssize_t>(parts.size())) return std::nullopt;
+            if (count < 1 || count > static_cast<utf8proc_ssize_t>(parts.size()))
+                return std::nullopt;
             const auto base = static_cast<char32_t>(parts[0]);
             if (base < 0x80 && !isBreak(base))
                 baseByte = static_cast<std::uint8_t>(base);
             else
                 baseByte = lookup(t.reverseSpacing, base);
-            if (!baseByte) return std::nullopt;
+            if (!baseByte)
+                return std::nullopt;
             for (utf8proc_ssize_t k = 1; k < count; ++k) {
                 const auto markByte = markByteOf(static_cast<char32_t>(parts[k]));
-                if (!markByte) return std::nullopt;
+                if (!markByte)
+                    return std::nullopt;
                 marks.push_back(static_cast<char>(*markByte));
             }
         }
@@ -239,7 +250,8 @@ std::optional<std::string> encode(std::string_view text)
             while (!reader.atEnd()) {
                 const auto [next, nextLength] = reader.peek();
                 const auto markByte = markByteOf(next);
-                if (!markByte) break;
+                if (!markByte)
+                    break;
                 marks.push_back(static_cast<char>(*markByte));
                 reader.pos += nextLength;
             }

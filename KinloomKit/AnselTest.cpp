@@ -110,7 +110,8 @@ TEST(AnselEncode, RoundTripsEveryDecodedText)
     std::vector<std::uint8_t> alphabet{'a', 'Z', ' ', '\n', '\r', 0x09};
     for (unsigned byte = 0x80; byte < 256; ++byte) {
         const auto b = static_cast<std::uint8_t>(byte);
-        if (Ansel::spacingCharacter(b) || Ansel::combiningMark(b)) alphabet.push_back(b);
+        if (Ansel::spacingCharacter(b) || Ansel::combiningMark(b))
+            alphabet.push_back(b);
     }
     std::uint32_t state = 12345;
     const auto nextRandom = [&] {

@@ -27,7 +27,8 @@ const std::string notUTF8Note = "The file says UTF-8 but has bytes that aren\u20
 
 std::filesystem::path corpusFolder()
 {
-    if (const char* folder = std::getenv("KINLOOM_CORPUS")) return folder;
+    if (const char* folder = std::getenv("KINLOOM_CORPUS"))
+        return folder;
     return KINLOOM_CORPUS_DEFAULT;
 }
 
@@ -65,7 +66,8 @@ Facts parseFacts(const std::map<std::string, std::string>& row)
         value = value.substr(0, value.find_first_of(";("));
         while (!value.empty() && value.back() == ' ')
             value.pop_back();
-        if (value != "(none)" && !value.empty()) facts.declared = value;
+        if (value != "(none)" && !value.empty())
+            facts.declared = value;
     }
     // "line ends: CRLF x72943, LF x20 (MIXED); ..." with LFCR meaning a line feed then a carriage return.
     if (const std::size_t at = facts.looks.find("line ends: "); at != std::string::npos) {
@@ -74,7 +76,8 @@ Facts parseFacts(const std::map<std::string, std::string>& row)
             std::istringstream words(item);
             std::string kind, count;
             words >> kind >> count;
-            if (count.size() < 2 || count[0] != 'x') continue;
+            if (count.size() < 2 || count[0] != 'x')
+                continue;
             const std::size_t n = std::stoul(count.substr(1));
             if (kind == "LF")
                 facts.lf += n;
@@ -102,7 +105,8 @@ bool hasUnknownAnselByte(const std::string& bytes)
     for (unsigned char b : bytes) {
         const bool unknown = (b >= 0x80 && b <= 0xA0) || b == 0xAF || b == 0xBB || (b >= 0xC9 && b <= 0xCE) ||
                              (b >= 0xD0 && b <= 0xDF) || b == 0xFC || b == 0xFD || b == 0xFF;
-        if (unknown) return true;
+        if (unknown)
+            return true;
     }
     return false;
 }
@@ -119,16 +123,21 @@ Expected expectedReading(const Facts& facts, const std::string& bytes)
     if (facts.has("UTF-8 BOM"))
         return {TextEncoding::utf8, true,
                 facts.has("NOT valid UTF-8") ? std::vector{repairNote} : std::vector<std::string>{}};
-    if (facts.has("UTF-16LE BOM")) return {TextEncoding::utf16LE, true, {}};
-    if (facts.has("UTF-16BE BOM")) return {TextEncoding::utf16BE, true, {}};
-    if (facts.has("UTF-16LE (no BOM")) return {TextEncoding::utf16LE, false, {}};
-    if (facts.has("UTF-16BE (no BOM")) return {TextEncoding::utf16BE, false, {}};
+    if (facts.has("UTF-16LE BOM"))
+        return {TextEncoding::utf16LE, true, {}};
+    if (facts.has("UTF-16BE BOM"))
+        return {TextEncoding::utf16BE, true, {}};
+    if (facts.has("UTF-16LE (no BOM"))
+        return {TextEncoding::utf16LE, false, {}};
+    if (facts.has("UTF-16BE (no BOM"))
+        return {TextEncoding::utf16BE, false, {}};
 
     const bool ascii = facts.has("pure ASCII") || facts.bytes == 0;
     const bool utf8 = ascii || (facts.has("valid UTF-8") && !facts.has("NOT valid UTF-8"));
     const std::string declared = upper(facts.declared);
     if (declared == "ANSEL") {
-        if (!ascii && utf8) return {TextEncoding::utf8, false, {anselIsUTF8Note}};
+        if (!ascii && utf8)
+            return {TextEncoding::utf8, false, {anselIsUTF8Note}};
         return {TextEncoding::ansel, false,
                 hasUnknownAnselByte(bytes) ? std::vector{anselReplacedNote} : std::vector<std::string>{}};
     }
@@ -152,7 +161,8 @@ Expected expectedReading(const Facts& facts, const std::string& bytes)
     if (const auto found = singleByte.find(declared); found != singleByte.end())
         return {found->second, false, {}};
     if (declared == "ASCII") {
-        if (ascii) return {TextEncoding::ascii, false, {}};
+        if (ascii)
+            return {TextEncoding::ascii, false, {}};
         return utf8 ? Expected{TextEncoding::utf8, false, {asciiIsUTF8Note}}
                     : Expected{TextEncoding::windows1252, false, {asciiIsOtherNote}};
     }
@@ -166,7 +176,8 @@ TEST(CorpusTest, EveryFileReadsAsItsBytesImply)
 {
     const std::filesystem::path folder = corpusFolder();
     std::ifstream manifest(folder / "MANIFEST.tsv");
-    if (!manifest) GTEST_SKIP() << "no corpus at " << folder;
+    if (!manifest)
+        GTEST_SKIP() << "no corpus at " << folder;
 
     std::string line;
     std::getline(manifest, line);

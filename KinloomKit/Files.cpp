@@ -20,7 +20,8 @@ public:
     FileDescriptor& operator=(const FileDescriptor&) = delete;
     ~FileDescriptor()
     {
-        if (m_fd >= 0) ::close(m_fd);
+        if (m_fd >= 0)
+            ::close(m_fd);
     }
     [[nodiscard]] int get() const { return m_fd; }
     int release()
@@ -54,14 +55,17 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
     bytes.resize(static_cast<std::size_t>(info.st_size));
     std::size_t filled = 0;
     for (;;) {
-        if (filled == bytes.size()) bytes.resize(bytes.size() + 65536);
+        if (filled == bytes.size())
+            bytes.resize(bytes.size() + 65536);
         const ssize_t got = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
         if (got < 0) {
-            if (errno == EINTR) continue;
+            if (errno == EINTR)
+                continue;
             error = std::strerror(errno);
             return std::nullopt;
         }
-        if (got == 0) break;
+        if (got == 0)
+            break;
         filled += static_cast<std::size_t>(got);
     }
     bytes.resize(filled);
@@ -95,9 +99,11 @@ bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b)
 {
     std::error_code error;
     const auto canonicalA = std::filesystem::weakly_canonical(std::filesystem::absolute(a), error);
-    if (error) return false;
+    if (error)
+        return false;
     const auto canonicalB = std::filesystem::weakly_canonical(std::filesystem::absolute(b), error);
-    if (error) return false;
+    if (error)
+        return false;
     return canonicalA == canonicalB;
 }
 
@@ -113,7 +119,8 @@ std::optional<std::string> writeNewFile(const std::string& path, std::string_vie
         path.size() > name.size() ? path.substr(0, path.size() - name.size()) : std::string();
     std::string temporary = folder + "." + name + ".kinloom-XXXXXX";
     FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (fd.get() < 0) return std::string(std::strerror(errno));
+    if (fd.get() < 0)
+        return std::string(std::strerror(errno));
     auto fail = [&](int error) {
         ::unlink(temporary.c_str());
         return std::optional<std::string>(std::strerror(error));
@@ -123,12 +130,14 @@ std::optional<std::string> writeNewFile(const std::string& path, std::string_vie
     while (written < bytes.size()) {
         const ssize_t put = ::write(fd.get(), bytes.data() + written, bytes.size() - written);
         if (put < 0) {
-            if (errno == EINTR) continue;
+            if (errno == EINTR)
+                continue;
             return fail(errno);
         }
         written += static_cast<std::size_t>(put);
     }
-    if (::fsync(fd.get()) != 0 || ::close(fd.release()) != 0) return fail(errno);
+    if (::fsync(fd.get()) != 0 || ::close(fd.release()) != 0)
+        return fail(errno);
 
     // The kernel refuses to replace an existing name, so a file that appeared meanwhile survives.
     if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
@@ -137,7 +146,8 @@ std::optional<std::string> writeNewFile(const std::string& path, std::string_vie
         ::unlink(temporary.c_str());
         return existsText;
     }
-    if (errno != EINVAL && errno != ENOSYS) return fail(errno);
+    if (errno != EINVAL && errno != ENOSYS)
+        return fail(errno);
     // File systems without the no-replace rename: a hard link fails on an existing name too.
     if (::link(temporary.c_str(), path.c_str()) != 0) {
         const int error = errno;

@@ -34,7 +34,8 @@ std::uint32_t appendOwned(detail::NodeChunk& chunk, const GedcomNode& node)
     slot.id = node.id();
     slot.offset = static_cast<std::uint32_t>(chunk.owned.size());
     slot.flags = detail::NodeSlot::Owned;
-    if (node.isMalformed()) slot.flags |= detail::NodeSlot::Malformed;
+    if (node.isMalformed())
+        slot.flags |= detail::NodeSlot::Malformed;
     chunk.slots.push_back(slot);
     chunk.owned.push_back({node.xref(), node.tag(), node.value(), node.raw()});
     std::uint32_t size = 1;
@@ -62,8 +63,10 @@ void appendCopied(detail::NodeChunk& chunk, const detail::NodeChunk& from, std::
 
 std::string GedcomVersion::displayName() const
 {
-    if (std::holds_alternative<V551>(value)) return "GEDCOM 5.5.1";
-    if (std::holds_alternative<V7>(value)) return "GEDCOM 7.0";
+    if (std::holds_alternative<V551>(value))
+        return "GEDCOM 5.5.1";
+    if (std::holds_alternative<V7>(value))
+        return "GEDCOM 7.0";
     const std::string& version = std::get<Other>(value).version;
     return version.empty() ? "GEDCOM (version not stated)" : "GEDCOM " + version;
 }
@@ -71,8 +74,10 @@ std::string GedcomVersion::displayName() const
 GedcomVersion GedcomVersion::fromVers(std::string_view vers)
 {
     vers = trimmed(vers);
-    if (vers.starts_with("5.5")) return {V551{}};
-    if (vers.starts_with("7")) return {V7{}};
+    if (vers.starts_with("5.5"))
+        return {V551{}};
+    if (vers.starts_with("7"))
+        return {V7{}};
     return {Other{std::string(vers)}};
 }
 
@@ -81,8 +86,10 @@ GedcomVersion GedcomVersion::fromVers(std::string_view vers)
 std::optional<std::string_view> NodeView::xref() const
 {
     const detail::NodeSlot& s = slot();
-    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].xref);
-    if (!(s.flags & detail::NodeSlot::HasXref)) return std::nullopt;
+    if (s.flags & detail::NodeSlot::Owned)
+        return optionalView(m_chunk->owned[s.offset].xref);
+    if (!(s.flags & detail::NodeSlot::HasXref))
+        return std::nullopt;
     const std::string_view text = line();
     const auto fields = detail::parseLineFields(text);
     assert(fields && fields->xrefLength > 0);
@@ -92,8 +99,10 @@ std::optional<std::string_view> NodeView::xref() const
 std::string_view NodeView::tag() const
 {
     const detail::NodeSlot& s = slot();
-    if (s.flags & detail::NodeSlot::Owned) return m_chunk->owned[s.offset].tag;
-    if (s.flags & detail::NodeSlot::Malformed) return {};
+    if (s.flags & detail::NodeSlot::Owned)
+        return m_chunk->owned[s.offset].tag;
+    if (s.flags & detail::NodeSlot::Malformed)
+        return {};
     const std::string_view text = line();
     if (s.flags & detail::NodeSlot::LongFields) {
         const auto fields = detail::parseLineFields(text);
@@ -105,22 +114,26 @@ std::string_view NodeView::tag() const
 std::optional<std::string_view> NodeView::value() const
 {
     const detail::NodeSlot& s = slot();
-    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].value);
-    if (s.flags & detail::NodeSlot::Malformed) return std::nullopt;
+    if (s.flags & detail::NodeSlot::Owned)
+        return optionalView(m_chunk->owned[s.offset].value);
+    if (s.flags & detail::NodeSlot::Malformed)
+        return std::nullopt;
     const std::string_view text = line();
     std::size_t tagEnd = std::size_t{s.tagStart} + s.tagLength;
     if (s.flags & detail::NodeSlot::LongFields) {
         const auto fields = detail::parseLineFields(text);
         tagEnd = std::size_t{fields->tagStart} + fields->tagLength;
     }
-    if (tagEnd >= text.size()) return std::nullopt;
+    if (tagEnd >= text.size())
+        return std::nullopt;
     return text.substr(tagEnd + 1);
 }
 
 std::optional<std::string_view> NodeView::raw() const
 {
     const detail::NodeSlot& s = slot();
-    if (s.flags & detail::NodeSlot::Owned) return optionalView(m_chunk->owned[s.offset].raw);
+    if (s.flags & detail::NodeSlot::Owned)
+        return optionalView(m_chunk->owned[s.offset].raw);
     return line();
 }
 
@@ -134,7 +147,8 @@ std::vector<std::string> NodeView::lines(int level) const
 std::optional<NodeView> NodeView::firstChild(std::string_view tag) const
 {
     for (NodeView child : children()) {
-        if (child.tag() == tag) return child;
+        if (child.tag() == tag)
+            return child;
     }
     return std::nullopt;
 }
@@ -143,7 +157,8 @@ std::optional<NodeView> NodeView::find(std::int64_t id) const
 {
     const std::uint32_t end = m_index + slot().size;
     for (std::uint32_t i = m_index; i < end; ++i) {
-        if (m_chunk->slots[i].id == id) return NodeView(m_chunk, i);
+        if (m_chunk->slots[i].id == id)
+            return NodeView(m_chunk, i);
     }
     return std::nullopt;
 }
@@ -171,7 +186,8 @@ NodeView GedcomDocument::record(std::size_t index) const
 bool GedcomDocument::hasWellFormedRecord() const
 {
     for (NodeView record : records()) {
-        if (!record.isMalformed()) return true;
+        if (!record.isMalformed())
+            return true;
     }
     return false;
 }
@@ -179,7 +195,8 @@ bool GedcomDocument::hasWellFormedRecord() const
 GedcomVersion GedcomDocument::version() const
 {
     for (NodeView record : records()) {
-        if (record.tag() != "HEAD") continue;
+        if (record.tag() != "HEAD")
+            continue;
         const auto gedc = record.firstChild("GEDC");
         const auto vers = gedc ? gedc->firstChild("VERS") : std::nullopt;
         return vers ? GedcomVersion::fromVers(vers->value().value_or("")) : GedcomVersion{};
@@ -196,7 +213,8 @@ GedcomNode GedcomDocument::newNode(std::string tag, std::optional<std::string> v
 std::optional<GedcomNode> GedcomDocument::find(std::int64_t id) const
 {
     for (NodeView record : records()) {
-        if (auto found = record.find(id)) return found->toNode();
+        if (auto found = record.find(id))
+            return found->toNode();
     }
     return std::nullopt;
 }
@@ -256,7 +274,8 @@ void GedcomDocument::removeRecord(std::size_t index)
     list.refs.erase(list.refs.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk, const std::vector<std::uint32_t>& roots)
+void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk,
+                                 const std::vector<std::uint32_t>& roots)
 {
     RecordList& list = mutableList();
     list.refs.reserve(list.refs.size() + roots.size());
@@ -270,7 +289,8 @@ GedcomDocument::RecordList& GedcomDocument::mutableList()
     if (m_list.use_count() > 1)
         m_list = std::make_shared<RecordList>(*m_list);
     else
-        std::atomic_thread_fence(std::memory_order_acquire); // other copies' last reads happen before our writes
+        std::atomic_thread_fence(
+            std::memory_order_acquire); // other copies' last reads happen before our writes
     return *m_list;
 }
 
@@ -285,8 +305,9 @@ void GedcomDocument::keep(RecordList& list, std::shared_ptr<const detail::NodeCh
     for (const RecordRef& ref : list.refs)
         used.push_back(ref.chunk);
     std::sort(used.begin(), used.end());
-    std::erase_if(list.chunks,
-                  [&](const auto& kept) { return !std::binary_search(used.begin(), used.end(), kept.get()); });
+    std::erase_if(list.chunks, [&](const auto& kept) {
+        return !std::binary_search(used.begin(), used.end(), kept.get());
+    });
     list.chunksAfterTrim = list.chunks.size();
 }
 
@@ -297,7 +318,8 @@ bool GedcomDocument::operator==(const GedcomDocument& other) const
         nextID != other.nextID || recordCount() != other.recordCount())
         return false;
     for (std::size_t i = 0; i < recordCount(); ++i) {
-        if (record(i).toNode() != other.record(i).toNode()) return false;
+        if (record(i).toNode() != other.record(i).toNode())
+            return false;
     }
     return true;
 }

@@ -21,7 +21,8 @@ GedcomNode GedcomNode::malformed(std::int64_t id, std::string raw)
 
 void GedcomNode::setValue(std::optional<std::string> value)
 {
-    if (value == m_value) return;
+    if (value == m_value)
+        return;
     m_value = std::move(value);
     m_raw.reset();
 }
@@ -41,16 +42,19 @@ std::vector<std::string> GedcomNode::lines(int level) const
 std::optional<GedcomNode> GedcomNode::firstChild(std::string_view tag) const
 {
     for (const GedcomNode& child : m_children) {
-        if (child.m_tag == tag) return child;
+        if (child.m_tag == tag)
+            return child;
     }
     return std::nullopt;
 }
 
 std::optional<GedcomNode> GedcomNode::find(std::int64_t id) const
 {
-    if (m_id == id) return *this;
+    if (m_id == id)
+        return *this;
     for (const GedcomNode& child : m_children) {
-        if (auto found = child.find(id)) return found;
+        if (auto found = child.find(id))
+            return found;
     }
     return std::nullopt;
 }
@@ -62,7 +66,8 @@ bool GedcomNode::update(std::int64_t id, const std::function<void(GedcomNode&)>&
         return true;
     }
     for (GedcomNode& child : m_children) {
-        if (child.update(id, change)) return true;
+        if (child.update(id, change))
+            return true;
     }
     return false;
 }

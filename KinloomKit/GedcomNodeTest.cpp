@@ -199,7 +199,8 @@ TEST(GedcomNodeTest, ManyEditsKeepEveryCopyIntact)
     std::vector<GedcomDocument> history;
     for (int round = 0; round < 300; ++round) {
         history.push_back(document);
-        ASSERT_TRUE(document.update(7, [&](GedcomNode& date) { date.setValue(std::to_string(1800 + round)); }));
+        ASSERT_TRUE(
+            document.update(7, [&](GedcomNode& date) { date.setValue(std::to_string(1800 + round)); }));
         if (round % 50 == 0)
             document.appendRecord(document.newNode("NOTE", std::to_string(round)));
     }

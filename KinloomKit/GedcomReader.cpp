@@ -27,7 +27,8 @@ const char* nextBreak(const char* p, const char* end)
         const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
         const int mask =
             _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr)));
-        if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
+        if (mask != 0)
+            return p + __builtin_ctz(static_cast<unsigned>(mask));
     }
 #endif
     while (p < end && *p != '\n' && *p != '\r')
@@ -64,7 +65,8 @@ public:
 
     bool next(std::string_view& line)
     {
-        if (m_p == m_end) return false;
+        if (m_p == m_end)
+            return false;
         const char* stop = nextBreak(m_p, m_end);
         line = std::string_view(m_p, static_cast<std::size_t>(stop - m_p));
         if (stop == m_end) {
@@ -116,7 +118,8 @@ public:
         ++m_lastID;
         const std::optional<detail::LineFields> fields = detail::parseLineFields(line);
         if (!fields) {
-            if (m_depth == 0) startRecord(line.data());
+            if (m_depth == 0)
+                startRecord(line.data());
             detail::NodeSlot slot = lineSlot(line);
             slot.flags = detail::NodeSlot::Malformed;
             m_chunk->slots.push_back(slot);
@@ -124,9 +127,11 @@ public:
         }
         while (m_depth > 0 && m_open[m_depth - 1].level >= fields->level)
             close();
-        if (m_depth == 0) startRecord(line.data());
+        if (m_depth == 0)
+            startRecord(line.data());
         detail::NodeSlot slot = lineSlot(line);
-        if (fields->xrefLength > 0) slot.flags |= detail::NodeSlot::HasXref;
+        if (fields->xrefLength > 0)
+            slot.flags |= detail::NodeSlot::HasXref;
         if (fields->tagStart <= std::numeric_limits<std::uint16_t>::max() &&
             fields->tagLength <= std::numeric_limits<std::uint8_t>::max()) {
             slot.tagStart = static_cast<std::uint16_t>(fields->tagStart);
@@ -215,7 +220,8 @@ std::optional<LineFields> parseLineFields(std::string_view line)
         ++i;
         ++digits;
     }
-    if (digits == 0 || digits > 2 || i == n || line[i] != ' ') return std::nullopt;
+    if (digits == 0 || digits > 2 || i == n || line[i] != ' ')
+        return std::nullopt;
     while (i < n && line[i] == ' ')
         ++i;
     if (i < n && line[i] == '@') {
@@ -231,7 +237,8 @@ std::optional<LineFields> parseLineFields(std::string_view line)
     const std::size_t tagStart = i;
     while (i < n && line[i] != ' ')
         ++i;
-    if (i == tagStart) return std::nullopt;
+    if (i == tagStart)
+        return std::nullopt;
     fields.tagStart = static_cast<std::uint32_t>(tagStart);
     fields.tagLength = static_cast<std::uint32_t>(i - tagStart);
     fields.hasValue = i < n;
@@ -245,12 +252,15 @@ namespace GedcomReader {
 std::optional<Line> parseLine(std::string_view line)
 {
     const std::optional<detail::LineFields> fields = detail::parseLineFields(line);
-    if (!fields) return std::nullopt;
+    if (!fields)
+        return std::nullopt;
     Line result;
     result.level = fields->level;
-    if (fields->xrefLength > 0) result.xref = std::string(line.substr(fields->xrefStart, fields->xrefLength));
+    if (fields->xrefLength > 0)
+        result.xref = std::string(line.substr(fields->xrefStart, fields->xrefLength));
     result.tag = std::string(line.substr(fields->tagStart, fields->tagLength));
-    if (fields->hasValue) result.value = std::string(line.substr(fields->tagStart + fields->tagLength + 1));
+    if (fields->hasValue)
+        result.value = std::string(line.substr(fields->tagStart + fields->tagLength + 1));
     return result;
 }
 
@@ -270,8 +280,10 @@ SplitText splitLines(std::string_view text)
 
 std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr)
 {
-    if (crlf > 0 && crlf >= lf && crlf >= cr) return "\r\n";
-    if (lf < cr) return "\r";
+    if (crlf > 0 && crlf >= lf && crlf >= cr)
+        return "\r\n";
+    if (lf < cr)
+        return "\r";
     return "\n";
 }
 

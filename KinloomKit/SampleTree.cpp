@@ -1340,8 +1340,10 @@ std::string givenNameVariant(std::string_view name, Rng& rng)
         variants[count++] = "K" + text.substr(2);
     if (text.size() >= 5 && (text.back() == 'e' || text.back() == 'a'))
         variants[count++] = text.substr(0, text.size() - 1) + (text.back() == 'e' ? "a" : "e");
-    if (text.ends_with("han")) variants[count++] = text + "n";
-    if (count == 0) return withoutDiacritics(text);
+    if (text.ends_with("han"))
+        variants[count++] = text + "n";
+    if (count == 0)
+        return withoutDiacritics(text);
     return variants[rng.below(static_cast<std::uint32_t>(count))];
 }
 
@@ -1351,17 +1353,20 @@ std::string surnameVariant(std::string_view name, std::uint8_t region)
     std::string text(name);
     switch (region) {
     case 0: // Clarke → Clark, Smith → Smyth, Brown → Browne
-        if (text.back() == 'e') return text.substr(0, text.size() - 1);
+        if (text.back() == 'e')
+            return text.substr(0, text.size() - 1);
         if (const auto i = text.find('i'); i != std::string::npos) {
             text[i] = 'y';
             return text;
         }
         return text + "e";
     case 1:
-        if (std::string expanded = umlautsWrittenOut(text); expanded != text) return expanded;
+        if (std::string expanded = umlautsWrittenOut(text); expanded != text)
+            return expanded;
         if (const auto eszett = text.find("\xC3\x9F"); eszett != std::string::npos)
             return text.replace(eszett, 2, "ss");
-        if (const auto dt = text.find("dt"); dt != std::string::npos) return text.replace(dt, 2, "tt");
+        if (const auto dt = text.find("dt"); dt != std::string::npos)
+            return text.replace(dt, 2, "tt");
         return text;
     case 2:
         if (const auto sson = text.find("sson"); sson != std::string::npos)
@@ -1524,7 +1529,8 @@ private:
                 m_rng.chance(7500) ? family.place : randomIndex(regions[region].places.size());
             const std::int32_t child =
                 addPerson(m_rng.chance(5100), birth, region, surname, place, familyIndex);
-            if (m_rng.chance(1200)) m_people[child].flags |= diesYoung;
+            if (m_rng.chance(1200))
+                m_people[child].flags |= diesYoung;
             const std::uint32_t childLink = m_rng.below(10'000u);
             if (childLink < 50) {
                 m_people[child].flags |= childLink < 25 ? noFamc : notListed;
@@ -1550,12 +1556,14 @@ private:
                 copy.birthForm = !vague && form >= 8500 ? DateForm::about : DateForm::year;
             m_people.push_back(copy);
             m_copies.emplace_back(original, static_cast<std::int32_t>(m_people.size() - 1));
-            if (linked) ++family.children;
+            if (linked)
+                ++family.children;
         }
         m_families.push_back(family);
 
         for (std::int32_t c = family.firstChild; c < family.firstChild + family.children; ++c) {
-            if (m_people.size() >= clanEnd) break;
+            if (m_people.size() >= clanEnd)
+                break;
             const Person child = m_people[c];
             if ((child.flags & (isCopy | diesYoung)) || yearOf(child.birth) > 2005 || !m_rng.chance(6800))
                 continue;
@@ -1586,7 +1594,8 @@ private:
                 if (person.fams >= 0) {
                     const Family& family = m_families[person.fams];
                     for (std::int32_t c = family.firstChild; c < family.firstChild + family.children; ++c) {
-                        if (m_people[c].birth > death) death = m_people[c].birth + m_rng.days(20 * yearDays);
+                        if (m_people[c].birth > death)
+                            death = m_people[c].birth + m_rng.days(20 * yearDays);
                     }
                 }
             }
@@ -1636,7 +1645,8 @@ private:
                 continue;
             } else {
                 out += c;
-                if (variant == 3 && i == comma) out += ' ';
+                if (variant == 3 && i == comma)
+                    out += ' ';
             }
         }
         out += '\n';
@@ -1739,7 +1749,8 @@ private:
                 std::string_view nickname;
                 std::uint32_t seen = 0;
                 for (const auto& [name, shortForm] : nicknames) {
-                    if (name == given && m_rng.below(++seen) == 0) nickname = shortForm;
+                    if (name == given && m_rng.below(++seen) == 0)
+                        nickname = shortForm;
                 }
                 givenVariant = nickname.empty() ? givenNameVariant(given, m_rng) : std::string(nickname);
                 given = givenVariant;
@@ -1759,7 +1770,8 @@ private:
             out += surname;
             out += '\n';
         }
-        if (!(person.flags & noSex)) out += isMale ? "1 SEX M\n" : "1 SEX F\n";
+        if (!(person.flags & noSex))
+            out += isMale ? "1 SEX M\n" : "1 SEX F\n";
 
         out += "1 BIRT\n";
         if (copy) {
@@ -1771,15 +1783,18 @@ private:
             putEventDate(out, person.birth, person.birthForm);
         }
         const std::string_view birthPlace = region.places[person.birthPlace];
-        if (!copy || m_rng.chance(9000)) putPlace(out, birthPlace);
-        if (m_rng.chance(copy ? 3000 : 7000)) putCitation(out, '2', person.region);
+        if (!copy || m_rng.chance(9000))
+            putPlace(out, birthPlace);
+        if (m_rng.chance(copy ? 3000 : 7000))
+            putCitation(out, '2', person.region);
 
         if (!copy && m_rng.chance(6000)) {
             out += "1 CHR\n";
             putEventDate(out, person.birth + m_rng.days(40),
                          m_rng.chance(9500) ? DateForm::full : DateForm::year);
             putPlace(out, m_rng.chance(9000) ? birthPlace : m_rng.pick(region.places));
-            if (m_rng.chance(2500)) putCitation(out, '2', person.region);
+            if (m_rng.chance(2500))
+                putCitation(out, '2', person.region);
         }
         if (adult && m_rng.chance(6000)) {
             out += "1 OCCU ";
@@ -1801,7 +1816,8 @@ private:
             putDate(out, when, m_rng.chance(8000) ? DateForm::year : DateForm::about);
             out += '\n';
             putPlace(out, m_rng.chance(6000) ? birthPlace : m_rng.pick(region.places));
-            if (m_rng.chance(5000)) putCitation(out, '2', person.region);
+            if (m_rng.chance(5000))
+                putCitation(out, '2', person.region);
         }
         std::string_view deathPlace;
         if (person.death != noDate) {
@@ -1815,7 +1831,8 @@ private:
                                      : DateForm::before);
             deathPlace = m_rng.chance(6000) ? birthPlace : m_rng.pick(region.places);
             putPlace(out, deathPlace);
-            if (m_rng.chance(3000)) putCitation(out, '2', person.region);
+            if (m_rng.chance(3000))
+                putCitation(out, '2', person.region);
         }
         if (person.death != noDate && !copy && m_rng.chance(6500)) {
             out += "1 BURI\n";
@@ -1836,14 +1853,16 @@ private:
             putPointer(out, 'F', person.fams);
             out += '\n';
         }
-        if (m_rng.chance(copy ? 2000 : 4500)) putCitation(out, '1', person.region);
+        if (m_rng.chance(copy ? 2000 : 4500))
+            putCitation(out, '1', person.region);
         if (!copy && m_rng.chance(2500)) {
             out += "1 NOTE ";
             putNoteText(out, '1');
         }
         if (!copy && m_rng.chance(400)) {
             const std::size_t target = m_limit / 500 + 1;
-            if (m_noteCount == 0 || (m_noteCount < target && m_rng.chance(5000))) ++m_noteCount;
+            if (m_noteCount == 0 || (m_noteCount < target && m_rng.chance(5000)))
+                ++m_noteCount;
             out += "1 NOTE ";
             putPointer(out, 'N', m_rng.below(m_noteCount));
             out += '\n';
@@ -1870,7 +1889,8 @@ private:
             out += '\n';
         }
         for (std::int32_t c = family.firstChild; c < family.firstChild + family.children; ++c) {
-            if (m_people[c].flags & notListed) continue;
+            if (m_people[c].flags & notListed)
+                continue;
             out += "1 CHIL ";
             putPointer(out, 'I', c);
             out += '\n';
@@ -1889,7 +1909,8 @@ private:
                              : form < 95 ? DateForm::year
                                          : DateForm::about);
                 putPlace(out, regions[husband.region].places[family.place]);
-                if (m_rng.chance(5000)) putCitation(out, '2', husband.region);
+                if (m_rng.chance(5000))
+                    putCitation(out, '2', husband.region);
             }
         }
         putChange(out);

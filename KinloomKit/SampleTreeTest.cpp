@@ -32,7 +32,8 @@ std::optional<Line> parseLine(std::string_view text)
     std::size_t i = 0;
     while (i < text.size() && i < 3 && std::isdigit(static_cast<unsigned char>(text[i])))
         line.level = line.level * 10 + (text[i++] - '0');
-    if (i == 0 || i > 2 || i >= text.size() || text[i] != ' ') return std::nullopt;
+    if (i == 0 || i > 2 || i >= text.size() || text[i] != ' ')
+        return std::nullopt;
     ++i;
     if (i < text.size() && text[i] == '@') {
         const std::size_t close = text.find('@', i + 1);
@@ -44,8 +45,10 @@ std::optional<Line> parseLine(std::string_view text)
     }
     const std::size_t end = std::min(text.find(' ', i), text.size());
     line.tag = text.substr(i, end - i);
-    if (line.tag.empty()) return std::nullopt;
-    if (end < text.size()) line.value = text.substr(end + 1);
+    if (line.tag.empty())
+        return std::nullopt;
+    if (end < text.size())
+        line.value = text.substr(end + 1);
     return line;
 }
 
@@ -87,7 +90,8 @@ std::multimap<std::string, Record> records(std::string_view text, std::vector<Re
         previousLevel = line->level;
         if (line->level == 0) {
             if (line->xref.empty()) {
-                if (unlabelled) unlabelled->push_back({std::string(line->tag), {}});
+                if (unlabelled)
+                    unlabelled->push_back({std::string(line->tag), {}});
                 current = unlabelled ? &unlabelled->back() : &scratch;
             } else {
                 current =
@@ -118,7 +122,8 @@ std::set<std::string> repeatedXrefs(const std::multimap<std::string, Record>& by
 {
     std::set<std::string> repeated;
     for (const auto& [xref, record] : byXref) {
-        if (byXref.count(xref) > 1) repeated.insert(xref);
+        if (byXref.count(xref) > 1)
+            repeated.insert(xref);
     }
     return repeated;
 }
@@ -126,7 +131,8 @@ std::set<std::string> repeatedXrefs(const std::multimap<std::string, Record>& by
 std::optional<std::string_view> firstValue(const Record& record, std::string_view tag, int level = 1)
 {
     for (const Line& line : record.lines) {
-        if (line.level == level && line.tag == tag) return line.value ? *line.value : std::string_view();
+        if (line.level == level && line.tag == tag)
+            return line.value ? *line.value : std::string_view();
     }
     return std::nullopt;
 }
@@ -141,7 +147,8 @@ std::vector<int> birthYears(const Record& person)
         const std::string date(person.lines[i + 1].value.value_or(""));
         for (std::size_t at = 0; (at = date.find_first_of("0123456789", at)) != std::string::npos;) {
             const std::size_t end = std::min(date.find_first_not_of("0123456789", at), date.size());
-            if (end - at == 4) years.push_back(std::stoi(date.substr(at, 4)));
+            if (end - at == 4)
+                years.push_back(std::stoi(date.substr(at, 4)));
             at = end;
         }
         break;
@@ -155,7 +162,8 @@ bool onlyLatin1(std::string_view text)
 {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte < 0x80) continue;
+        if (byte < 0x80)
+            continue;
         if ((byte != 0xC2 && byte != 0xC3) || i + 1 == text.size() ||
             (static_cast<unsigned char>(text[i + 1]) & 0xC0) != 0x80)
             return false;
@@ -253,14 +261,16 @@ TEST(SampleTreeTest, SyntheticTreeReportsWhatItPlanted)
     std::set<std::string> fromFamilies;
     for (const auto& [xref, record] : byXref) {
         for (const Line& line : record.lines) {
-            if (line.level != 1 || !line.value) continue;
+            if (line.level != 1 || !line.value)
+                continue;
             const std::string target(*line.value);
             if (line.tag == "FAMS" || line.tag == "FAMC")
                 fromPeople.insert(xref + (line.tag == "FAMS" ? " spouse in " : " child in ") + target);
             else if (line.tag == "HUSB" || line.tag == "WIFE" || line.tag == "CHIL")
                 fromFamilies.insert(target + (line.tag == "CHIL" ? " child in " : " spouse in ") + xref);
         }
-        if (record.tag == "INDI" && !firstValue(record, "SEX")) ++withoutSex;
+        if (record.tag == "INDI" && !firstValue(record, "SEX"))
+            ++withoutSex;
     }
     std::vector<std::string> oneWay;
     std::set_symmetric_difference(fromPeople.begin(), fromPeople.end(), fromFamilies.begin(),

@@ -65,7 +65,8 @@ std::size_t asciiPrefix(const unsigned char* p, std::size_t n)
         std::uint64_t b;
         std::memcpy(&a, p + i, 8);
         std::memcpy(&b, p + i + 8, 8);
-        if (((a | b) & highBits) != 0) break;
+        if (((a | b) & highBits) != 0)
+            break;
         i += 16;
     }
     if constexpr (std::endian::native == std::endian::little) {
@@ -95,7 +96,8 @@ struct Sequence
 Sequence sequenceAt(const unsigned char* p, std::size_t available)
 {
     const unsigned lead = p[0];
-    if (lead < 0x80) return {1, true};
+    if (lead < 0x80)
+        return {1, true};
     std::size_t trail = 0;
     unsigned low = 0x80;
     unsigned high = 0xBF;
@@ -103,18 +105,24 @@ Sequence sequenceAt(const unsigned char* p, std::size_t available)
         trail = 1;
     } else if (lead >= 0xE0 && lead <= 0xEF) {
         trail = 2;
-        if (lead == 0xE0) low = 0xA0;
-        if (lead == 0xED) high = 0x9F;
+        if (lead == 0xE0)
+            low = 0xA0;
+        if (lead == 0xED)
+            high = 0x9F;
     } else if (lead >= 0xF0 && lead <= 0xF4) {
         trail = 3;
-        if (lead == 0xF0) low = 0x90;
-        if (lead == 0xF4) high = 0x8F;
+        if (lead == 0xF0)
+            low = 0x90;
+        if (lead == 0xF4)
+            high = 0x8F;
     } else {
         return {1, false};
     }
-    if (available < 2 || p[1] < low || p[1] > high) return {1, false};
+    if (available < 2 || p[1] < low || p[1] > high)
+        return {1, false};
     for (std::size_t k = 2; k <= trail; ++k) {
-        if (k >= available || (p[k] & 0xC0) != 0x80) return {k, false};
+        if (k >= available || (p[k] & 0xC0) != 0x80)
+            return {k, false};
     }
     return {trail + 1, true};
 }
@@ -159,7 +167,8 @@ std::string repairUTF8(std::string_view bytes)
     std::size_t i = 0;
     while (i < n) {
         i += asciiPrefix(p + i, n - i);
-        if (i >= n) break;
+        if (i >= n)
+            break;
         const Sequence sequence = sequenceAt(p + i, n - i);
         if (!sequence.valid) {
             out.append(bytes.substr(runStart, i - runStart));
@@ -215,16 +224,19 @@ std::optional<std::string> convert(const char* from, const char* to, std::string
                                    std::size_t capacity)
 {
     iconv_t cd = iconv_open(to, from);
-    if (cd == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
+    if (cd == reinterpret_cast<iconv_t>(-1))
+        return std::nullopt;
     std::string out(capacity, '\0');
     char* inPtr = const_cast<char*>(in.data());
     std::size_t inLeft = in.size();
     char* outPtr = out.data();
     std::size_t outLeft = out.size();
     std::size_t irreversible = iconv(cd, &inPtr, &inLeft, &outPtr, &outLeft);
-    if (irreversible == 0) irreversible = iconv(cd, nullptr, nullptr, &outPtr, &outLeft);
+    if (irreversible == 0)
+        irreversible = iconv(cd, nullptr, nullptr, &outPtr, &outLeft);
     iconv_close(cd);
-    if (irreversible != 0 || inLeft != 0) return std::nullopt;
+    if (irreversible != 0 || inLeft != 0)
+        return std::nullopt;
     out.resize(out.size() - outLeft);
     return out;
 }
@@ -257,7 +269,8 @@ void finishTable(ByteTable& table)
         const std::size_t length = table.length[byte];
         if (byte < 0x80 && !(length == 1 && static_cast<unsigned char>(table.utf8[byte][0]) == byte))
             table.asciiIdentity = false;
-        if (length == 0) continue;
+        if (length == 0)
+            continue;
         const char32_t scalar =
             scalarOf(reinterpret_cast<const unsigned char*>(table.utf8[byte].data()), length);
         table.reverse.emplace_back(scalar, static_cast<std::uint8_t>(byte));
@@ -286,7 +299,8 @@ ByteTable buildTable(const char* charset)
             const auto* p = reinterpret_cast<const unsigned char*>(text.data());
             if (result == 0 && inLeft == 0 && !text.empty() && text.size() <= 4) {
                 const Sequence sequence = sequenceAt(p, text.size());
-                if (sequence.valid && sequence.length == text.size()) table.set(byte, text);
+                if (sequence.valid && sequence.length == text.size())
+                    table.set(byte, text);
             }
         }
         iconv_close(cd);
@@ -300,7 +314,8 @@ const ByteTable& latin1Table()
         ByteTable built = buildTable("LATIN1");
         // Latin-1 is every byte as the scalar of the same number; it must never refuse.
         for (unsigned byte = 0; byte < 256; ++byte) {
-            if (built.length[byte] != 0) continue;
+            if (built.length[byte] != 0)
+                continue;
             std::string text;
             appendUTF8(text, byte);
             built.set(byte, text);
@@ -352,9 +367,11 @@ std::optional<std::string> decodeWithTable(const ByteTable& table, std::string_v
             const std::size_t run = asciiPrefix(p + i, n - i);
             total += run;
             i += run;
-            if (i >= n) break;
+            if (i >= n)
+                break;
         }
-        if (table.length[p[i]] == 0) return std::nullopt;
+        if (table.length[p[i]] == 0)
+            return std::nullopt;
         total += table.length[p[i]];
         ++i;
     }
@@ -366,7 +383,8 @@ std::optional<std::string> decodeWithTable(const ByteTable& table, std::string_v
             std::memcpy(o, p + i, run);
             o += run;
             i += run;
-            if (i >= n) break;
+            if (i >= n)
+                break;
         }
         const std::size_t length = table.length[p[i]];
         std::memcpy(o, table.utf8[p[i]].data(), length);
@@ -387,14 +405,17 @@ std::optional<std::string> encodeWithTable(const ByteTable& table, std::string_v
             const std::size_t run = asciiPrefix(p + i, n - i);
             out.append(text.substr(i, run));
             i += run;
-            if (i >= n) break;
+            if (i >= n)
+                break;
         }
         const Sequence sequence = sequenceAt(p + i, n - i);
-        if (!sequence.valid) return std::nullopt;
+        if (!sequence.valid)
+            return std::nullopt;
         const char32_t scalar = scalarOf(p + i, sequence.length);
         const auto found = std::lower_bound(table.reverse.begin(), table.reverse.end(), scalar,
                                             [](const auto& entry, char32_t s) { return entry.first < s; });
-        if (found == table.reverse.end() || found->first != scalar) return std::nullopt;
+        if (found == table.reverse.end() || found->first != scalar)
+            return std::nullopt;
         out.push_back(static_cast<char>(found->second));
         i += sequence.length;
     }
@@ -405,7 +426,8 @@ void decodeSingleByte(std::string& bytes, bool pureASCII, TextEncoding target,
                       std::optional<std::string_view> leadingNote, TextEncodings::DecodedText& result)
 {
     result.encoding = target;
-    if (leadingNote) result.notes.emplace_back(*leadingNote);
+    if (leadingNote)
+        result.notes.emplace_back(*leadingNote);
     const ByteTable& table = tableFor(target);
     if (pureASCII && table.asciiIdentity) {
         result.text = std::move(bytes);
@@ -417,7 +439,8 @@ void decodeSingleByte(std::string& bytes, bool pureASCII, TextEncoding target,
     }
     // Windows-1252 files with a stray unassigned byte are common enough not to mention.
     result.text = decodeWithTable(latin1Table(), bytes).value_or(std::string());
-    if (target != TextEncoding::windows1252) result.notes.emplace_back(noteReadAsLatin1);
+    if (target != TextEncoding::windows1252)
+        result.notes.emplace_back(noteReadAsLatin1);
 }
 
 // ---- the declared CHAR value ----------------------------------------------------------------
@@ -442,7 +465,8 @@ std::string_view rawValue(TextEncoding encoding)
 std::optional<TextEncoding> textEncodingFromRawValue(std::string_view raw)
 {
     for (const auto& names : encodingNames) {
-        if (names.raw == raw) return names.encoding;
+        if (names.raw == raw)
+            return names.encoding;
     }
     return std::nullopt;
 }
@@ -496,7 +520,8 @@ DecodedText decode(std::string bytes)
     const auto readAsUTF8 = [&](std::optional<std::string_view> note) {
         result.encoding = TextEncoding::utf8;
         result.text = std::move(bytes);
-        if (note) result.notes.emplace_back(*note);
+        if (note)
+            result.notes.emplace_back(*note);
     };
 
     switch (declared.value_or(TextEncoding::utf8)) {
@@ -507,7 +532,8 @@ DecodedText decode(std::string bytes)
             Ansel::Decoded decoded = Ansel::decode(view);
             result.encoding = TextEncoding::ansel;
             result.text = std::move(decoded.text);
-            if (decoded.replaced) result.notes.emplace_back(noteAnselReplaced);
+            if (decoded.replaced)
+                result.notes.emplace_back(noteAnselReplaced);
         }
         break;
     case TextEncoding::windows1252:
@@ -544,7 +570,8 @@ std::optional<TextEncoding> encodingFromCharValue(std::string_view charValue)
         charValue.remove_suffix(1);
     std::string upper(charValue);
     for (char& c : upper) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
     }
 
     struct Spelling
@@ -571,7 +598,8 @@ std::optional<TextEncoding> encodingFromCharValue(std::string_view charValue)
         {"ASCII", TextEncoding::ascii},
     }};
     for (const auto& spelling : spellings) {
-        if (spelling.value == upper) return spelling.encoding;
+        if (spelling.value == upper)
+            return spelling.encoding;
     }
     return std::nullopt;
 }
@@ -585,14 +613,16 @@ std::optional<std::string> declaredCharValue(std::string_view bytes)
     bool inHead = false;
     std::size_t pos = 0;
     while (pos < n) {
-        if (nextLF < pos) nextLF = std::min(bytes.find('\n', pos), n);
+        if (nextLF < pos)
+            nextLF = std::min(bytes.find('\n', pos), n);
         const std::size_t cr = bytes.substr(pos, nextLF - pos).find('\r');
         const std::size_t end = cr == std::string_view::npos ? nextLF : pos + cr;
         const std::string_view line = bytes.substr(pos, end - pos);
         if (const auto fields = detail::parseLineFields(line)) {
             const std::string_view tag = line.substr(fields->tagStart, fields->tagLength);
             if (fields->level == 0) {
-                if (inHead) return std::nullopt;
+                if (inHead)
+                    return std::nullopt;
                 inHead = tag == "HEAD";
             } else if (inHead && tag == "CHAR") {
                 const std::string_view value = fields->hasValue
@@ -602,7 +632,8 @@ std::optional<std::string> declaredCharValue(std::string_view bytes)
             }
         }
         pos = end + 1;
-        if (end < n && bytes[end] == '\r' && pos < n && bytes[pos] == '\n') ++pos;
+        if (end < n && bytes[end] == '\r' && pos < n && bytes[pos] == '\n')
+            ++pos;
     }
     return std::nullopt;
 }
@@ -626,7 +657,8 @@ std::optional<std::string> encode(std::string_view text, TextEncoding encoding)
     case TextEncoding::windows1252:
         // A file whose bytes Windows-1252 refused was read as Latin-1; writing it the same way
         // gives its bytes back.
-        if (auto encoded = encodeWithTable(tableFor(encoding), text)) return encoded;
+        if (auto encoded = encodeWithTable(tableFor(encoding), text))
+            return encoded;
         return encodeWithTable(latin1Table(), text);
     case TextEncoding::ascii:
     case TextEncoding::macRoman:

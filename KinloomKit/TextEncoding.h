@@ -10,11 +10,23 @@
 namespace kinloom {
 
 /// The character encodings a family-tree file can be read and saved in, in display order.
-enum class TextEncoding : std::uint8_t { utf8, utf16LE, utf16BE, ansel, ascii, windows1252, macRoman, ibmPC, latin1 };
+enum class TextEncoding : std::uint8_t
+{
+    utf8,
+    utf16LE,
+    utf16BE,
+    ansel,
+    ascii,
+    windows1252,
+    macRoman,
+    ibmPC,
+    latin1
+};
 
 inline constexpr std::array<TextEncoding, 9> allTextEncodings{
-    TextEncoding::utf8,  TextEncoding::utf16LE,     TextEncoding::utf16BE,  TextEncoding::ansel, TextEncoding::ascii,
-    TextEncoding::windows1252, TextEncoding::macRoman, TextEncoding::ibmPC, TextEncoding::latin1,
+    TextEncoding::utf8,     TextEncoding::utf16LE, TextEncoding::utf16BE,
+    TextEncoding::ansel,    TextEncoding::ascii,   TextEncoding::windows1252,
+    TextEncoding::macRoman, TextEncoding::ibmPC,   TextEncoding::latin1,
 };
 
 /// The name shown to the user ("ANSI (Windows-1252)").

@@ -18,7 +18,8 @@ int main(int argc, char** argv)
         const std::filesystem::path path(argv[i]);
         if (std::filesystem::is_directory(path)) {
             for (const auto& entry : std::filesystem::directory_iterator(path)) {
-                if (entry.is_regular_file()) inputs.push_back(entry.path());
+                if (entry.is_regular_file())
+                    inputs.push_back(entry.path());
             }
         } else {
             inputs.push_back(path);
