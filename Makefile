@@ -25,6 +25,7 @@ run: build
 	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(CLI) info "$$dir/Sample Tree.ged"
 
 bench: build
+	@$(BUILD)/bench/kinloom-bench-dates
 	@$(BUILD)/bench/kinloom-bench $(BENCH_ARGS)
 
 fuzz:

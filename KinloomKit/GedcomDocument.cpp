@@ -91,12 +91,20 @@ std::optional<std::string_view> NodeView::xref() const
     if (!(s.flags & detail::NodeSlot::HasXref))
         return std::nullopt;
     const std::string_view text = line();
-    const auto fields = detail::parseLineFields(text);
-    assert(fields && fields->xrefLength > 0);
-    return text.substr(fields->xrefStart, fields->xrefLength);
+    if (s.flags & detail::NodeSlot::LongFields) {
+        const auto fields = detail::parseLineFields(text);
+        return text.substr(fields->xrefStart, fields->xrefLength);
+    }
+    // The label ends with the last at-sign before the blanks in front of the tag, and holds no
+    // other at-sign than its first.
+    std::size_t end = s.tagStart;
+    while (text[end - 1] == ' ')
+        --end;
+    const std::size_t start = text.rfind('@', end - 2);
+    return text.substr(start, end - start);
 }
 
-std::string_view NodeView::tag() const
+std::string_view NodeView::otherTag() const
 {
     const detail::NodeSlot& s = slot();
     if (s.flags & detail::NodeSlot::Owned)

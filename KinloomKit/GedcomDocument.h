@@ -92,11 +92,32 @@ struct NodeChunk
 class NodeView
 {
 public:
+    NodeView() = default; ///< refers to nothing; only to be assigned to
     NodeView(const detail::NodeChunk* chunk, std::uint32_t index) : m_chunk(chunk), m_index(index) {}
 
+    /// Hints the processor to fetch the node's slot (`line` false) or its line of text (`line` true);
+    /// for loops that hop from record to record through a large document.
+    void prefetch(bool line) const
+    {
+        if (line)
+            __builtin_prefetch(m_chunk->base + slot().offset);
+        else
+            __builtin_prefetch(&m_chunk->slots[m_index]);
+    }
+
+    /// False for a view made by the default constructor.
+    [[nodiscard]] bool isValid() const { return m_chunk != nullptr; }
     [[nodiscard]] std::int64_t id() const { return slot().id; }
     [[nodiscard]] std::optional<std::string_view> xref() const;
-    [[nodiscard]] std::string_view tag() const;
+    [[nodiscard]] std::string_view tag() const
+    {
+        const detail::NodeSlot& s = slot();
+        // Most lines are read lines with short tags: answered here without a call.
+        if (!(s.flags &
+              (detail::NodeSlot::Owned | detail::NodeSlot::Malformed | detail::NodeSlot::LongFields)))
+            return {m_chunk->base + s.offset + s.tagStart, s.tagLength};
+        return otherTag();
+    }
     [[nodiscard]] std::optional<std::string_view> value() const;
     [[nodiscard]] std::optional<std::string_view> raw() const;
     [[nodiscard]] bool isMalformed() const { return slot().flags & detail::NodeSlot::Malformed; }
@@ -127,10 +148,11 @@ public:
 
 private:
     [[nodiscard]] const detail::NodeSlot& slot() const { return m_chunk->slots[m_index]; }
+    [[nodiscard]] std::string_view otherTag() const;
     [[nodiscard]] std::string_view line() const { return {m_chunk->base + slot().offset, slot().length}; }
 
-    const detail::NodeChunk* m_chunk;
-    std::uint32_t m_index;
+    const detail::NodeChunk* m_chunk = nullptr;
+    std::uint32_t m_index = 0;
 };
 
 class NodeView::ChildIterator
