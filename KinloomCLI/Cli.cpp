@@ -6,9 +6,14 @@
 #include "KinloomKit/Report.h"
 #include "KinloomKit/SampleTree.h"
 #include "KinloomKit/SaveError.h"
+#include "KinloomKit/Scanner.h"
+#include "KinloomKit/TreeIndex.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -17,9 +22,13 @@
 namespace kinloom::Cli {
 namespace {
 
-constexpr const char* usageText = "usage: kinloom-cli info FILE [--json]\n"
-                                  "       kinloom-cli tidy FILE [--out DIR]\n"
-                                  "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n";
+constexpr const char* usageText =
+    "usage: kinloom-cli info FILE [--json]\n"
+    "       kinloom-cli check FILE [--json] [--report OUT.txt] [OPTIONS] [--fail-on warning|error]\n"
+    "       kinloom-cli tidy FILE [--out DIR]\n"
+    "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
+    "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
+    "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n";
 
 /// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
 struct Arguments
@@ -66,6 +75,77 @@ std::optional<std::uint64_t> parseCount(const std::string& text)
     return value;
 }
 
+/// The options that set a scan's thresholds, each taking a value; for commands that scan.
+const std::map<std::string, bool> scanOptionFlags = {
+    {"--numeric-order", true},  {"--min-parent-age", true}, {"--max-mother-age", true},
+    {"--max-father-age", true}, {"--max-lifespan", true},   {"--duplicate-threshold", true},
+};
+
+/// Known options: the command's own and the scan options.
+std::map<std::string, bool> withScanOptions(std::map<std::string, bool> own)
+{
+    own.insert(scanOptionFlags.begin(), scanOptionFlags.end());
+    return own;
+}
+
+std::optional<double> parseNumber(const std::string& text, double lowest, double highest)
+{
+    double value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(value) || value < lowest ||
+        value > highest)
+        return std::nullopt;
+    return value;
+}
+
+/// The scan's thresholds from the command line, the defaults where an option is not given, or
+/// none after saying which value was wrong.
+std::optional<ScanOptions> scanOptions(const Arguments& parsed, std::ostream& err)
+{
+    ScanOptions options;
+    if (const auto option = parsed.options.find("--numeric-order"); option != parsed.options.end()) {
+        static const std::map<std::string, NumericDateOrder> orders = {
+            {"auto", NumericDateOrder::automatic},
+            {"day-first", NumericDateOrder::dayFirst},
+            {"month-first", NumericDateOrder::monthFirst},
+        };
+        const auto order = orders.find(option->second);
+        if (order == orders.end()) {
+            err << "kinloom-cli: --numeric-order needs auto, day-first or month-first\n";
+            return std::nullopt;
+        }
+        options.numericOrder = order->second;
+    }
+    struct Threshold
+    {
+        const char* flag;
+        double ScanOptions::*field;
+        double highest;
+        const char* needs;
+    };
+    constexpr double years = 1000;
+    const Threshold thresholds[] = {
+        {"--min-parent-age", &ScanOptions::minParentAge, years, "a number of years"},
+        {"--max-mother-age", &ScanOptions::maxMotherAge, years, "a number of years"},
+        {"--max-father-age", &ScanOptions::maxFatherAge, years, "a number of years"},
+        {"--max-lifespan", &ScanOptions::maxLifespan, years, "a number of years"},
+        {"--duplicate-threshold", &ScanOptions::duplicateThreshold, 1, "a score from 0 to 1"},
+    };
+    for (const Threshold& threshold : thresholds) {
+        const auto option = parsed.options.find(threshold.flag);
+        if (option == parsed.options.end())
+            continue;
+        const std::optional<double> value = parseNumber(option->second, 0, threshold.highest);
+        if (!value) {
+            err << "kinloom-cli: " << threshold.flag << " needs " << threshold.needs << ", not \u201C"
+                << option->second << "\u201D\n";
+            return std::nullopt;
+        }
+        options.*threshold.field = *value;
+    }
+    return options;
+}
+
 std::string_view lineEndingName(std::string_view ending)
 {
     if (ending == "\r\n")
@@ -108,6 +188,7 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         return unreadable;
 
     const std::int64_t lines = document->nextID - 1;
+    const TreeIndex index = TreeIndex::build(*document);
     if (parsed->options.contains("--json")) {
         nlohmann::json json = {
             {"file", Files::fileName(path)},
@@ -119,6 +200,12 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
             {"endsWithNewline", document->endsWithNewline},
             {"lines", lines},
             {"records", document->recordCount()},
+            {"people", index.people.size()},
+            {"families", index.families.size()},
+            {"sources", index.sourceRecords},
+            {"otherRecords", index.otherRecords},
+            {"dates", index.dateValues},
+            {"places", index.placeValues},
             {"readNotes", document->readNotes},
         };
         out << json.dump(2) << "\n";
@@ -131,7 +218,13 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         << "Line ending:     " << lineEndingName(document->lineEnding)
         << (document->endsWithNewline ? "" : " (no final line break)") << "\n"
         << "Lines:           " << lines << "\n"
-        << "Records:         " << document->recordCount() << "\n";
+        << "Records:         " << document->recordCount() << "\n"
+        << "People:          " << index.people.size() << "\n"
+        << "Families:        " << index.families.size() << "\n"
+        << "Sources:         " << index.sourceRecords << "\n"
+        << "Other records:   " << index.otherRecords << "\n"
+        << "DATE values:     " << index.dateValues << "\n"
+        << "PLAC values:     " << index.placeValues << "\n";
     if (document->readNotes.empty()) {
         out << "Reading notes:   none\n";
     } else {
@@ -140,6 +233,211 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
             out << "  - " << note << "\n";
     }
     return done;
+}
+
+// Stable field names for scripts: every finding with its fix, edits and preview as values, and
+// absent parts as null so that every key is always there. Keys keep the order written here.
+using Json = nlohmann::ordered_json;
+
+Json optionalText(const std::optional<std::string>& text)
+{
+    return text ? Json(*text) : Json(nullptr);
+}
+
+Json editJSON(const Edit& edit)
+{
+    struct Visitor
+    {
+        Json operator()(const Edit::SetValue& set) const
+        {
+            return {{"kind", "setValue"},
+                    {"node", set.node},
+                    {"from", optionalText(set.from)},
+                    {"to", optionalText(set.to)}};
+        }
+        Json operator()(const Edit::Remove& remove) const
+        {
+            return {{"kind", "remove"}, {"node", remove.node}};
+        }
+        Json operator()(const Edit::Add& add) const
+        {
+            return {{"kind", "add"},
+                    {"record", add.record},
+                    {"under", add.under ? Json(*add.under) : Json(nullptr)},
+                    {"tag", add.tag},
+                    {"value", optionalText(add.value)}};
+        }
+        Json operator()(const Edit::Merge& merge) const
+        {
+            return {{"kind", "merge"}, {"keep", merge.keep}, {"remove", merge.remove}};
+        }
+    };
+    return std::visit(Visitor{}, edit.value);
+}
+
+Json fixJSON(const Fix& fix)
+{
+    Json edits = Json::array();
+    for (const Edit& edit : fix.edits)
+        edits.push_back(editJSON(edit));
+    Json preview = Json::array();
+    for (const PreviewLine& line : fix.preview)
+        preview.push_back({{"context", line.context},
+                           {"before", optionalText(line.before)},
+                           {"after", optionalText(line.after)}});
+    return {{"id", fix.id},
+            {"title", fix.title},
+            {"needsReview", fix.needsReview},
+            {"edits", std::move(edits)},
+            {"preview", std::move(preview)}};
+}
+
+Json placesJSON(const PlaceGroup& group)
+{
+    Json spellings = Json::array();
+    for (const PlaceSpelling& spelling : group.spellings)
+        spellings.push_back(
+            {{"text", spelling.text}, {"count", spelling.count}, {"nodes", spelling.nodeIDs}});
+    return {{"key", group.key}, {"suggested", group.suggested}, {"spellings", std::move(spellings)}};
+}
+
+Json matchJSON(const DuplicateMatch& match)
+{
+    return {{"keep", match.keep},
+            {"remove", match.remove},
+            {"score", match.score},
+            {"likelihood", match.likelihood()},
+            {"reasons", match.reasons}};
+}
+
+std::string_view severityName(Severity severity)
+{
+    switch (severity) {
+    case Severity::info:
+        return "info";
+    case Severity::warning:
+        return "warning";
+    case Severity::error:
+        return "error";
+    }
+    return {};
+}
+
+Json scanJSON(const ScanResult& result, const std::string& fileName)
+{
+    const TreeStats& stats = result.stats;
+    Json dateStyles = Json::array();
+    for (const DateStyleCount& style : stats.dateStyles)
+        dateStyles.push_back({{"style", style.style}, {"count", style.count}});
+    Json findings = Json::array();
+    for (const Issue& issue : result.issues) {
+        findings.push_back({
+            {"id", issue.id},
+            {"category", rawValue(issue.category)},
+            {"severity", severityName(issue.severity)},
+            {"title", issue.title},
+            {"detail", issue.detail},
+            {"records", issue.records},
+            {"fix", issue.fix ? fixJSON(*issue.fix) : Json(nullptr)},
+            {"places", issue.places ? placesJSON(*issue.places) : Json(nullptr)},
+            {"match", issue.match ? matchJSON(*issue.match) : Json(nullptr)},
+        });
+    }
+    return {
+        {"file", fileName},
+        {"statistics",
+         {
+             {"people", stats.people},
+             {"families", stats.families},
+             {"sources", stats.sources},
+             {"otherRecords", stats.otherRecords},
+             {"dates", stats.dates},
+             {"places", stats.places},
+             {"lines", stats.lines},
+             {"version", stats.version},
+             {"encoding", stats.encoding},
+             {"dateStyles", std::move(dateStyles)},
+             {"numericOrder", stats.numericOrder ? Json(rawValue(*stats.numericOrder)) : Json(nullptr)},
+         }},
+        {"findings", std::move(findings)},
+    };
+}
+
+/// Whether a path ends in the extension, in any case (".TXT" as ".txt").
+bool hasExtension(const std::string& path, std::string_view extension)
+{
+    std::string actual = std::filesystem::path(path).extension().string();
+    std::transform(actual.begin(), actual.end(), actual.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return actual == extension;
+}
+
+/// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
+int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+{
+    const auto parsed = parseArguments(
+        arguments, 1, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
+    if (!parsed)
+        return usage;
+    if (parsed->positional.size() != 1) {
+        err << usageText;
+        return usage;
+    }
+    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
+    if (!options)
+        return usage;
+
+    std::optional<Severity> failOn;
+    if (const auto option = parsed->options.find("--fail-on"); option != parsed->options.end()) {
+        if (option->second == "warning") {
+            failOn = Severity::warning;
+        } else if (option->second == "error") {
+            failOn = Severity::error;
+        } else {
+            err << "kinloom-cli: --fail-on needs warning or error\n";
+            return usage;
+        }
+    }
+    // The output's kind is settled before the file is read, so a wrong name costs no scan.
+    std::optional<std::string> reportPath;
+    if (const auto option = parsed->options.find("--report"); option != parsed->options.end()) {
+        if (hasExtension(option->second, ".pdf")) {
+            err << "PDF reports are not available yet; write the report as text (.txt).\n";
+            return usage;
+        }
+        if (!hasExtension(option->second, ".txt")) {
+            err << "kinloom-cli: --report needs a file name ending in .txt\n" << usageText;
+            return usage;
+        }
+        reportPath = option->second;
+    }
+
+    const std::string& path = parsed->positional[0];
+    const std::optional<GedcomDocument> document = openDocument(path, err);
+    if (!document)
+        return unreadable;
+    const auto scanDate = std::chrono::system_clock::now();
+    const ScanResult result = Scanner::scan(*document, *options);
+    const std::string fileName = Files::fileName(path);
+
+    if (reportPath) {
+        const std::string text = Report::reportText(result, fileName, scanDate);
+        if (const auto error = Files::writeNewFile(*reportPath, text)) {
+            err << *error << "\n";
+            return usage;
+        }
+    }
+    if (parsed->options.contains("--json")) {
+        out << scanJSON(result, fileName).dump(2) << "\n";
+    } else if (reportPath) {
+        out << "Saved \u201C" << Files::fileName(*reportPath) << "\u201D.\n";
+    } else {
+        out << Report::reportText(result, fileName, scanDate);
+    }
+
+    const bool failed = failOn && std::any_of(result.issues.begin(), result.issues.end(),
+                                              [&](const Issue& issue) { return issue.severity >= *failOn; });
+    return failed ? foundProblems : done;
 }
 
 /// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it.
@@ -235,6 +533,8 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     const std::string& command = arguments[0];
     if (command == "info")
         return info(arguments, out, err);
+    if (command == "check")
+        return check(arguments, out, err);
     if (command == "tidy")
         return tidy(arguments, out, err);
     if (command == "sample")

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -62,6 +63,12 @@ TEST_F(CliTest, InfoPrintsWhatTheReaderLearnt)
                         "Line ending:     CRLF (no final line break)\n"
                         "Lines:           7\n"
                         "Records:         3\n"
+                        "People:          1\n"
+                        "Families:        0\n"
+                        "Sources:         0\n"
+                        "Other records:   0\n"
+                        "DATE values:     0\n"
+                        "PLAC values:     0\n"
                         "Reading notes:\n"
                         "  - The file says ASCII but has UTF-8 characters; read as UTF-8.\n");
 
@@ -72,6 +79,8 @@ TEST_F(CliTest, InfoPrintsWhatTheReaderLearnt)
     EXPECT_EQ(parsed["encodingRawValue"], "utf8");
     EXPECT_EQ(parsed["lines"], 7);
     EXPECT_EQ(parsed["records"], 3);
+    EXPECT_EQ(parsed["people"], 1);
+    EXPECT_EQ(parsed["dates"], 0);
     EXPECT_EQ(parsed["lineEnding"], "CRLF");
     EXPECT_EQ(parsed["readNotes"].size(), 1u);
 }
@@ -174,4 +183,196 @@ TEST_F(CliTest, TidyWritesANumberedCopyAndChangeLog)
     EXPECT_EQ(missing.status, Cli::usage);
     EXPECT_EQ(missing.err, "No such file or directory\n");
     EXPECT_FALSE(std::filesystem::exists(m_folder / "nowhere"));
+}
+
+namespace {
+
+const std::string cleanTree = "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n1 NAME John /Smith/\n"
+                              "1 SEX M\n0 TRLR\n";
+const std::string headlessTree = "0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX M\n0 TRLR\n";
+const std::string privacyLine =
+    "This report was made on this computer by Kinloom; the file was not changed or sent anywhere.\n";
+
+} // namespace
+
+TEST_F(CliTest, CheckPrintsTheReport)
+{
+    const std::string path =
+        write("Unreadable.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n"
+                                "1 NAME John /Smith/\nHello\n1 SEX M\n0 TRLR\n");
+    const Outcome outcome = runCli({"check", path});
+    EXPECT_EQ(outcome.status, Cli::done) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(outcome.out.starts_with("# Kinloom report: Unreadable.ged\nScanned ")) << outcome.out;
+    EXPECT_NE(outcome.out.find(". GEDCOM 5.5.1, UTF-8, 9 lines.\n1 person, 0 families, 0 sources, 0 dates, "
+                               "0 place names.\n"),
+              std::string::npos)
+        << outcome.out;
+    EXPECT_NE(outcome.out.find("\n## File (1)\n\nNote: Unreadable line kept as is\n  In John Smith (@I1@): "
+                               "\u201CHello\u201D. It is saved unchanged.\n"),
+              std::string::npos)
+        << outcome.out;
+    EXPECT_TRUE(outcome.out.ends_with("\n\n" + privacyLine)) << outcome.out;
+
+    const Outcome clean = runCli({"check", write("Clean.ged", cleanTree)});
+    EXPECT_EQ(clean.status, Cli::done);
+    EXPECT_TRUE(clean.out.ends_with("\n\nNo problems found.\n\n" + privacyLine)) << clean.out;
+}
+
+TEST_F(CliTest, CheckJSON)
+{
+    const std::string path = write("Headless.ged", headlessTree);
+    const Outcome outcome = runCli({"check", path, "--json"});
+    ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+    const auto parsed = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(parsed["file"], "Headless.ged");
+    const auto& statistics = parsed["statistics"];
+    EXPECT_EQ(statistics["people"], 1);
+    EXPECT_EQ(statistics["families"], 0);
+    EXPECT_EQ(statistics["lines"], 4);
+    EXPECT_EQ(statistics["version"], "GEDCOM (version not stated)");
+    EXPECT_EQ(statistics["encoding"], "UTF-8");
+    EXPECT_TRUE(statistics["dateStyles"].is_array());
+    EXPECT_TRUE(statistics["numericOrder"].is_null());
+    const nlohmann::json noHeader = {
+        {"id", "file-nohead"},
+        {"category", "file"},
+        {"severity", "warning"},
+        {"title", "No header"},
+        {"detail",
+         "The file has no HEAD record. Most programs still read it, but it may not be a GEDCOM file."},
+        {"records", nlohmann::json::array()},
+        {"fix", nullptr},
+        {"places", nullptr},
+        {"match", nullptr},
+    };
+    EXPECT_EQ(parsed["findings"], nlohmann::json::array({noHeader}));
+
+    // A date with a certain rewrite carries its fix as values a script can apply.
+    const std::string dated = write("Dated.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n"
+                                                 "1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 12  MAR 1890\n"
+                                                 "0 TRLR\n");
+    const Outcome withFix = runCli({"check", dated, "--json", "--numeric-order", "day-first"});
+    ASSERT_EQ(withFix.status, Cli::done) << withFix.err;
+    const auto findings = nlohmann::json::parse(withFix.out)["findings"];
+    const auto date = std::find_if(findings.begin(), findings.end(),
+                                   [](const nlohmann::json& finding) { return finding["id"] == "date-9"; });
+    ASSERT_NE(date, findings.end()) << withFix.out;
+    EXPECT_EQ((*date)["category"], "dateFormats");
+    EXPECT_EQ((*date)["records"], nlohmann::json::array({"@I1@"}));
+    const auto& fix = (*date)["fix"];
+    EXPECT_EQ(fix["title"], "Write as \u201C12 MAR 1890\u201D");
+    EXPECT_EQ(fix["needsReview"], false);
+    EXPECT_EQ(
+        fix["edits"],
+        nlohmann::json::parse(R"([{"kind":"setValue","node":9,"from":"12  MAR 1890","to":"12 MAR 1890"}])"));
+    ASSERT_EQ(fix["preview"].size(), 1u);
+    EXPECT_EQ(fix["preview"][0]["before"], "12  MAR 1890");
+    EXPECT_EQ(fix["preview"][0]["after"], "12 MAR 1890");
+}
+
+TEST_F(CliTest, CheckFailsOnSeverity)
+{
+    // Worst findings: a warning (no header), none, an error (died before being born).
+    const std::string headless = write("Headless.ged", headlessTree);
+    const std::string clean = write("Clean.ged", cleanTree);
+    const std::string impossible = write(
+        "Impossible.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n1 NAME John /Smith/\n"
+                          "1 SEX M\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1850\n0 TRLR\n");
+    struct Case
+    {
+        std::vector<std::string> flags;
+        int headless;
+        int clean;
+        int impossible;
+    };
+    const Case cases[] = {
+        {{}, Cli::done, Cli::done, Cli::done},
+        {{"--fail-on", "warning"}, Cli::foundProblems, Cli::done, Cli::foundProblems},
+        {{"--fail-on", "error"}, Cli::done, Cli::done, Cli::foundProblems},
+        {{"--fail-on", "warning", "--json"}, Cli::foundProblems, Cli::done, Cli::foundProblems},
+    };
+    for (const Case& c : cases) {
+        for (const auto& [path, status] : {std::pair{headless, c.headless}, std::pair{clean, c.clean},
+                                           std::pair{impossible, c.impossible}}) {
+            std::vector<std::string> arguments = {"check", path};
+            arguments.insert(arguments.end(), c.flags.begin(), c.flags.end());
+            const Outcome outcome = runCli(arguments);
+            EXPECT_EQ(outcome.status, status) << path << " " << testing::PrintToString(c.flags);
+            // Failing still prints everything found.
+            EXPECT_NE(outcome.out, "");
+        }
+    }
+}
+
+TEST_F(CliTest, CheckWritesTheReportOnlyAsANewFile)
+{
+    const std::string path = write("Headless.ged", headlessTree);
+    const std::string report = (m_folder / "Smith report.txt").string();
+    const Outcome first = runCli({"check", path, "--report", report});
+    ASSERT_EQ(first.status, Cli::done) << first.err;
+    EXPECT_EQ(first.out, "Saved \u201CSmith report.txt\u201D.\n");
+    std::ifstream stream(report, std::ios::binary);
+    const std::string written((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    EXPECT_TRUE(written.starts_with("# Kinloom report: Headless.ged\n")) << written;
+    EXPECT_NE(written.find("\nWarning: No header\n"), std::string::npos) << written;
+
+    const Outcome again = runCli({"check", path, "--report", report});
+    EXPECT_EQ(again.status, Cli::usage);
+    EXPECT_EQ(again.out, "");
+    EXPECT_EQ(again.err, "\u201CSmith report.txt\u201D already exists. Choose a new name: the original and "
+                         "other files are never overwritten.\n");
+    std::ifstream reread(report, std::ios::binary);
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(reread)), std::istreambuf_iterator<char>()),
+              written);
+}
+
+TEST_F(CliTest, CheckRefusesBadArguments)
+{
+    const std::string path = write("Clean.ged", cleanTree);
+    const std::string pdf = (m_folder / "report.pdf").string();
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        int status;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"check", path, "--report", pdf},
+         Cli::usage,
+         "PDF reports are not available yet; write the report as text (.txt).\n"},
+        {{"check", path, "--report", (m_folder / "report.html").string()}, Cli::usage, ""},
+        {{"check", path, "--fail-on", "note"}, Cli::usage, "kinloom-cli: --fail-on needs warning or error\n"},
+        {{"check", path, "--numeric-order", "dayFirst"},
+         Cli::usage,
+         "kinloom-cli: --numeric-order needs auto, day-first or month-first\n"},
+        {{"check", path, "--min-parent-age", "twelve"},
+         Cli::usage,
+         "kinloom-cli: --min-parent-age needs a number of years, not \u201Ctwelve\u201D\n"},
+        {{"check", path, "--max-mother-age", "-3"}, Cli::usage, ""},
+        {{"check", path, "--max-lifespan", "inf"}, Cli::usage, ""},
+        {{"check", path, "--duplicate-threshold", "1.5"},
+         Cli::usage,
+         "kinloom-cli: --duplicate-threshold needs a score from 0 to 1, not \u201C1.5\u201D\n"},
+        {{"check"}, Cli::usage, ""},
+        {{"check", (m_folder / "missing.ged").string()},
+         Cli::unreadable,
+         "Couldn\u2019t read \u201Cmissing.ged\u201D: No such file or directory\n"},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = runCli(c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << testing::PrintToString(c.arguments) << outcome.err;
+        if (!c.err.empty()) {
+            EXPECT_EQ(outcome.err, c.err);
+        }
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(pdf));
+
+    // Good values of every option are taken.
+    const Outcome tuned = runCli({"check", path, "--numeric-order", "month-first", "--min-parent-age", "14",
+                                  "--max-mother-age", "50", "--max-father-age", "75.5", "--max-lifespan",
+                                  "110", "--duplicate-threshold", "0.8", "--json"});
+    EXPECT_EQ(tuned.status, Cli::done) << tuned.err;
+    EXPECT_TRUE(nlohmann::json::parse(tuned.out)["findings"].empty()) << tuned.out;
 }

@@ -117,3 +117,17 @@ TEST_F(FilesTest, FailuresLeaveNothingBehind)
     EXPECT_EQ(Files::readFile((m_folder / "none.ged").string(), error), std::nullopt);
     EXPECT_EQ(error, "No such file or directory");
 }
+
+TEST_F(FilesTest, LargeFilesReadWhole)
+{
+    // Large files take another path through the page cache; their bytes must be the same.
+    std::string bytes(40u << 20, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i * 7 + (i >> 13));
+    const auto path = m_folder / "large.ged";
+    ASSERT_EQ(Files::writeNewFile(path.string(), bytes), std::nullopt);
+    std::string error;
+    const auto read = Files::readFile(path.string(), error);
+    ASSERT_TRUE(read);
+    EXPECT_TRUE(*read == bytes);
+}

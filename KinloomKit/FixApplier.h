@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KinloomKit/GedcomDocument.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -16,5 +18,9 @@ struct ChangeEntry
 
     bool operator==(const ChangeEntry&) const = default;
 };
+
+/// The short text that names a record in findings and change lines: a person's name with its
+/// xref ("Mary Smith (@I4@)", "Unnamed person (@I9@)"), or the xref and tag ("@F3@ FAM").
+[[nodiscard]] std::string recordLabel(NodeView record);
 
 } // namespace kinloom

@@ -105,6 +105,14 @@ public:
             __builtin_prefetch(&m_chunk->slots[m_index]);
     }
 
+    /// The line `offset` slots further on in this node's record (a descendant when within
+    /// subtreeSize()), and the distance to a descendant: compact references to lines below.
+    [[nodiscard]] NodeView at(std::uint32_t offset) const { return {m_chunk, m_index + offset}; }
+    [[nodiscard]] std::uint32_t offsetOf(const NodeView& descendant) const
+    {
+        return descendant.m_index - m_index;
+    }
+
     /// False for a view made by the default constructor.
     [[nodiscard]] bool isValid() const { return m_chunk != nullptr; }
     [[nodiscard]] std::int64_t id() const { return slot().id; }

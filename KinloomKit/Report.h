@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KinloomKit/FixApplier.h"
+#include "KinloomKit/Scanner.h"
 
 #include <chrono>
 #include <optional>
@@ -18,5 +19,10 @@ namespace kinloom::Report {
                                         const std::string& originalName, const std::string& copyName,
                                         std::chrono::system_clock::time_point saveDate,
                                         const std::optional<std::string>& note);
+
+/// The findings report of one scan: what was read, the counts, one section per category that has
+/// findings, and the privacy line.
+[[nodiscard]] std::string reportText(const ScanResult& result, const std::string& fileName,
+                                     std::chrono::system_clock::time_point scanDate);
 
 } // namespace kinloom::Report

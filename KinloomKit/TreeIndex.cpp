@@ -187,10 +187,10 @@ public:
         fact.node = node;
         for (NodeView child : node.children()) {
             const std::string_view tag = child.tag();
-            if (tag == "DATE" && !fact.dateNode.isValid())
-                fact.dateNode = child;
-            else if (tag == "PLAC" && !fact.placeNode.isValid())
-                fact.placeNode = child;
+            if (tag == "DATE" && !fact.dateOffset)
+                fact.dateOffset = node.offsetOf(child);
+            else if (tag == "PLAC" && !fact.placeOffset)
+                fact.placeOffset = node.offsetOf(child);
         }
         if (const auto date = fact.date()) {
             if (const auto range = GedcomDates::range(*date, m_order, m_v7)) {
@@ -205,7 +205,6 @@ public:
     {
         Person person;
         person.xref = xref;
-        person.nodeID = record.id();
         person.record = record;
         clearScratch();
         for (NodeView child : record.children()) {
@@ -215,16 +214,8 @@ public:
                 name.nodeID = child.id();
                 m_names.push_back(name);
             } else if (tag == "SEX") {
-                if (person.sexNodeID)
-                    continue;
-                person.sexNodeID = child.id();
-                person.sexValue = child.value();
-                if (person.sexValue) {
-                    std::string sex(trimmed(*person.sexValue));
-                    for (char& c : sex)
-                        c = (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-                    person.sex = std::move(sex);
-                }
+                if (!person.sexOffset)
+                    person.sexOffset = record.offsetOf(child);
             } else if (tag == "FAMC" || tag == "FAMS") {
                 if (const auto family = pointerValue(child))
                     (tag == "FAMC" ? m_famc : m_fams).push_back({*family, child.id()});
@@ -245,7 +236,6 @@ public:
     {
         Family family;
         family.xref = xref;
-        family.nodeID = record.id();
         family.record = record;
         clearScratch();
         for (NodeView child : record.children()) {
@@ -305,14 +295,25 @@ const EventFact* Person::event(std::string_view tag) const
     return nullptr;
 }
 
-std::optional<std::int64_t> EventFact::dateNodeID() const
+std::optional<std::string> Person::sex() const
 {
-    return dateNode.isValid() ? std::optional<std::int64_t>(dateNode.id()) : std::nullopt;
+    const auto value = sexValue();
+    if (!value)
+        return std::nullopt;
+    std::string sex(trimmed(*value));
+    for (char& c : sex)
+        c = (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+    return sex;
 }
 
-std::optional<std::int64_t> EventFact::placeNodeID() const
+std::optional<std::string_view> Person::sexValue() const
 {
-    return placeNode.isValid() ? std::optional<std::int64_t>(placeNode.id()) : std::nullopt;
+    return sexOffset ? record.at(sexOffset).value() : std::nullopt;
+}
+
+std::optional<std::int64_t> Person::sexNodeID() const
+{
+    return sexOffset ? std::optional<std::int64_t>(record.at(sexOffset).id()) : std::nullopt;
 }
 
 std::optional<DateRange> EventFact::range() const

@@ -31,29 +31,33 @@ struct PersonName
 };
 
 /// One event or fact line of a person or family, with its first DATE and PLAC. Kept small (the
-/// lines themselves are views), as a large tree has millions.
+/// lines are reached through the event's own line), as a large tree has millions.
 struct EventFact
 {
     NodeView node;
-    NodeView dateNode;                                      ///< refers to nothing when the event has no DATE
-    NodeView placeNode;                                     ///< refers to nothing when the event has no PLAC
+    std::uint32_t dateOffset = 0;  ///< slots from the event's line to its DATE line; 0 when none
+    std::uint32_t placeOffset = 0; ///< slots from the event's line to its PLAC line; 0 when none
     double low = std::numeric_limits<double>::quiet_NaN();  ///< of the date's range; NaN when open or unread
     double high = std::numeric_limits<double>::quiet_NaN(); ///< of the date's range; NaN when open or unread
 
     [[nodiscard]] std::string_view tag() const { return node.tag(); }
     [[nodiscard]] std::int64_t nodeID() const { return node.id(); }
-    [[nodiscard]] std::optional<std::string_view> date() const { return valueOf(dateNode); }
-    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const;
-    [[nodiscard]] std::optional<std::string_view> place() const { return valueOf(placeNode); }
-    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const;
+    [[nodiscard]] std::optional<std::string_view> date() const { return valueAt(dateOffset); }
+    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idAt(dateOffset); }
+    [[nodiscard]] std::optional<std::string_view> place() const { return valueAt(placeOffset); }
+    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const { return idAt(placeOffset); }
     /// The date's range, when the date can be read.
     [[nodiscard]] std::optional<DateRange> range() const;
 
 private:
-    static std::optional<std::string_view> valueOf(NodeView node)
+    [[nodiscard]] std::optional<std::string_view> valueAt(std::uint32_t offset) const
     {
-        return node.isValid() ? std::optional<std::string_view>(node.value().value_or(std::string_view()))
-                              : std::nullopt;
+        return offset ? std::optional<std::string_view>(node.at(offset).value().value_or(std::string_view()))
+                      : std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::int64_t> idAt(std::uint32_t offset) const
+    {
+        return offset ? std::optional<std::int64_t>(node.at(offset).id()) : std::nullopt;
     }
 };
 
@@ -79,17 +83,20 @@ struct MemberLink
 struct Person
 {
     std::string_view xref;
-    std::int64_t nodeID = 0; ///< of the INDI line
     NodeView record;
     std::span<const PersonName> names;
-    std::optional<std::string> sex;           ///< first SEX value, trimmed and upper-cased
-    std::optional<std::string_view> sexValue; ///< that value as written
-    std::optional<std::int64_t> sexNodeID;
     std::span<const EventFact> events;
     std::span<const FamilyLink> famc;
     std::span<const FamilyLink> fams;
+    std::uint32_t sexOffset = 0; ///< slots from the record's line to its first SEX line; 0 when none
     int sourceCount = 0;
 
+    [[nodiscard]] std::int64_t nodeID() const { return record.id(); }
+    /// The first SEX value, trimmed and upper-cased.
+    [[nodiscard]] std::optional<std::string> sex() const;
+    /// That value as written.
+    [[nodiscard]] std::optional<std::string_view> sexValue() const;
+    [[nodiscard]] std::optional<std::int64_t> sexNodeID() const;
     /// The first event with this tag, if any.
     [[nodiscard]] const EventFact* event(std::string_view tag) const;
 };
@@ -97,13 +104,14 @@ struct Person
 struct Family
 {
     std::string_view xref;
-    std::int64_t nodeID = 0; ///< of the FAM line
     NodeView record;
     std::optional<std::string_view> husband;
     std::optional<std::string_view> wife;
     std::span<const std::string_view> children;
     std::span<const EventFact> events;
     std::span<const MemberLink> links; ///< every HUSB, WIFE and CHIL pointer in order, repeats included
+
+    [[nodiscard]] std::int64_t nodeID() const { return record.id(); }
 };
 
 /// People and families of a document, looked up by xref and listed in file order. Copies share

@@ -70,13 +70,15 @@ TEST(TreeIndexTest, PeopleFamiliesAndRecords)
     EXPECT_EQ(index.family("@F1@"), &index.families[0]);
 
     const Person& john = *index.person("@I1@");
-    EXPECT_EQ(john.nodeID, 6);
+    EXPECT_EQ(john.nodeID(), 6);
     ASSERT_EQ(john.names.size(), 2u);
     EXPECT_EQ(john.names[0], (PersonName{7, "John /Smith/ Jr.", "John", "Smith", "Jr."}));
     EXPECT_EQ(john.names[1], (PersonName{8, "Johnny", "Johnny", std::nullopt, ""}));
-    EXPECT_EQ(john.sex, "M");
-    EXPECT_EQ(john.sexValue, " m ");
-    EXPECT_EQ(john.sexNodeID, 9);
+    EXPECT_EQ(john.sex(), "M");
+    EXPECT_EQ(john.sexValue(), " m ");
+    EXPECT_EQ(john.sexNodeID(), 9);
+    EXPECT_EQ(index.people[1].sex(), std::nullopt);
+    EXPECT_EQ(index.people[1].sexNodeID(), std::nullopt);
 
     ASSERT_EQ(john.events.size(), 3u);
     const EventFact& birth = john.events[0];
@@ -213,7 +215,7 @@ TEST(TreeIndexTest, SameIndexOnOneThreadOrTwo)
         const Person& b = two.people[i];
         EXPECT_EQ(a.xref, b.xref);
         EXPECT_EQ(list(a.names), list(b.names));
-        EXPECT_EQ(a.sex, b.sex);
+        EXPECT_EQ(a.sex(), b.sex());
         ASSERT_EQ(a.events.size(), b.events.size());
         for (std::size_t e = 0; e < a.events.size(); ++e)
             EXPECT_EQ(a.events[e].range(), b.events[e].range());

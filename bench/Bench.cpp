@@ -5,7 +5,9 @@
 #include "KinloomKit/GedcomReader.h"
 #include "KinloomKit/GedcomWriter.h"
 #include "KinloomKit/SampleTree.h"
+#include "KinloomKit/Scanner.h"
 #include "KinloomKit/TextEncoding.h"
+#include "KinloomKit/TreeIndex.h"
 
 #include <chrono>
 #include <cstdio>
@@ -31,10 +33,22 @@ double peakMegabytes()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
+    return static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6;
 }
 
-/// In a child process: read the file, report throughput, peak memory and the cost of a copy.
+/// Resident memory now, in megabytes (10^6 bytes, as file sizes are given).
+double residentMegabytes()
+{
+    long pages = 0, resident = 0;
+    if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2)
+            resident = 0;
+        std::fclose(statm);
+    }
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+/// In a child process: read the file, copy the document, index it, scan it and write it back.
 int readOne(const std::string& path)
 {
     std::string error;
@@ -44,33 +58,47 @@ int readOne(const std::string& path)
         return 1;
     }
     const double megabytes = static_cast<double>(bytes->size()) / 1e6;
-    const auto start = Clock::now();
+    auto start = Clock::now();
     GedcomDocument document = GedcomReader::read(std::move(*bytes));
     const double readSeconds = secondsSince(start);
-    const double peak = peakMegabytes();
+    const double readPeak = peakMegabytes();
+    const double documentMegabytes = residentMegabytes();
+    std::printf("%9.1f MB, %lld lines, %s\n", megabytes, static_cast<long long>(document.nextID - 1),
+                displayName(document.encoding).data());
+    std::printf("  read   %7.3f s  %5.0f MB/s   peak %6.0f MB (%.2fx the file)\n", readSeconds,
+                megabytes / readSeconds, readPeak, readPeak / megabytes);
 
-    const auto copyStart = Clock::now();
+    start = Clock::now();
     GedcomDocument copy = document;
-    const double copySeconds = secondsSince(copyStart);
+    std::printf("  copy   %7.3f ms\n", secondsSince(start) * 1e3);
+
+    start = Clock::now();
+    {
+        const TreeIndex index = TreeIndex::build(copy);
+        std::printf("  index  %7.3f s   %zu people, %zu families  +%.0f MB (%.2fx the document's %.0f MB)\n",
+                    secondsSince(start), index.people.size(), index.families.size(),
+                    residentMegabytes() - documentMegabytes,
+                    (residentMegabytes() - documentMegabytes) / documentMegabytes, documentMegabytes);
+    }
+
+    start = Clock::now();
+    {
+        const ScanResult result = Scanner::scan(copy);
+        const double scanPeak = peakMegabytes();
+        std::printf("  scan   %7.3f s   %zu findings   peak %6.0f MB (%.2fx the document)\n",
+                    secondsSince(start), result.issues.size(), scanPeak, scanPeak / documentMegabytes);
+    }
 
     // The first write pays for the kernel handing out fresh pages for the output; the second reuses
     // them, which is what a session saving more than once sees. Both are shown.
-    double writeSeconds[2] = {};
-    double outMegabytes = 0;
-    TextEncoding written = document.encoding;
-    for (double& seconds : writeSeconds) {
-        const auto writeStart = Clock::now();
+    for (const char* label : {"write ", "again "}) {
+        start = Clock::now();
         const GedcomWriter::Output output = GedcomWriter::write(copy);
-        seconds = secondsSince(writeStart);
-        outMegabytes = static_cast<double>(output.data.size()) / 1e6;
-        written = output.encoding;
+        const double seconds = secondsSince(start);
+        std::printf("  %s %7.3f s  %5.0f MB/s   %s\n", label, seconds,
+                    static_cast<double>(output.data.size()) / 1e6 / seconds,
+                    displayName(output.encoding).data());
     }
-
-    std::printf("%9.1f MB %9lld lines | read %6.3f s %5.0f MB/s, peak %5.0f MB (%.2fx) | copy %6.3f ms | "
-                "write %5.0f MB/s, again %5.0f MB/s  %s\n",
-                megabytes, static_cast<long long>(document.nextID - 1), readSeconds, megabytes / readSeconds,
-                peak, peak / megabytes, copySeconds * 1e3, outMegabytes / writeSeconds[0],
-                outMegabytes / writeSeconds[1], displayName(written).data());
     return 0;
 }
 
@@ -135,7 +163,7 @@ int main(int argc, char** argv)
         std::filesystem::temp_directory_path() / ("kinloom-bench-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
 
-    std::printf("Read (decode + parse + tree), copy and write, each file in a fresh process:\n");
+    std::printf("Each file in a fresh process: read (decode + parse + tree), copy, index, scan, write.\n");
     for (std::size_t people : sizes) {
         const auto start = Clock::now();
         std::string text = SampleTree::syntheticText(people, 1);

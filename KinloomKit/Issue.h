@@ -1,0 +1,163 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace kinloom {
+
+/// The groups findings are shown under, in display order.
+enum class IssueCategory : std::uint8_t
+{
+    duplicates,
+    impossibleDates,
+    dateFormats,
+    places,
+    missing,
+    links,
+    file
+};
+
+inline constexpr std::array<IssueCategory, 7> allIssueCategories{
+    IssueCategory::duplicates, IssueCategory::impossibleDates, IssueCategory::dateFormats,
+    IssueCategory::places,     IssueCategory::missing,         IssueCategory::links,
+    IssueCategory::file,
+};
+
+/// "Likely duplicates", "Impossible dates" …
+[[nodiscard]] std::string_view title(IssueCategory category);
+/// The stored name: the case name ("impossibleDates").
+[[nodiscard]] std::string_view rawValue(IssueCategory category);
+[[nodiscard]] std::optional<IssueCategory> issueCategoryFromRawValue(std::string_view raw);
+
+/// A finding's grade, ordered info < warning < error.
+enum class Severity : std::uint8_t
+{
+    info = 0,
+    warning = 1,
+    error = 2
+};
+
+inline constexpr std::array<Severity, 3> allSeverities{Severity::info, Severity::warning, Severity::error};
+
+/// "Note", "Warning", "Error".
+[[nodiscard]] std::string_view title(Severity severity);
+/// The severity of a raw value 0 to 2; none otherwise.
+[[nodiscard]] std::optional<Severity> severityFromRawValue(int raw);
+
+/// One row of a fix's preview.
+struct PreviewLine
+{
+    std::string context;               ///< the record and line concerned
+    std::optional<std::string> before; ///< absent when the fix adds the line
+    std::optional<std::string> after;  ///< absent when the fix removes the line
+
+    bool operator==(const PreviewLine&) const = default;
+};
+
+/// One change to a document.
+struct Edit
+{
+    /// Set a node's value; `from` is what the check saw.
+    struct SetValue
+    {
+        std::int64_t node = 0;
+        std::optional<std::string> from;
+        std::optional<std::string> to;
+        bool operator==(const SetValue&) const = default;
+    };
+    /// Remove a node and its subtree.
+    struct Remove
+    {
+        std::int64_t node = 0;
+        bool operator==(const Remove&) const = default;
+    };
+    /// Add a line to a record, under a node or directly under the record.
+    struct Add
+    {
+        std::string record;
+        std::optional<std::int64_t> under;
+        std::string tag;
+        std::optional<std::string> value;
+        bool operator==(const Add&) const = default;
+    };
+    /// Merge the second record into the first.
+    struct Merge
+    {
+        std::string keep;
+        std::string remove;
+        bool operator==(const Merge&) const = default;
+    };
+
+    std::variant<SetValue, Remove, Add, Merge> value;
+
+    bool operator==(const Edit&) const = default;
+};
+
+/// A suggested change: edits applied in order, with what the user sees first.
+struct Fix
+{
+    std::string id; ///< unique among the fixes of one scan; names the fix in the change log
+    std::string title;
+    std::vector<Edit> edits;
+    std::vector<PreviewLine> preview;
+    bool needsReview = false; ///< a suggestion the user should check before applying
+
+    bool operator==(const Fix&) const = default;
+};
+
+/// One spelling of a place and where it is written.
+struct PlaceSpelling
+{
+    std::string text;
+    std::size_t count = 0; ///< PLAC lines written this way
+    std::vector<std::int64_t> nodeIDs;
+
+    bool operator==(const PlaceSpelling&) const = default;
+};
+
+/// Spellings that fold to one place.
+struct PlaceGroup
+{
+    std::string key;
+    std::vector<PlaceSpelling> spellings; ///< most frequent first, then file order
+    std::string suggested;
+
+    bool operator==(const PlaceGroup&) const = default;
+};
+
+/// A pair of people who are probably one person.
+struct DuplicateMatch
+{
+    std::string keep;
+    std::string remove;
+    double score = 0; ///< 0 to 1, two decimals
+    std::vector<std::string> reasons;
+
+    /// "Very likely", "Likely" or "Possible".
+    [[nodiscard]] std::string_view likelihood() const;
+
+    bool operator==(const DuplicateMatch&) const = default;
+};
+
+/// A finding: what a check saw, how bad it is, and how it could be fixed.
+struct Issue
+{
+    std::string id; ///< unique within one scan
+    IssueCategory category = IssueCategory::file;
+    Severity severity = Severity::info;
+    std::string title;
+    std::string detail;
+    std::vector<std::string> records; ///< xrefs concerned
+    std::optional<Fix> fix;
+    std::optional<PlaceGroup> places;
+    std::optional<DuplicateMatch> match;
+
+    bool operator==(const Issue&) const = default;
+};
+
+} // namespace kinloom

@@ -1,0 +1,336 @@
+#include "KinloomKit/Scanner.h"
+
+#include "KinloomKit/FixApplier.h"
+#include "KinloomKit/TreeIndex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <future>
+
+namespace kinloom {
+namespace {
+
+const char* const checkTheDates = " Check the dates in your family-tree program or sources.";
+
+bool isBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+std::vector<std::string> recordsOf(NodeView record)
+{
+    if (const auto xref = record.xref())
+        return {std::string(*xref)};
+    return {};
+}
+
+/// The first `count` characters of UTF-8 text.
+std::string_view firstCharacters(std::string_view text, std::size_t count)
+{
+    std::size_t i = 0;
+    for (std::size_t seen = 0; i < text.size() && seen < count; ++seen) {
+        ++i;
+        while (i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80)
+            ++i;
+    }
+    return text.substr(0, i);
+}
+
+/// A DATE value that is not written the standard way, kept until the numeric order is known.
+struct OddDate
+{
+    NodeView node;
+    NodeView record;
+    std::string value; ///< the full value, trimmed
+};
+
+/// What one walk over the document gathers for the file and date-format checks.
+struct Walked
+{
+    std::vector<Issue> fileIssues;
+    std::vector<OddDate> oddDates;
+    std::size_t dates = 0;
+    std::array<std::size_t, GedcomDates::allStyles.size()> styleCounts{};
+};
+
+// File checks (reading notes, unreadable lines kept as they are, a missing header) and the first
+// half of the date-format checks: every DATE value outside the header is counted and styled.
+Walked walkDocument(const GedcomDocument& document, bool v7)
+{
+    Walked walked;
+    std::vector<Issue>& issues = walked.fileIssues;
+    for (std::size_t i = 0; i < document.readNotes.size(); ++i)
+        issues.push_back({"file-read-" + std::to_string(i), IssueCategory::file, Severity::info,
+                          "How the file was read", document.readNotes[i]});
+    bool hasHeader = false;
+    for (NodeView record : document.records()) {
+        const bool header = record.tag() == "HEAD";
+        hasHeader = hasHeader || header;
+        record.walk([&](NodeView node) {
+            if (node.isMalformed()) {
+                // A record that is itself an unreadable line has no label of its own.
+                const std::string label = record.isMalformed() ? "the file" : recordLabel(record);
+                issues.push_back({"file-line-" + std::to_string(node.id()), IssueCategory::file,
+                                  Severity::info, "Unreadable line kept as is",
+                                  "In " + label + ": " +
+                                      quoted(firstCharacters(node.raw().value_or(""), 120)) +
+                                      ". It is saved unchanged.",
+                                  recordsOf(record)});
+                return;
+            }
+            if (header || node.tag() != "DATE")
+                return;
+            std::string joined;
+            const std::string_view value =
+                node.hasChildren() ? trimmed(joined = node.fullValue()) : trimmed(node.value().value_or(""));
+            if (value.empty())
+                return;
+            ++walked.dates;
+            const std::string_view style = GedcomDates::style(value, v7);
+            const auto styleIndex = static_cast<std::size_t>(
+                std::find(GedcomDates::allStyles.begin(), GedcomDates::allStyles.end(), style) -
+                GedcomDates::allStyles.begin());
+            ++walked.styleCounts[std::min(styleIndex, walked.styleCounts.size() - 1)];
+            if (styleIndex != 0)
+                walked.oddDates.push_back({node, record, std::string(value)});
+        });
+    }
+    if (!hasHeader)
+        issues.push_back(
+            {"file-nohead", IssueCategory::file, Severity::warning, "No header",
+             "The file has no HEAD record. Most programs still read it, but it may not be a GEDCOM file."});
+    return walked;
+}
+
+/// The tags on the path from a record down to one of its lines, the record's own left out ("BIRT DATE").
+std::string tagPath(NodeView record, std::int64_t id)
+{
+    std::vector<std::string_view> path;
+    bool found = false;
+    record.walk([&](NodeView node, int depth) {
+        if (found)
+            return;
+        path.resize(static_cast<std::size_t>(depth) + 1);
+        path[static_cast<std::size_t>(depth)] = node.tag();
+        found = node.id() == id;
+    });
+    std::string joined;
+    for (std::size_t i = 1; i < path.size(); ++i)
+        joined += (joined.empty() ? "" : " ") + std::string(path[i]);
+    return joined;
+}
+
+/// The finding for one DATE value that is not written the standard way, if any.
+std::optional<Issue> dateFinding(NodeView node, std::string_view value, const std::string& context,
+                                 NodeView record, bool v7, NumericDateOrder order)
+{
+    const std::string id = "date-" + std::to_string(node.id());
+    const std::optional<std::string> from =
+        node.value() ? std::optional<std::string>(std::string(*node.value())) : std::nullopt;
+    const DateNormalization normalization = GedcomDates::normalize(value, v7, order);
+    if (const auto* fix = std::get_if<DateNormalization::Fix>(&normalization.value)) {
+        Issue issue{id,
+                    IssueCategory::dateFormats,
+                    Severity::warning,
+                    "Date not in the standard form",
+                    context + ": " + quoted(value),
+                    recordsOf(record)};
+        issue.fix = Fix{id,
+                        "Write as " + quoted(fix->value),
+                        {Edit{Edit::SetValue{node.id(), from, fix->value}}},
+                        {PreviewLine{context, std::string(value), fix->value}},
+                        false};
+        return issue;
+    }
+    if (const auto* ambiguous = std::get_if<DateNormalization::Ambiguous>(&normalization.value)) {
+        std::string readings;
+        for (const std::string& reading : ambiguous->readings)
+            readings += (readings.empty() ? "" : " or ") + reading;
+        return Issue{id,
+                     IssueCategory::dateFormats,
+                     Severity::warning,
+                     "Date reads two ways",
+                     context + ": " + quoted(value) + " could be " + readings +
+                         ". Choose Day first or Month first in Settings \u203A Checks to fix these.",
+                     recordsOf(record)};
+    }
+    if (!std::holds_alternative<DateNormalization::Unrecognized>(normalization.value))
+        return std::nullopt;
+
+    Issue issue{id,
+                IssueCategory::dateFormats,
+                Severity::info,
+                "Not a date Kinloom can read",
+                context + ": " + quoted(value) +
+                    ". GEDCOM keeps words like this in brackets as a date phrase.",
+                recordsOf(record)};
+    // Words can be kept as a date phrase, except in GEDCOM 7, whose phrases are written differently.
+    std::string words;
+    for (std::size_t i = 0; i < value.size();) {
+        while (i < value.size() && isBlank(value[i]))
+            ++i;
+        const std::size_t start = i;
+        while (i < value.size() && !isBlank(value[i]))
+            ++i;
+        if (i > start)
+            words += (words.empty() ? "" : " ") + std::string(value.substr(start, i - start));
+    }
+    if (!v7 && !words.empty() && words.find_first_of("()") == std::string::npos) {
+        const std::string phrase = "(" + words + ")";
+        issue.fix = Fix{id,
+                        "Keep as a date phrase " + quoted(phrase),
+                        {Edit{Edit::SetValue{node.id(), from, phrase}}},
+                        {PreviewLine{context, std::string(value), phrase}},
+                        true};
+    }
+    return issue;
+}
+
+// The second half of the date-format checks, once the numeric order is known: a finding for
+// each value not written the standard way, and one when the file writes dates several ways.
+std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOrder order,
+                                    std::vector<DateStyleCount>& styles)
+{
+    std::vector<Issue> issues;
+    for (const OddDate& odd : walked.oddDates) {
+        // The path names the lines below the record, as the change log does ("BIRT DATE").
+        const std::string context = recordLabel(odd.record) + " \u00B7 " + tagPath(odd.record, odd.node.id());
+        if (auto issue = dateFinding(odd.node, odd.value, context, odd.record, v7, order))
+            issues.push_back(std::move(*issue));
+    }
+
+    // Most frequent style first; equal counts keep the order of the styles.
+    for (std::size_t i = 0; i < walked.styleCounts.size(); ++i) {
+        if (walked.styleCounts[i] > 0)
+            styles.push_back({std::string(GedcomDates::allStyles[i]), walked.styleCounts[i]});
+    }
+    std::stable_sort(styles.begin(), styles.end(),
+                     [](const DateStyleCount& a, const DateStyleCount& b) { return a.count > b.count; });
+    if (styles.size() >= 2) {
+        std::string detail;
+        for (const DateStyleCount& count : styles)
+            detail += (detail.empty() ? "" : "; ") + count.style + ": " + std::to_string(count.count);
+        issues.push_back({"date-styles", IssueCategory::dateFormats, Severity::info,
+                          "Dates are written " + std::to_string(styles.size()) + " ways",
+                          detail + ". The fixes below write every date the standard way."});
+    }
+    return issues;
+}
+
+// Impossible dates of one person's own events. A range's high is exclusive, so A lies wholly
+// before B when A.high <= B.low; a rule needing an absent bound is skipped.
+std::vector<Issue> impossibleDateChecks(const TreeIndex& index, const ScanOptions& options)
+{
+    std::vector<Issue> issues;
+    auto add = [&](const Person& person, const char* prefix, Severity severity, std::string title,
+                   std::string detail) {
+        issues.push_back({prefix + std::string(person.xref),
+                          IssueCategory::impossibleDates,
+                          severity,
+                          std::move(title),
+                          std::move(detail) + "." + checkTheDates,
+                          {std::string(person.xref)}});
+    };
+    auto bound = [](const EventFact* fact, bool low) -> std::optional<double> {
+        const double value = !fact ? std::nan("") : low ? fact->low : fact->high;
+        return std::isnan(value) ? std::nullopt : std::optional<double>(value);
+    };
+    for (const Person& person : index.people) {
+        const EventFact* birth = person.event("BIRT");
+        const EventFact* death = person.event("DEAT");
+        const EventFact* burial = person.event("BURI");
+        const EventFact* christening = person.event("CHR");
+        if (!christening)
+            christening = person.event("BAPM");
+        auto written = [](const EventFact* fact) { return std::string(fact->date().value_or("")); };
+
+        const auto birthLow = bound(birth, true), birthHigh = bound(birth, false);
+        const auto deathLow = bound(death, true), deathHigh = bound(death, false);
+        if (deathHigh && birthLow && *deathHigh <= *birthLow)
+            add(person, "imp-death-", Severity::error, "Died before being born",
+                recordLabel(person.record) + ": born " + written(birth) + ", died " + written(death));
+        if (const auto burialHigh = bound(burial, false); burialHigh && deathLow && *burialHigh <= *deathLow)
+            add(person, "imp-burial-", Severity::error, "Buried before dying",
+                recordLabel(person.record) + ": died " + written(death) + ", buried " + written(burial));
+        if (const auto christeningHigh = bound(christening, false);
+            christeningHigh && birthLow && *christeningHigh <= *birthLow)
+            add(person, "imp-chr-", Severity::error, "Christened before being born",
+                recordLabel(person.record) + ": born " + written(birth) + ", christened " +
+                    written(christening));
+        if (deathLow && birthHigh && *deathLow - *birthHigh > options.maxLifespan) {
+            const auto years = static_cast<long long>(options.maxLifespan);
+            add(person, "imp-age-", Severity::warning, "Lived over " + std::to_string(years) + " years",
+                recordLabel(person.record) + ": born " + written(birth) + ", died " + written(death));
+        }
+    }
+    return issues;
+}
+
+} // namespace
+
+namespace Scanner {
+
+ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads)
+{
+    ScanResult result;
+    TreeStats& stats = result.stats;
+    stats.version = document.version().displayName();
+    stats.encoding = std::string(displayName(document.encoding));
+    const bool v7 = std::holds_alternative<GedcomVersion::V7>(document.version().value);
+
+    // Two lines of work side by side: deciding the numeric order, then indexing and the checks
+    // that read the index; and the walk that the file and date checks share. The findings are
+    // joined in the fixed order afterwards, so the result does not depend on the timing.
+    std::promise<NumericDateOrder> decided;
+    std::shared_future<NumericDateOrder> orderKnown = decided.get_future().share();
+    auto indexing = std::async(threads == 1 ? std::launch::deferred : std::launch::async, [&] {
+        NumericDateOrder order = options.numericOrder;
+        if (order == NumericDateOrder::automatic)
+            order = GedcomDates::decideNumericOrder(document);
+        decided.set_value(order);
+        return TreeIndex::build(document, order, threads);
+    });
+    if (threads == 1)
+        indexing.wait();
+    const Walked walked = walkDocument(document, v7);
+    const NumericDateOrder order = orderKnown.get();
+    if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
+        stats.numericOrder = order;
+    std::vector<Issue> dateIssues = dateFormatChecks(walked, v7, order, stats.dateStyles);
+    const TreeIndex index = indexing.get();
+
+    stats.people = index.people.size();
+    stats.families = index.families.size();
+    stats.sources = index.sourceRecords;
+    stats.otherRecords = index.otherRecords;
+    stats.places = index.placeValues;
+    stats.lines = index.lines;
+    stats.dates = walked.dates;
+
+    // The checks in their fixed order. Those not built yet (places, missing details, links and
+    // records, duplicates) find nothing.
+    std::vector<std::vector<Issue>> checks;
+    checks.push_back(walked.fileIssues);
+    checks.push_back(std::move(dateIssues));
+    checks.push_back(impossibleDateChecks(index, options));
+    for (auto& found : checks)
+        std::move(found.begin(), found.end(), std::back_inserter(result.issues));
+    return result;
+}
+
+} // namespace Scanner
+} // namespace kinloom
