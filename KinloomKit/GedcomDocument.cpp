@@ -230,41 +230,57 @@ std::optional<GedcomNode> GedcomDocument::find(std::int64_t id) const
 bool GedcomDocument::update(std::int64_t id, const std::function<void(GedcomNode&)>& change)
 {
     for (std::size_t index = 0; index < refs().size(); ++index) {
-        const detail::NodeChunk& from = *refs()[index].chunk;
-        const std::uint32_t root = refs()[index].root;
-        const std::uint32_t end = root + from.slots[root].size;
-        std::uint32_t target = root;
-        while (target < end && from.slots[target].id != id)
-            ++target;
-        if (target == end)
-            continue;
-
-        // The record is cloned: the changed node's subtree becomes owned lines, the rest of the
-        // record keeps referring to the text it was read from.
-        GedcomNode changed = NodeView(&from, target).toNode();
-        change(changed);
-
-        const std::uint32_t targetEnd = target + from.slots[target].size;
-        auto chunk = std::make_shared<detail::NodeChunk>();
-        chunk->text = from.text;
-        chunk->base = from.base;
-        appendCopied(*chunk, from, root, target);
-        const std::uint32_t newSize = appendOwned(*chunk, changed);
-        appendCopied(*chunk, from, targetEnd, end);
-
-        const std::int64_t delta = std::int64_t{newSize} - (targetEnd - target);
-        for (std::uint32_t i = root; i < target; ++i) {
-            if (i + from.slots[i].size > target) {
-                detail::NodeSlot& ancestor = chunk->slots[i - root];
-                ancestor.size = static_cast<std::uint32_t>(ancestor.size + delta);
-            }
-        }
-        RecordList& list = mutableList();
-        list.refs[index] = {chunk.get(), 0};
-        keep(list, std::move(chunk));
-        return true;
+        if (update(index, id, change))
+            return true;
     }
     return false;
+}
+
+bool GedcomDocument::update(std::size_t index, std::int64_t id,
+                            const std::function<void(GedcomNode&)>& change)
+{
+    const detail::NodeChunk& from = *refs()[index].chunk;
+    const std::uint32_t root = refs()[index].root;
+    const std::uint32_t end = root + from.slots[root].size;
+    std::uint32_t target = root;
+    while (target < end && from.slots[target].id != id)
+        ++target;
+    if (target == end)
+        return false;
+
+    // The record is cloned: the changed node's subtree becomes owned lines, the rest of the
+    // record keeps referring to the text it was read from.
+    GedcomNode changed = NodeView(&from, target).toNode();
+    change(changed);
+
+    const std::uint32_t targetEnd = target + from.slots[target].size;
+    auto chunk = std::make_shared<detail::NodeChunk>();
+    chunk->text = from.text;
+    chunk->base = from.base;
+    appendCopied(*chunk, from, root, target);
+    const std::uint32_t newSize = appendOwned(*chunk, changed);
+    appendCopied(*chunk, from, targetEnd, end);
+
+    const std::int64_t delta = std::int64_t{newSize} - (targetEnd - target);
+    for (std::uint32_t i = root; i < target; ++i) {
+        if (i + from.slots[i].size > target) {
+            detail::NodeSlot& ancestor = chunk->slots[i - root];
+            ancestor.size = static_cast<std::uint32_t>(ancestor.size + delta);
+        }
+    }
+    RecordList& list = mutableList();
+    list.refs[index] = {chunk.get(), 0};
+    keep(list, std::move(chunk));
+    return true;
+}
+
+void GedcomDocument::replaceRecord(std::size_t index, const GedcomNode& record)
+{
+    auto chunk = std::make_shared<detail::NodeChunk>();
+    appendOwned(*chunk, record);
+    RecordList& list = mutableList();
+    list.refs[index] = {chunk.get(), 0};
+    keep(list, std::move(chunk));
 }
 
 void GedcomDocument::appendRecord(const GedcomNode& record)
@@ -330,6 +346,36 @@ bool GedcomDocument::operator==(const GedcomDocument& other) const
             return false;
     }
     return true;
+}
+
+NodeLocator::NodeLocator(const GedcomDocument& document) : m_document(&document)
+{
+    for (std::size_t index = 0; index < document.recordCount(); ++index) {
+        const NodeView record = document.record(index);
+        if (record.isConsecutivelyNumbered()) {
+            const std::int64_t first = record.id();
+            m_spans.push_back({first, first + static_cast<std::int64_t>(record.subtreeSize()), index});
+        } else {
+            record.walk([&](NodeView node) { m_others.emplace(node.id(), Place{index, node}); });
+        }
+    }
+    std::sort(m_spans.begin(), m_spans.end(), [](const Span& a, const Span& b) { return a.first < b.first; });
+}
+
+std::optional<NodeLocator::Place> NodeLocator::find(std::int64_t id) const
+{
+    const auto after =
+        std::upper_bound(m_spans.begin(), m_spans.end(), id,
+                         [](std::int64_t value, const Span& span) { return value < span.first; });
+    if (after != m_spans.begin()) {
+        const Span& span = *(after - 1);
+        if (id < span.end) {
+            const NodeView record = m_document->record(span.record);
+            return Place{span.record, record.at(static_cast<std::uint32_t>(id - span.first))};
+        }
+    }
+    const auto other = m_others.find(id);
+    return other == m_others.end() ? std::nullopt : std::optional<Place>(other->second);
 }
 
 } // namespace kinloom

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -83,6 +84,8 @@ struct NodeChunk
     const char* base = nullptr;
     std::vector<NodeSlot> slots;
     std::vector<OwnedLine> owned;
+    /// Each record's ids run on by one from its first line, as the reader numbers them.
+    bool consecutiveIDs = false;
 };
 
 } // namespace detail
@@ -112,6 +115,10 @@ public:
     {
         return descendant.m_index - m_index;
     }
+
+    /// Whether the node's record was read from a file and not edited since: its ids then run on
+    /// by one from its first line.
+    [[nodiscard]] bool isConsecutivelyNumbered() const { return m_chunk->consecutiveIDs; }
 
     /// False for a view made by the default constructor.
     [[nodiscard]] bool isValid() const { return m_chunk != nullptr; }
@@ -264,6 +271,10 @@ public:
     [[nodiscard]] std::optional<GedcomNode> find(std::int64_t id) const;
     /// Applies `change` to the node with this id; only the record holding it is cloned.
     bool update(std::int64_t id, const std::function<void(GedcomNode&)>& change);
+    /// The same, when the record holding the node is known (see NodeLocator).
+    bool update(std::size_t recordIndex, std::int64_t id, const std::function<void(GedcomNode&)>& change);
+    /// Puts a new record in place of the one at `index`.
+    void replaceRecord(std::size_t index, const GedcomNode& record);
 
     void appendRecord(const GedcomNode& record);
     void removeRecord(std::size_t index);
@@ -354,5 +365,32 @@ void GedcomDocument::walk(Visitor&& visitor) const
     for (NodeView record : records())
         record.walk(visitor);
 }
+
+/// Finds nodes by id in one document without walking it each time: read records are found by
+/// binary search over their first ids, edited and added ones through a table. Valid until the
+/// document changes.
+class NodeLocator
+{
+public:
+    explicit NodeLocator(const GedcomDocument& document);
+
+    struct Place
+    {
+        std::size_t record = 0; ///< index of the record holding the node
+        NodeView node;
+    };
+    [[nodiscard]] std::optional<Place> find(std::int64_t id) const;
+
+private:
+    struct Span
+    {
+        std::int64_t first = 0;
+        std::int64_t end = 0;
+        std::size_t record = 0;
+    };
+    const GedcomDocument* m_document;
+    std::vector<Span> m_spans;
+    std::unordered_map<std::int64_t, Place> m_others;
+};
 
 } // namespace kinloom

@@ -210,3 +210,37 @@ TEST(GedcomNodeTest, ManyEditsKeepEveryCopyIntact)
                   round == 0 ? "12 MAR 1890" : std::to_string(1800 + round - 1));
     EXPECT_EQ(GedcomReader::read("0 HEAD\n").record(0).tag(), "HEAD");
 }
+
+TEST(GedcomNodeTest, LocatorFindsReadAndEditedNodes)
+{
+    GedcomDocument document = GedcomReader::read(familyText);
+    ASSERT_TRUE(document.update(
+        2, [&](GedcomNode& gedc) { gedc.children().push_back(document.newNode("FORM", "x")); }));
+    document.appendRecord(document.newNode("NOTE", "added"));
+    document.removeRecord(2);
+    const NodeLocator locator(document);
+    struct Case
+    {
+        std::int64_t id;
+        std::optional<std::size_t> record;
+        std::string_view tag;
+    };
+    const Case cases[] = {{1, 0, "HEAD"},        {3, 0, "VERS"},         {16, 0, "FORM"},
+                          {4, 1, "INDI"},        {12, 1, "SOUR"},        {15, 2, "TRLR"},
+                          {17, 3, "NOTE"},       {13, std::nullopt, ""}, {14, std::nullopt, ""},
+                          {0, std::nullopt, ""}, {99, std::nullopt, ""}};
+    for (const Case& c : cases) {
+        const auto place = locator.find(c.id);
+        ASSERT_EQ(place.has_value(), c.record.has_value()) << c.id;
+        if (!place)
+            continue;
+        EXPECT_EQ(place->record, *c.record) << c.id;
+        EXPECT_EQ(place->node.id(), c.id);
+        EXPECT_EQ(place->node.tag(), c.tag);
+    }
+    EXPECT_TRUE(document.update(1, 9, [](GedcomNode& note) { note.setValue("Z"); }));
+    EXPECT_FALSE(document.update(0, 9, [](GedcomNode& note) { note.setValue("Z"); }));
+    EXPECT_EQ(document.find(9)->value(), "Z");
+    document.replaceRecord(3, document.newNode("NOTE", "replaced"));
+    EXPECT_EQ(document.record(3).value(), "replaced");
+}

@@ -180,6 +180,7 @@ private:
         auto chunk = std::make_shared<detail::NodeChunk>();
         chunk->text = m_text;
         chunk->base = base;
+        chunk->consecutiveIDs = true;
         chunk->slots.reserve(expectedLines);
         m_chunk = std::move(chunk);
     }

@@ -1,5 +1,6 @@
 #include "KinloomKit/Scanner.h"
 
+#include "KinloomKit/Checks.h"
 #include "KinloomKit/FixApplier.h"
 #include "KinloomKit/TreeIndex.h"
 
@@ -9,8 +10,6 @@
 
 namespace kinloom {
 namespace {
-
-const char* const checkTheDates = " Check the dates in your family-tree program or sources.";
 
 bool isBlank(char c)
 {
@@ -231,55 +230,6 @@ std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOr
     return issues;
 }
 
-// Impossible dates of one person's own events. A range's high is exclusive, so A lies wholly
-// before B when A.high <= B.low; a rule needing an absent bound is skipped.
-std::vector<Issue> impossibleDateChecks(const TreeIndex& index, const ScanOptions& options)
-{
-    std::vector<Issue> issues;
-    auto add = [&](const Person& person, const char* prefix, Severity severity, std::string title,
-                   std::string detail) {
-        issues.push_back({prefix + std::string(person.xref),
-                          IssueCategory::impossibleDates,
-                          severity,
-                          std::move(title),
-                          std::move(detail) + "." + checkTheDates,
-                          {std::string(person.xref)}});
-    };
-    auto bound = [](const EventFact* fact, bool low) -> std::optional<double> {
-        const double value = !fact ? std::nan("") : low ? fact->low : fact->high;
-        return std::isnan(value) ? std::nullopt : std::optional<double>(value);
-    };
-    for (const Person& person : index.people) {
-        const EventFact* birth = person.event("BIRT");
-        const EventFact* death = person.event("DEAT");
-        const EventFact* burial = person.event("BURI");
-        const EventFact* christening = person.event("CHR");
-        if (!christening)
-            christening = person.event("BAPM");
-        auto written = [](const EventFact* fact) { return std::string(fact->date().value_or("")); };
-
-        const auto birthLow = bound(birth, true), birthHigh = bound(birth, false);
-        const auto deathLow = bound(death, true), deathHigh = bound(death, false);
-        if (deathHigh && birthLow && *deathHigh <= *birthLow)
-            add(person, "imp-death-", Severity::error, "Died before being born",
-                recordLabel(person.record) + ": born " + written(birth) + ", died " + written(death));
-        if (const auto burialHigh = bound(burial, false); burialHigh && deathLow && *burialHigh <= *deathLow)
-            add(person, "imp-burial-", Severity::error, "Buried before dying",
-                recordLabel(person.record) + ": died " + written(death) + ", buried " + written(burial));
-        if (const auto christeningHigh = bound(christening, false);
-            christeningHigh && birthLow && *christeningHigh <= *birthLow)
-            add(person, "imp-chr-", Severity::error, "Christened before being born",
-                recordLabel(person.record) + ": born " + written(birth) + ", christened " +
-                    written(christening));
-        if (deathLow && birthHigh && *deathLow - *birthHigh > options.maxLifespan) {
-            const auto years = static_cast<long long>(options.maxLifespan);
-            add(person, "imp-age-", Severity::warning, "Lived over " + std::to_string(years) + " years",
-                recordLabel(person.record) + ": born " + written(birth) + ", died " + written(death));
-        }
-    }
-    return issues;
-}
-
 } // namespace
 
 namespace Scanner {
@@ -321,12 +271,15 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     stats.lines = index.lines;
     stats.dates = walked.dates;
 
-    // The checks in their fixed order. Those not built yet (places, missing details, links and
-    // records, duplicates) find nothing.
+    // The checks in their fixed order.
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
     checks.push_back(std::move(dateIssues));
-    checks.push_back(impossibleDateChecks(index, options));
+    checks.push_back(Checks::impossibleDates(index, options));
+    checks.push_back(Checks::places(index));
+    checks.push_back(Checks::missing(index, document));
+    checks.push_back(Checks::links(index, document));
+    checks.push_back(Checks::duplicates(index, options));
     for (auto& found : checks)
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
     return result;

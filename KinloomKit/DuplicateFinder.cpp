@@ -1,0 +1,11 @@
+#include "KinloomKit/Checks.h"
+
+namespace kinloom::Checks {
+
+// Being built: finds nothing yet.
+std::vector<Issue> duplicates(const TreeIndex&, const ScanOptions&)
+{
+    return {};
+}
+
+} // namespace kinloom::Checks

@@ -1,0 +1,11 @@
+#include "KinloomKit/Checks.h"
+
+namespace kinloom::Checks {
+
+// Being built: finds nothing yet.
+std::vector<Issue> links(const TreeIndex&, const GedcomDocument&)
+{
+    return {};
+}
+
+} // namespace kinloom::Checks
