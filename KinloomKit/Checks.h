@@ -27,6 +27,7 @@ namespace kinloom::Checks {
 [[nodiscard]] std::vector<Issue> links(const TreeIndex& index, const GedcomDocument& document);
 
 /// Likely duplicate people and families.
-[[nodiscard]] std::vector<Issue> duplicates(const TreeIndex& index, const ScanOptions& options);
+[[nodiscard]] std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument& document,
+                                            const ScanOptions& options);
 
 } // namespace kinloom::Checks

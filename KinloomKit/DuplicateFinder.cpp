@@ -3,7 +3,7 @@
 namespace kinloom::Checks {
 
 // Being built: finds nothing yet.
-std::vector<Issue> duplicates(const TreeIndex&, const ScanOptions&)
+std::vector<Issue> duplicates(const TreeIndex&, const GedcomDocument&, const ScanOptions&)
 {
     return {};
 }

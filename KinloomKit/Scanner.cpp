@@ -279,7 +279,7 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     checks.push_back(Checks::places(index));
     checks.push_back(Checks::missing(index, document));
     checks.push_back(Checks::links(index, document));
-    checks.push_back(Checks::duplicates(index, options));
+    checks.push_back(Checks::duplicates(index, document, options));
     for (auto& found : checks)
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
     return result;
