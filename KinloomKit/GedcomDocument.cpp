@@ -1,25 +1,17 @@
 #include "KinloomKit/GedcomDocument.h"
 
 #include "KinloomKit/GedcomReader.h"
+#include "KinloomKit/Text.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cassert>
 
 namespace kinloom {
-namespace {
+using Text::isBlank;
+using Text::trimmed;
 
-std::string_view trimmed(std::string_view text)
-{
-    auto isBlank = [](char c) {
-        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-    };
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
+namespace {
 
 std::optional<std::string_view> optionalView(const std::optional<std::string>& text)
 {

@@ -2,6 +2,7 @@
 
 #include "KinloomKit/Checks.h"
 #include "KinloomKit/FixApplier.h"
+#include "KinloomKit/Text.h"
 #include "KinloomKit/TreeIndex.h"
 
 #include <algorithm>
@@ -9,21 +10,10 @@
 #include <future>
 
 namespace kinloom {
+using Text::isBlank;
+using Text::trimmed;
+
 namespace {
-
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 std::string quoted(std::string_view text)
 {

@@ -2,6 +2,7 @@
 
 #include "KinloomKit/Ansel.h"
 #include "KinloomKit/GedcomReader.h"
+#include "KinloomKit/Text.h"
 
 #include <iconv.h>
 
@@ -11,6 +12,7 @@
 #include <utility>
 
 namespace kinloom {
+using Text::isBlank;
 
 namespace {
 
@@ -441,13 +443,6 @@ void decodeSingleByte(std::string& bytes, bool pureASCII, TextEncoding target,
     result.text = decodeWithTable(latin1Table(), bytes).value_or(std::string());
     if (target != TextEncoding::windows1252)
         result.notes.emplace_back(noteReadAsLatin1);
-}
-
-// ---- the declared CHAR value ----------------------------------------------------------------
-
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "KinloomKit/TreeIndex.h"
 
+#include "KinloomKit/Text.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -7,21 +9,10 @@
 #include <thread>
 
 namespace kinloom {
+using Text::isBlank;
+using Text::trimmed;
+
 namespace {
-
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 /// Whether the line's value, joined with its continuation lines, holds more than blanks.
 bool hasText(NodeView node)
