@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KinloomKit/GedcomDocument.h"
+#include "KinloomKit/Issue.h"
 
 #include <cstdint>
 #include <string>
@@ -19,8 +20,50 @@ struct ChangeEntry
     bool operator==(const ChangeEntry&) const = default;
 };
 
+/// What one batch of fixes did.
+struct ApplyResult
+{
+    GedcomDocument document;          ///< the edited copy
+    std::vector<ChangeEntry> entries; ///< one per fix that changed something, in the order given
+    std::vector<std::string> skipped; ///< titles of the fixes that changed nothing, in the order given
+
+    bool operator==(const ApplyResult&) const = default;
+};
+
 /// The short text that names a record in findings and change lines: a person's name with its
 /// xref ("Mary Smith (@I4@)", "Unnamed person (@I9@)"), or the xref and tag ("@F3@ FAM").
 [[nodiscard]] std::string recordLabel(NodeView record);
 
+namespace FixApplier {
+
+/// Carries out the fixes' edits on a copy of `document`: values first, then additions, removals and
+/// merges, each edit checked against the document as it is by then. Entries are numbered from
+/// `firstID`; fixes that share an id share one entry. Only the records edited are cloned.
+[[nodiscard]] ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
+                                std::int64_t firstID);
+
+} // namespace FixApplier
+
+namespace detail {
+
+/// A subtree as GEDCOM lines with the node at `level`, without xrefs; unreadable lines as read.
+template <class Node>
+void appendChangeLines(const Node& node, int level, std::vector<std::string>& out)
+{
+    if (node.isMalformed()) {
+        out.emplace_back(node.raw().value_or(""));
+    } else {
+        std::string line = std::to_string(level) + " ";
+        line += node.tag();
+        if (node.value()) {
+            line += ' ';
+            line += *node.value();
+        }
+        out.push_back(std::move(line));
+    }
+    for (const auto& child : node.children())
+        appendChangeLines(child, level + 1, out);
+}
+
+} // namespace detail
 } // namespace kinloom

@@ -290,6 +290,24 @@ void GedcomDocument::removeRecord(std::size_t index)
     list.refs.erase(list.refs.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
+void GedcomDocument::removeRecords(const std::vector<std::size_t>& indexes)
+{
+    if (indexes.empty())
+        return;
+    RecordList& list = mutableList();
+    std::size_t next = 0;
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < list.refs.size(); ++i) {
+        if (next < indexes.size() && indexes[next] == i) {
+            while (next < indexes.size() && indexes[next] == i)
+                ++next;
+            continue;
+        }
+        list.refs[kept++] = list.refs[i];
+    }
+    list.refs.resize(kept);
+}
+
 void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk,
                                  const std::vector<std::uint32_t>& roots)
 {
@@ -316,10 +334,13 @@ void GedcomDocument::keep(RecordList& list, std::shared_ptr<const detail::NodeCh
     // Chunks of records edited again or removed linger; drop them once they could make up half the list.
     if (list.chunks.size() < 2 * list.chunksAfterTrim + 64)
         return;
+    // Records read together share a chunk and sit side by side: taking each run once keeps the sort
+    // to the edited records, not the whole list (a batch of edits trims many times).
     std::vector<const detail::NodeChunk*> used;
-    used.reserve(list.refs.size());
-    for (const RecordRef& ref : list.refs)
-        used.push_back(ref.chunk);
+    for (const RecordRef& ref : list.refs) {
+        if (used.empty() || used.back() != ref.chunk)
+            used.push_back(ref.chunk);
+    }
     std::sort(used.begin(), used.end());
     std::erase_if(list.chunks, [&](const auto& kept) {
         return !std::binary_search(used.begin(), used.end(), kept.get());

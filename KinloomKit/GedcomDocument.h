@@ -278,6 +278,9 @@ public:
 
     void appendRecord(const GedcomNode& record);
     void removeRecord(std::size_t index);
+    /// Removes the records at these indexes (ascending) in one pass; removing them one by one
+    /// would move the rest of the list once per record.
+    void removeRecords(const std::vector<std::size_t>& indexes);
 
     /// Visits every node of every record in order; the visitor takes (NodeView) or (NodeView, int depth).
     template <class Visitor>
