@@ -8,16 +8,17 @@
 #include <vector>
 
 // The checks that read the tree index, each returning its category's findings in file order
-// (people in file order, then families). The scanner runs them after the file and date-format
-// checks, in the order declared here.
+// (people in file order, then families; duplicates by score instead). The scanner runs them
+// after the file and date-format checks, in the order declared here.
 namespace kinloom::Checks {
 
 /// Impossible dates: a person's own events out of order, a life too long, and parents too young,
 /// too old, born after their child or dead before the child's birth.
 [[nodiscard]] std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options);
 
-/// Place names spelled several ways, and place names with extra spaces.
-[[nodiscard]] std::vector<Issue> places(const TreeIndex& index);
+/// Place names spelled several ways, and place names with extra spaces, over every PLAC line
+/// outside the header.
+[[nodiscard]] std::vector<Issue> places(const GedcomDocument& document);
 
 /// Missing details: names, sex, and surnames not marked.
 [[nodiscard]] std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument& document);

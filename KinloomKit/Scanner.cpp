@@ -232,44 +232,51 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     stats.encoding = std::string(displayName(document.encoding));
     const bool v7 = std::holds_alternative<GedcomVersion::V7>(document.version().value);
 
-    // Two lines of work side by side: deciding the numeric order, then indexing and the checks
-    // that read the index; and the walk that the file and date checks share. The findings are
-    // joined in the fixed order afterwards, so the result does not depend on the timing.
+    // Two lanes of work side by side. One decides the numeric order, builds the index and looks
+    // for duplicates (the longest check); the other walks the document for the file and date
+    // checks, checks the places, and once the index is there runs the other checks that read
+    // it. The findings are joined in the fixed order, so the result does not depend on timing.
     std::promise<NumericDateOrder> decided;
     std::shared_future<NumericDateOrder> orderKnown = decided.get_future().share();
-    auto indexing = std::async(threads == 1 ? std::launch::deferred : std::launch::async, [&] {
+    std::optional<TreeIndex> index;
+    std::promise<void> indexed;
+    std::shared_future<void> indexReady = indexed.get_future().share();
+    auto duplicates = std::async(threads == 1 ? std::launch::deferred : std::launch::async, [&] {
         NumericDateOrder order = options.numericOrder;
         if (order == NumericDateOrder::automatic)
             order = GedcomDates::decideNumericOrder(document);
         decided.set_value(order);
-        return TreeIndex::build(document, order, threads);
+        index.emplace(TreeIndex::build(document, order, threads));
+        indexed.set_value();
+        return Checks::duplicates(*index, document, options);
     });
     if (threads == 1)
-        indexing.wait();
+        duplicates.wait();
     const Walked walked = walkDocument(document, v7);
     const NumericDateOrder order = orderKnown.get();
     if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
         stats.numericOrder = order;
     std::vector<Issue> dateIssues = dateFormatChecks(walked, v7, order, stats.dateStyles);
-    const TreeIndex index = indexing.get();
+    std::vector<Issue> placeIssues = Checks::places(document);
+    indexReady.wait();
 
-    stats.people = index.people.size();
-    stats.families = index.families.size();
-    stats.sources = index.sourceRecords;
-    stats.otherRecords = index.otherRecords;
-    stats.places = index.placeValues;
-    stats.lines = index.lines;
+    stats.people = index->people.size();
+    stats.families = index->families.size();
+    stats.sources = index->sourceRecords;
+    stats.otherRecords = index->otherRecords;
+    stats.places = index->placeValues;
+    stats.lines = index->lines;
     stats.dates = walked.dates;
 
     // The checks in their fixed order.
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
     checks.push_back(std::move(dateIssues));
-    checks.push_back(Checks::impossibleDates(index, options));
-    checks.push_back(Checks::places(index));
-    checks.push_back(Checks::missing(index, document));
-    checks.push_back(Checks::links(index, document));
-    checks.push_back(Checks::duplicates(index, document, options));
+    checks.push_back(Checks::impossibleDates(*index, options));
+    checks.push_back(std::move(placeIssues));
+    checks.push_back(Checks::missing(*index, document));
+    checks.push_back(Checks::links(*index, document));
+    checks.push_back(duplicates.get());
     for (auto& found : checks)
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
     return result;

@@ -10,11 +10,14 @@ using namespace kinloom;
 
 namespace {
 
-std::vector<std::string> ids(const ScanResult& result)
+/// The ids of the findings, or of those of one category.
+std::vector<std::string> ids(const ScanResult& result, std::optional<IssueCategory> category = std::nullopt)
 {
     std::vector<std::string> out;
-    for (const Issue& issue : result.issues)
-        out.push_back(issue.id);
+    for (const Issue& issue : result.issues) {
+        if (!category || issue.category == *category)
+            out.push_back(issue.id);
+    }
     return out;
 }
 
@@ -79,9 +82,13 @@ TEST(ScannerTest, StatisticsAndOrder)
     EXPECT_EQ(stats.dateStyles, (std::vector<DateStyleCount>{{"Standard (12 MAR 1890)", 3},
                                                              {"Numbers (03/12/1890)", 1},
                                                              {"Words in lower case (abt. 1890)", 1}}));
-    // File findings first, then date formats, then impossible dates.
-    EXPECT_EQ(ids(result), (std::vector<std::string>{"file-line-13", "date-16", "date-21", "date-styles",
-                                                     "imp-death-@I1@"}));
+    // The checks' findings in the fixed order: file, date formats, impossible dates, missing
+    // details, links and records.
+    EXPECT_EQ(ids(result),
+              (std::vector<std::string>{"file-line-13", "date-16", "date-21", "date-styles", "imp-death-@I1@",
+                                        "miss-sex-@I1@", "miss-name-@I2@", "miss-sex-@I2@", "link-alone-@I1@",
+                                        "link-alone-@I2@", "link-emptyfam-@F1@", "link-unused-@S1@",
+                                        "link-unused-@N1@"}));
 
     ScanOptions monthFirst;
     monthFirst.numericOrder = NumericDateOrder::monthFirst;
@@ -96,8 +103,9 @@ TEST(ScannerTest, FileFindings)
                            "0 @I1@ INDI\n1 NAME Ann /Lee/\n" +
                            longLine + "\n\xC3\xA9t\xC3\xA9 \xFF\nrubbish\n0 TRLR\n");
     const ScanResult result = Scanner::scan(document);
-    ASSERT_EQ(ids(result), (std::vector<std::string>{"file-read-0", "file-line-3", "file-line-4",
-                                                     "file-line-5", "file-nohead"}));
+    ASSERT_EQ(ids(result, IssueCategory::file),
+              (std::vector<std::string>{"file-read-0", "file-line-3", "file-line-4", "file-line-5",
+                                        "file-nohead"}));
     const Issue& note = result.issues[0];
     EXPECT_EQ(note, (Issue{"file-read-0", IssueCategory::file, Severity::info, "How the file was read",
                            "Some bytes weren\u2019t valid UTF-8 and were replaced with \uFFFD."}));
@@ -193,8 +201,9 @@ TEST(ScannerTest, ImpossibleDatesOfOnePerson)
                            "0 @I7@ INDI\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1900\n"
                            "0 @I8@ INDI\n1 BIRT\n2 DATE AFT 1900\n1 DEAT\n2 DATE BEF 1800\n");
     const ScanResult result = Scanner::scan(document);
-    EXPECT_EQ(ids(result), (std::vector<std::string>{"imp-death-@I1@", "imp-burial-@I2@", "imp-chr-@I3@",
-                                                     "imp-age-@I5@", "imp-death-@I8@"}));
+    EXPECT_EQ(ids(result, IssueCategory::impossibleDates),
+              (std::vector<std::string>{"imp-death-@I1@", "imp-burial-@I2@", "imp-chr-@I3@", "imp-age-@I5@",
+                                        "imp-death-@I8@"}));
     EXPECT_EQ(result.issues[0],
               (Issue{"imp-death-@I1@",
                      IssueCategory::impossibleDates,
@@ -209,6 +218,7 @@ TEST(ScannerTest, ImpossibleDatesOfOnePerson)
     ScanOptions shorter;
     shorter.maxLifespan = 100;
     EXPECT_EQ(Scanner::scan(document, shorter).issues[3].title, "Lived over 100 years");
+    EXPECT_EQ(Scanner::scan(GedcomReader::read("0 HEAD\n0 TRLR\n")).issues, std::vector<Issue>{});
 }
 
 TEST(ScannerTest, SameResultOnOneThreadOrTwo)

@@ -103,12 +103,42 @@ struct TreeIndex::Storage
     std::vector<Lists> lists;
 
     /// A record carrying an xref; `index` is its place among people or families.
+    enum class Kind : std::uint8_t
+    {
+        person,
+        family,
+        other
+    };
+
+    /// A record carrying an xref. Short xrefs are kept in the entry too, so that a look-up
+    /// compares them without reaching into the document's text, far away in memory.
     struct Entry
     {
+        Entry(std::string_view recordXref, std::string_view recordTag, std::uint32_t position)
+            : xref(recordXref), tag(recordTag), index(position), kind(recordTag == "INDI"  ? Kind::person
+                                                                      : recordTag == "FAM" ? Kind::family
+                                                                                           : Kind::other)
+        {
+            if (recordXref.size() <= shortKey.size()) {
+                std::copy(recordXref.begin(), recordXref.end(), shortKey.begin());
+                shortLength = static_cast<std::uint8_t>(recordXref.size());
+            }
+        }
+
+        bool carries(std::string_view other) const
+        {
+            if (shortLength == 0 || other.size() > shortKey.size())
+                return xref == other;
+            return shortLength == other.size() && std::equal(other.begin(), other.end(), shortKey.begin());
+        }
+
         std::string_view xref;
         std::string_view tag;
         std::uint32_t index = 0;
+        Kind kind = Kind::other;
         bool repeated = false; ///< another record carries the xref too
+        std::uint8_t shortLength = 0;
+        std::array<char, 16> shortKey{};
     };
     std::vector<Entry> entries;
     /// Open addressing over `entries`: each slot holds an entry's position + 1, or 0 when free.
@@ -128,7 +158,7 @@ struct TreeIndex::Storage
     {
         const std::size_t mask = slots.size() - 1;
         std::size_t slot = std::hash<std::string_view>{}(xref)&mask;
-        while (slots[slot] != 0 && entries[slots[slot] - 1].xref != xref)
+        while (slots[slot] != 0 && !entries[slots[slot] - 1].carries(xref))
             slot = (slot + 1) & mask;
         return slot;
     }
@@ -323,13 +353,13 @@ std::optional<DateRange> EventFact::range() const
 const Person* TreeIndex::person(std::string_view xref) const
 {
     const Storage::Entry* entry = m_storage ? m_storage->find(xref) : nullptr;
-    return entry && entry->tag == "INDI" ? &people[entry->index] : nullptr;
+    return entry && entry->kind == Storage::Kind::person ? &people[entry->index] : nullptr;
 }
 
 const Family* TreeIndex::family(std::string_view xref) const
 {
     const Storage::Entry* entry = m_storage ? m_storage->find(xref) : nullptr;
-    return entry && entry->tag == "FAM" ? &families[entry->index] : nullptr;
+    return entry && entry->kind == Storage::Kind::family ? &families[entry->index] : nullptr;
 }
 
 std::optional<std::string_view> TreeIndex::recordTag(std::string_view xref) const
