@@ -1,6 +1,7 @@
 #include "KinloomCLI/Cli.h"
 
 #include "KinloomKit/Files.h"
+#include "KinloomKit/FixApplier.h"
 #include "KinloomKit/GedcomReader.h"
 #include "KinloomKit/GedcomWriter.h"
 #include "KinloomKit/Report.h"
@@ -18,6 +19,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 
 namespace kinloom::Cli {
 namespace {
@@ -25,10 +27,12 @@ namespace {
 constexpr const char* usageText =
     "usage: kinloom-cli info FILE [--json]\n"
     "       kinloom-cli check FILE [--json] [--report OUT.txt] [OPTIONS] [--fail-on warning|error]\n"
-    "       kinloom-cli tidy FILE [--out DIR]\n"
+    "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
-    "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n";
+    "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
+    "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
+    "         dateFormats, places, missing, links, file) and/or fix ids\n";
 
 /// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
 struct Arguments
@@ -440,20 +444,112 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     return failed ? foundProblems : done;
 }
 
-/// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it.
+/// What `--fix` asks for: every fix that needs no review in the named categories (all of them for
+/// "all"), and the fixes named by id whether they need review or not.
+struct FixChoice
+{
+    std::set<IssueCategory> categories;
+    std::vector<std::string> ids;
+
+    [[nodiscard]] bool isEmpty() const { return categories.empty() && ids.empty(); }
+};
+
+/// Reads WHAT: "none", "all", or a comma list of categories and fix ids.
+std::optional<FixChoice> parseFixChoice(const std::string& what, std::ostream& err)
+{
+    FixChoice choice;
+    if (what == "none")
+        return choice;
+    std::size_t start = 0;
+    while (start <= what.size()) {
+        const std::size_t end = std::min(what.find(',', start), what.size());
+        const std::string item = what.substr(start, end - start);
+        start = end + 1;
+        if (item.empty() || item == "none") {
+            err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
+            return std::nullopt;
+        }
+        if (item == "all")
+            choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
+        else if (const auto category = issueCategoryFromRawValue(item))
+            choice.categories.insert(*category);
+        else
+            choice.ids.push_back(item);
+    }
+    return choice;
+}
+
+/// The chosen fixes in the order of the findings, or none after naming an id this file has no fix for.
+std::optional<std::vector<Fix>> chosenFixes(const FixChoice& choice, const ScanResult& result,
+                                            std::ostream& err)
+{
+    std::set<std::string> unknown(choice.ids.begin(), choice.ids.end());
+    for (const Issue& issue : result.issues) {
+        if (issue.fix)
+            unknown.erase(issue.fix->id);
+    }
+    if (!unknown.empty()) {
+        err << "kinloom-cli: --fix names \u201C" << *unknown.begin()
+            << "\u201D, which is neither a category nor a fix found in this file\n";
+        return std::nullopt;
+    }
+    const std::set<std::string> named(choice.ids.begin(), choice.ids.end());
+    std::vector<Fix> fixes;
+    for (const Issue& issue : result.issues) {
+        if (!issue.fix)
+            continue;
+        if (named.contains(issue.fix->id) ||
+            (choice.categories.contains(issue.category) && !issue.fix->needsReview))
+            fixes.push_back(*issue.fix);
+    }
+    return fixes;
+}
+
+/// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it,
+/// after applying the chosen fixes as one batch.
 int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
-    const auto parsed = parseArguments(arguments, 1, {{"--out", true}}, err);
+    const auto parsed = parseArguments(
+        arguments, 1, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
     if (!parsed)
         return usage;
     if (parsed->positional.size() != 1) {
         err << usageText;
         return usage;
     }
+    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
+    if (!options)
+        return usage;
+    if (const auto option = parsed->options.find("--changelog"); option != parsed->options.end()) {
+        if (option->second == "pdf") {
+            err << "PDF change logs are not available yet; use --changelog txt.\n";
+            return usage;
+        }
+        if (option->second != "txt") {
+            err << "kinloom-cli: --changelog needs txt or pdf\n";
+            return usage;
+        }
+    }
+    const auto fixOption = parsed->options.find("--fix");
+    const std::optional<FixChoice> choice =
+        parseFixChoice(fixOption != parsed->options.end() ? fixOption->second : "none", err);
+    if (!choice)
+        return usage;
+
     const std::string& path = parsed->positional[0];
     const std::optional<GedcomDocument> document = openDocument(path, err);
     if (!document)
         return unreadable;
+
+    std::optional<ApplyResult> applied;
+    if (!choice->isEmpty()) {
+        const std::optional<std::vector<Fix>> fixes =
+            chosenFixes(*choice, Scanner::scan(*document, *options), err);
+        if (!fixes)
+            return usage;
+        applied = FixApplier::apply(*fixes, *document, 1);
+    }
+    const GedcomDocument& cleaned = applied ? applied->document : *document;
 
     const std::filesystem::path opened = std::filesystem::absolute(path);
     const auto option = parsed->options.find("--out");
@@ -466,7 +562,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
         return usage;
     }
-    const GedcomWriter::Output output = GedcomWriter::write(*document);
+    const GedcomWriter::Output output = GedcomWriter::write(cleaned);
     if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
         err << *error << "\n";
         return usage;
@@ -474,11 +570,21 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     const std::string copyName = copyPath.filename().string();
     const std::filesystem::path logPath =
         Files::freeName(folder, copyPath.stem().string() + " change log", "txt");
+    const std::vector<ChangeEntry> entries = applied ? applied->entries : std::vector<ChangeEntry>();
     const std::string log =
-        Report::changeLogText({}, originalName, copyName, std::chrono::system_clock::now(), output.note);
+        Report::changeLogText(entries, originalName, copyName, std::chrono::system_clock::now(), output.note);
     if (const auto error = Files::writeNewFile(logPath.string(), log)) {
         err << *error << "\n";
         return usage;
+    }
+    if (applied) {
+        const std::size_t n = applied->entries.size();
+        const std::size_t skipped = applied->skipped.size();
+        out << "Applied " << n << (n == 1 ? " fix" : " fixes");
+        if (skipped > 0)
+            out << "; " << skipped << " skipped because another change had already altered those lines.\n";
+        else
+            out << ".\n";
     }
     if (output.note)
         out << *output.note << "\n";

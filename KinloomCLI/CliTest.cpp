@@ -376,3 +376,115 @@ TEST_F(CliTest, CheckRefusesBadArguments)
     EXPECT_EQ(tuned.status, Cli::done) << tuned.err;
     EXPECT_TRUE(nlohmann::json::parse(tuned.out)["findings"].empty()) << tuned.out;
 }
+
+namespace {
+
+std::string contents(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+}
+
+// Node 9 is a date with a sure rewrite; node 11 one that can only be kept as a phrase (needs review).
+const std::string datedTree = "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n1 NAME John /Smith/\n"
+                              "1 SEX M\n1 BIRT\n2 DATE 12  MAR 1890\n1 DEAT\n2 DATE spring 1950\n0 TRLR\n";
+
+} // namespace
+
+TEST_F(CliTest, TidyAppliesTheChosenFixes)
+{
+    const std::string path = write("Dated.ged", datedTree);
+    struct Case
+    {
+        std::string what;
+        std::string summary;
+        std::string birth; ///< the birth date in the copy
+        std::string death; ///< the death date in the copy
+    };
+    const Case cases[] = {
+        {"all", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
+        {"dateFormats", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
+        {"places,links", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950"},
+        {"date-11", "Applied 1 fix.\n", "12  MAR 1890", "(spring 1950)"},
+        {"dateFormats,date-11", "Applied 2 fixes.\n", "12 MAR 1890", "(spring 1950)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::filesystem::path folder = m_folder / c.what;
+        std::filesystem::create_directory(folder);
+        const Outcome outcome = runCli({"tidy", path, "--fix", c.what, "--out", folder.string()});
+        ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+        EXPECT_EQ(outcome.out, c.summary + "Saved \u201CDated (tidied).ged\u201D and its change log.\n");
+        const std::string copy = contents(folder / "Dated (tidied).ged");
+        EXPECT_NE(copy.find("\n2 DATE " + c.birth + "\n1 DEAT\n2 DATE " + c.death + "\n"), std::string::npos)
+            << copy;
+    }
+
+    // The log lists each applied fix, and a check of the copy no longer finds what was fixed.
+    const std::string log = contents(m_folder / "all" / "Dated (tidied) change log.txt");
+    EXPECT_TRUE(log.ends_with(". 1 change.\n\n## 1. Write as \u201C12 MAR 1890\u201D\n"
+                              "    John Smith (@I1@) \u00B7 BIRT DATE: \u201C12  MAR 1890\u201D \u2192 "
+                              "\u201C12 MAR 1890\u201D\n"))
+        << log;
+    const Outcome recheck = runCli({"check", (m_folder / "all" / "Dated (tidied).ged").string(), "--json"});
+    ASSERT_EQ(recheck.status, Cli::done);
+    for (const auto& finding : nlohmann::json::parse(recheck.out)["findings"])
+        EXPECT_NE(finding["id"], "date-9");
+    EXPECT_EQ(contents(path), datedTree);
+}
+
+TEST_F(CliTest, TidySaysWhatWasSkipped)
+{
+    // Three records of one person: merging all three pairs leaves the last merge nothing to do.
+    const std::string person = "1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 12 MAR 1890\n";
+    const std::string path =
+        write("Triple.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n" + person +
+                                "0 @I2@ INDI\n" + person + "0 @I3@ INDI\n" + person + "0 TRLR\n");
+    const Outcome reviewed = runCli({"tidy", path, "--fix", "duplicates"});
+    ASSERT_EQ(reviewed.status, Cli::done) << reviewed.err;
+    EXPECT_TRUE(reviewed.out.starts_with("Applied 0 fixes.\n")) << reviewed.out;
+
+    const Outcome named = runCli({"tidy", path, "--fix", "dup-@I1@-@I2@,dup-@I1@-@I3@,dup-@I2@-@I3@"});
+    ASSERT_EQ(named.status, Cli::done) << named.err;
+    EXPECT_EQ(named.out,
+              "Applied 2 fixes; 1 skipped because another change had already altered those lines.\n"
+              "Saved \u201CTriple (tidied) 2.ged\u201D and its change log.\n");
+    const std::string copy = contents(m_folder / "Triple (tidied) 2.ged");
+    EXPECT_EQ(copy.find("@I2@"), std::string::npos) << copy;
+    EXPECT_EQ(copy.find("@I3@"), std::string::npos) << copy;
+}
+
+TEST_F(CliTest, TidyRefusesBadChoices)
+{
+    const std::string path = write("Dated.ged", datedTree);
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"--changelog", "pdf"}, "PDF change logs are not available yet; use --changelog txt.\n"},
+        {{"--changelog", "html"}, "kinloom-cli: --changelog needs txt or pdf\n"},
+        {{"--fix", "dateFormats,"},
+         "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n"},
+        {{"--fix", "none,all"},
+         "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n"},
+        {{"--fix", "date-10"},
+         "kinloom-cli: --fix names \u201Cdate-10\u201D, which is neither a category nor a fix found in this "
+         "file\n"},
+        {{"--fix", "all", "--max-lifespan", "forever"},
+         "kinloom-cli: --max-lifespan needs a number of years, not \u201Cforever\u201D\n"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> arguments = {"tidy", path};
+        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+        const Outcome outcome = runCli(arguments);
+        EXPECT_EQ(outcome.status, Cli::usage) << testing::PrintToString(c.arguments);
+        EXPECT_EQ(outcome.err, c.err);
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "Dated (tidied).ged"));
+    const Outcome text = runCli({"tidy", path, "--changelog", "txt", "--fix", "none"});
+    EXPECT_EQ(text.status, Cli::done) << text.err;
+    EXPECT_EQ(contents(m_folder / "Dated (tidied).ged"), datedTree);
+}

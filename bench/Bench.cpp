@@ -1,7 +1,9 @@
 // Benchmarks on synthetic trees: reading throughput, peak memory while reading, the cost of
-// copying a document and writing it back. Each read runs in a fresh process of this program so that its peak
+// copying a document and writing it back, and on large trees applying a batch of date fixes and
+// merging a batch of people. Each read runs in a fresh process of this program so that its peak
 // memory is its own.
 #include "KinloomKit/Files.h"
+#include "KinloomKit/FixApplier.h"
 #include "KinloomKit/GedcomReader.h"
 #include "KinloomKit/GedcomWriter.h"
 #include "KinloomKit/SampleTree.h"
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <malloc.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -48,6 +51,74 @@ double residentMegabytes()
     return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
+/// Heap memory in use now, in megabytes: what a new value holds even when it reuses memory freed
+/// earlier, which resident memory does not show.
+double heapMegabytes()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd) / 1e6;
+}
+
+/// Applies 100,000 date fixes as one batch: the time, and the memory the new document adds (only
+/// the records touched should cost anything).
+void applyDateFixes(const GedcomDocument& document)
+{
+    std::vector<NodeView> dates;
+    document.walk([&](NodeView node) {
+        if (node.tag() == "DATE" && node.value())
+            dates.push_back(node);
+    });
+    constexpr std::size_t wanted = 100'000;
+    if (dates.size() < wanted)
+        return;
+    std::vector<Fix> fixes;
+    fixes.reserve(wanted);
+    const std::size_t step = dates.size() / wanted;
+    for (std::size_t i = 0; i < wanted; ++i) {
+        const NodeView date = dates[i * step];
+        const std::string value(*date.value());
+        fixes.push_back({"date-" + std::to_string(date.id()),
+                         "Write as ABT",
+                         {Edit{Edit::SetValue{date.id(), value, "ABT " + value}}},
+                         {},
+                         false});
+    }
+    dates = {};
+    const double heapBefore = heapMegabytes();
+    const double residentBefore = residentMegabytes();
+    const auto start = Clock::now();
+    const ApplyResult result = FixApplier::apply(fixes, document, 1);
+    const double seconds = secondsSince(start);
+    std::printf("  apply  %7.3f s   %zu date fixes, %zu applied  +%.0f MB in use (resident +%.0f MB)\n",
+                seconds, fixes.size(), result.entries.size(), heapMegabytes() - heapBefore,
+                residentMegabytes() - residentBefore);
+}
+
+/// Merges 10,000 pairs of neighbouring people, spread over the file, as one batch.
+void mergePeople(const GedcomDocument& document)
+{
+    std::vector<std::string> people;
+    for (NodeView record : document.records()) {
+        if (record.tag() == "INDI" && record.xref())
+            people.emplace_back(*record.xref());
+    }
+    constexpr std::size_t wanted = 10'000;
+    if (people.size() < 2 * wanted)
+        return;
+    std::vector<Fix> fixes;
+    fixes.reserve(wanted);
+    const std::size_t step = people.size() / wanted;
+    for (std::size_t i = 0; i < wanted; ++i) {
+        const std::string& keep = people[i * step];
+        const std::string& remove = people[i * step + 1];
+        fixes.push_back({"dup-" + keep, "Merge", {Edit{Edit::Merge{keep, remove}}}, {}, true});
+    }
+    const auto start = Clock::now();
+    const ApplyResult result = FixApplier::apply(fixes, document, 1);
+    std::printf("  merge  %7.3f s   %zu pairs, %zu merged\n", secondsSince(start), fixes.size(),
+                result.entries.size());
+}
+
 /// In a child process: read the file, copy the document, index it, scan it and write it back.
 int readOne(const std::string& path)
 {
@@ -73,8 +144,10 @@ int readOne(const std::string& path)
     std::printf("  copy   %7.3f ms\n", secondsSince(start) * 1e3);
 
     start = Clock::now();
+    std::size_t people = 0;
     {
         const TreeIndex index = TreeIndex::build(copy);
+        people = index.people.size();
         std::printf("  index  %7.3f s   %zu people, %zu families  +%.0f MB (%.2fx the document's %.0f MB)\n",
                     secondsSince(start), index.people.size(), index.families.size(),
                     residentMegabytes() - documentMegabytes,
@@ -87,6 +160,11 @@ int readOne(const std::string& path)
         const double scanPeak = peakMegabytes();
         std::printf("  scan   %7.3f s   %zu findings   peak %6.0f MB (%.2fx the document)\n",
                     secondsSince(start), result.issues.size(), scanPeak, scanPeak / documentMegabytes);
+    }
+
+    if (people >= 100'000) {
+        applyDateFixes(copy);
+        mergePeople(copy);
     }
 
     // The first write pays for the kernel handing out fresh pages for the output; the second reuses
@@ -163,7 +241,9 @@ int main(int argc, char** argv)
         std::filesystem::temp_directory_path() / ("kinloom-bench-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
 
-    std::printf("Each file in a fresh process: read (decode + parse + tree), copy, index, scan, write.\n");
+    std::printf(
+        "Each file in a fresh process: read (decode + parse + tree), copy, index, scan, apply and merge\n"
+        "(from 100,000 people), write.\n");
     for (std::size_t people : sizes) {
         const auto start = Clock::now();
         std::string text = SampleTree::syntheticText(people, 1);

@@ -1,0 +1,153 @@
+// The duplicate finder on synthetic trees: time, pairs scored, and how many of the planted
+// duplicate pairs it finds at the default threshold, with why it misses the others.
+#include "KinloomKit/DuplicateFinder.h"
+#include "KinloomKit/GedcomReader.h"
+#include "KinloomKit/SampleTree.h"
+#include "KinloomKit/TreeIndex.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace kinloom;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr double defaultThreshold = 0.65;
+
+std::string_view verdictName(DuplicateFinder::detail::Verdict verdict)
+{
+    using DuplicateFinder::detail::Verdict;
+    switch (verdict) {
+    case Verdict::match:
+        return "scored below the threshold";
+    case Verdict::differentSex:
+        return "ruled out: different sex";
+    case Verdict::relatives:
+        return "ruled out: relatives";
+    case Verdict::givenNames:
+        return "ruled out: given names too different";
+    case Verdict::surnames:
+        return "ruled out: surnames and their codes differ";
+    case Verdict::births:
+        return "ruled out: births two or more years apart";
+    case Verdict::deaths:
+        return "ruled out: deaths two or more years apart";
+    case Verdict::littleEvidence:
+        return "ruled out: evidence below 0.15";
+    }
+    return "";
+}
+
+void run(std::size_t people)
+{
+    const SampleTree::SyntheticTree tree = SampleTree::syntheticTree(people, 1);
+    const GedcomDocument document = GedcomReader::read(tree.text);
+    const TreeIndex index = TreeIndex::build(document);
+
+    DuplicateFinder::detail::Statistics statistics;
+    const auto start = Clock::now();
+    const std::vector<DuplicateMatch> matches =
+        DuplicateFinder::detail::find(index, defaultThreshold, 0, &statistics);
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+
+    std::set<std::pair<std::string, std::string>> reported;
+    for (const DuplicateMatch& match : matches)
+        reported.insert(std::minmax(match.keep, match.remove));
+    std::size_t found = 0;
+    std::set<std::pair<std::string, std::string>> planted;
+    for (const auto& pair : tree.duplicates) {
+        planted.insert(std::minmax(pair.original, pair.copy));
+        found += reported.contains(std::minmax(pair.original, pair.copy));
+    }
+    // The reported pairs that were not planted, by the kinds of their reasons (the values in
+    // brackets left out): the people the rules cannot tell apart.
+    std::size_t unplanted = 0;
+    std::map<std::string, std::size_t> kinds;
+    for (const DuplicateMatch& match : matches) {
+        if (planted.contains(std::minmax(match.keep, match.remove)))
+            continue;
+        ++unplanted;
+        std::string kind;
+        for (const std::string& reason : match.reasons)
+            kind += (kind.empty() ? "" : "; ") + reason.substr(0, reason.find(" ("));
+        ++kinds[kind];
+    }
+    std::vector<std::pair<std::size_t, std::string>> commonKinds;
+    for (const auto& [kind, count] : kinds)
+        commonKinds.emplace_back(count, kind);
+    std::sort(commonKinds.rbegin(), commonKinds.rend());
+
+    std::printf("%zu people: %.3f s, %zu candidates in %zu blocks (largest %zu; %zu pairs inside blocks), "
+                "%zu pairs scored, %zu matches\n",
+                people, seconds, statistics.candidates, statistics.blocks, statistics.largestBlock,
+                statistics.pairsInBlocks, statistics.pairsScored, matches.size());
+    const double recall = tree.duplicates.empty()
+                              ? 1.0
+                              : static_cast<double>(found) / static_cast<double>(tree.duplicates.size());
+    std::printf("  planted pairs found %zu of %zu (recall %.3f), reported pairs not planted %zu\n", found,
+                tree.duplicates.size(), recall, unplanted);
+    for (std::size_t i = 0; i < commonKinds.size() && i < 4; ++i)
+        std::printf("    not planted: %zu with %s\n", commonKinds[i].first, commonKinds[i].second.c_str());
+
+    // Why each missed pair is missed, by the rule that decided it.
+    const auto candidates = DuplicateFinder::Candidates::build(index);
+    std::array<std::size_t, 8> misses{};
+    std::size_t notCandidates = 0;
+    std::array<std::vector<std::string>, 8> examples;
+    for (const auto& pair : tree.duplicates) {
+        if (reported.contains(std::minmax(pair.original, pair.copy)))
+            continue;
+        const auto* a = candidates.find(pair.original);
+        const auto* b = candidates.find(pair.copy);
+        if (!a || !b) {
+            ++notCandidates;
+            continue;
+        }
+        const auto comparison = DuplicateFinder::detail::compare(*a, *b);
+        const auto verdict = static_cast<std::size_t>(comparison.verdict);
+        ++misses[verdict];
+        if (examples[verdict].size() < 3) {
+            std::string example = pair.original + " " + displayName(*a->person) + " / " + pair.copy + " " +
+                                  displayName(*b->person);
+            if (comparison.verdict == DuplicateFinder::detail::Verdict::match) {
+                std::array<char, 16> score{};
+                std::snprintf(score.data(), score.size(), " (%.2f)", comparison.match.score);
+                example += score.data();
+            }
+            examples[verdict].push_back(example);
+        }
+    }
+    if (notCandidates > 0)
+        std::printf("  missed, not a candidate (no given name): %zu\n", notCandidates);
+    for (std::size_t v = 0; v < misses.size(); ++v) {
+        if (misses[v] == 0)
+            continue;
+        std::printf("  missed, %s: %zu\n",
+                    verdictName(static_cast<DuplicateFinder::detail::Verdict>(v)).data(), misses[v]);
+        for (const std::string& example : examples[v])
+            std::printf("    e.g. %s\n", example.c_str());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::size_t> sizes;
+    for (int i = 1; i < argc; ++i)
+        sizes.push_back(static_cast<std::size_t>(std::strtoull(argv[i], nullptr, 10)));
+    if (sizes.empty())
+        sizes = {10'000, 100'000, 1'000'000};
+    for (std::size_t people : sizes)
+        run(people);
+    return 0;
+}
