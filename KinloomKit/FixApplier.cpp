@@ -102,27 +102,6 @@ void forEachEdit(const std::vector<Fix>& fixes, Apply&& apply)
     }
 }
 
-/// The lines from a record down to one of its lines, both included; empty when it is not there.
-/// Found by descending through the subtree sizes, so only the lines on the way are read.
-std::vector<NodeView> pathTo(NodeView record, std::int64_t id)
-{
-    const auto target = record.find(id);
-    if (!target)
-        return {};
-    const std::uint32_t offset = record.offsetOf(*target);
-    std::vector<NodeView> path = {record};
-    while (path.back() != *target) {
-        for (NodeView child : path.back().children()) {
-            const std::uint32_t start = record.offsetOf(child);
-            if (start <= offset && offset < start + child.subtreeSize()) {
-                path.push_back(child);
-                break;
-            }
-        }
-    }
-    return path;
-}
-
 std::string quoted(std::string_view text)
 {
     return "\u201C" + std::string(text) + "\u201D";
@@ -287,4 +266,33 @@ ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
 }
 
 } // namespace FixApplier
+// Found by descending through the subtree sizes, so only the lines on the way are read.
+std::vector<NodeView> pathTo(NodeView record, std::int64_t id)
+{
+    const auto target = record.find(id);
+    if (!target)
+        return {};
+    const std::uint32_t offset = record.offsetOf(*target);
+    std::vector<NodeView> path = {record};
+    while (path.back() != *target) {
+        for (NodeView child : path.back().children()) {
+            const std::uint32_t start = record.offsetOf(child);
+            if (start <= offset && offset < start + child.subtreeSize()) {
+                path.push_back(child);
+                break;
+            }
+        }
+    }
+    return path;
+}
+
+std::string tagPath(NodeView record, std::int64_t id)
+{
+    const std::vector<NodeView> path = pathTo(record, id);
+    std::string joined;
+    for (std::size_t i = 1; i < path.size(); ++i)
+        joined += (joined.empty() ? "" : " ") + std::string(path[i].tag());
+    return joined;
+}
+
 } // namespace kinloom

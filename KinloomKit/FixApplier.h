@@ -34,6 +34,13 @@ struct ApplyResult
 /// xref ("Mary Smith (@I4@)", "Unnamed person (@I9@)"), or the xref and tag ("@F3@ FAM").
 [[nodiscard]] std::string recordLabel(NodeView record);
 
+/// The lines from a record down to one of its lines, both included; empty when it is not there.
+[[nodiscard]] std::vector<NodeView> pathTo(NodeView record, std::int64_t id);
+
+/// The tags on the way from a record down to one of its lines, the record's own left out
+/// ("BIRT DATE"), as findings and change lines name a line.
+[[nodiscard]] std::string tagPath(NodeView record, std::int64_t id);
+
 namespace FixApplier {
 
 /// Carries out the fixes' edits on a copy of `document`: values first, then additions, removals and

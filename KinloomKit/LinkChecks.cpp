@@ -92,19 +92,7 @@ std::string joinedLines(NodeView node, int level)
 /// The record label and the tags from the record down to one of its lines ("Ann Lee (@I1@) · BIRT SOUR").
 std::string context(NodeView record, std::int64_t id)
 {
-    std::vector<std::string_view> path;
-    bool found = false;
-    record.walk([&](NodeView node, int depth) {
-        if (found)
-            return;
-        path.resize(static_cast<std::size_t>(depth) + 1);
-        path[static_cast<std::size_t>(depth)] = node.tag();
-        found = node.id() == id;
-    });
-    std::string text = recordLabel(record) + " \u00B7";
-    for (std::size_t i = 1; i < path.size(); ++i)
-        text += " " + std::string(path[i]);
-    return text;
+    return recordLabel(record) + " \u00B7 " + tagPath(record, id);
 }
 
 /// Every record by its xref, for the millions of links of a large tree. An xref of up to eight

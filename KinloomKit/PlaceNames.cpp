@@ -238,24 +238,6 @@ Fix fixFor(const PlaceGroup& group, std::string_view target)
 namespace Checks {
 namespace {
 
-/// The tags from a record down to one of its lines, the record's own left out ("BIRT PLAC").
-std::string tagPath(NodeView record, std::int64_t id)
-{
-    std::vector<std::string_view> path;
-    bool found = false;
-    record.walk([&](NodeView node, int depth) {
-        if (found)
-            return;
-        path.resize(static_cast<std::size_t>(depth) + 1);
-        path[static_cast<std::size_t>(depth)] = node.tag();
-        found = node.id() == id;
-    });
-    std::string joined;
-    for (std::size_t i = 1; i < path.size(); ++i)
-        joined += (joined.empty() ? "" : " ") + std::string(path[i]);
-    return joined;
-}
-
 class PlaceCheck
 {
 public:

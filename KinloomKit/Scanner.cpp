@@ -105,24 +105,6 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
     return walked;
 }
 
-/// The tags on the path from a record down to one of its lines, the record's own left out ("BIRT DATE").
-std::string tagPath(NodeView record, std::int64_t id)
-{
-    std::vector<std::string_view> path;
-    bool found = false;
-    record.walk([&](NodeView node, int depth) {
-        if (found)
-            return;
-        path.resize(static_cast<std::size_t>(depth) + 1);
-        path[static_cast<std::size_t>(depth)] = node.tag();
-        found = node.id() == id;
-    });
-    std::string joined;
-    for (std::size_t i = 1; i < path.size(); ++i)
-        joined += (joined.empty() ? "" : " ") + std::string(path[i]);
-    return joined;
-}
-
 /// The finding for one DATE value that is not written the standard way, if any.
 std::optional<Issue> dateFinding(NodeView node, std::string_view value, const std::string& context,
                                  NodeView record, bool v7, NumericDateOrder order)
