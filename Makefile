@@ -26,6 +26,7 @@ run: build
 
 bench: build
 	@$(BUILD)/bench/kinloom-bench-dates
+	@$(BUILD)/bench/kinloom-bench-duplicates $(BENCH_ARGS)
 	@$(BUILD)/bench/kinloom-bench $(BENCH_ARGS)
 
 fuzz:
