@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -92,6 +93,12 @@ struct Edit
         std::string remove;
         bool operator==(const Merge&) const = default;
     };
+
+    /// An edit of one kind; `emplace_back(Edit::Remove{id})` works with every compiler this way.
+    template <class Kind>
+    requires std::is_constructible_v<std::variant<SetValue, Remove, Add, Merge>, Kind> Edit(Kind kind)
+        : value(std::move(kind))
+    {}
 
     std::variant<SetValue, Remove, Add, Merge> value;
 

@@ -572,7 +572,7 @@ private:
         Fix fix{issue.id, "Remove the repeated line", {}, {}, false};
         fix.edits.reserve(later.size());
         for (NodeView node : later) {
-            fix.edits.push_back(Edit{Edit::Remove{node.id()}});
+            fix.edits.emplace_back(Edit::Remove{node.id()});
             fix.preview.push_back({where, std::string(lines.front().value), std::nullopt});
         }
         issue.fix = std::move(fix);
