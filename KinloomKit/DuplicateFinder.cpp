@@ -3,6 +3,7 @@
 #include "KinloomKit/Checks.h"
 #include "KinloomKit/FixApplier.h"
 #include "KinloomKit/Merger.h"
+#include "KinloomKit/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -35,22 +36,6 @@ std::string_view trimmed(std::string_view text)
     return text;
 }
 
-bool isAscii(std::string_view text)
-{
-    std::size_t i = 0;
-    for (; i + 8 <= text.size(); i += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, text.data() + i, 8);
-        if (word & 0x8080808080808080ULL)
-            return false;
-    }
-    for (; i < text.size(); ++i) {
-        if (static_cast<unsigned char>(text[i]) >= 0x80)
-            return false;
-    }
-    return true;
-}
-
 bool equalIgnoringCase(std::string_view a, std::string_view b)
 {
     auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
@@ -80,7 +65,7 @@ void appendNormalizedAscii(std::string_view text, std::string& out)
 /// Appends the words of `text`, normalised, to `out`, a blank between them and any words before.
 void appendNormalized(std::string_view text, std::string& out)
 {
-    if (isAscii(text)) {
+    if (Text::isAscii(text)) {
         appendNormalizedAscii(text, out);
         return;
     }
@@ -91,37 +76,12 @@ void appendNormalized(std::string_view text, std::string& out)
         blank = false;
         out.append(bytes, length);
     };
-    utf8proc_uint8_t* folded = nullptr;
-    const auto options =
-        static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_COMPAT |
-                                       UTF8PROC_CASEFOLD | UTF8PROC_STRIPMARK | UTF8PROC_IGNORE);
-    const utf8proc_ssize_t length =
-        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                     static_cast<utf8proc_ssize_t>(text.size()), &folded, options);
-    if (length < 0) {
-        // Not valid UTF-8 (the reader repairs text, so only hand-made input gets here): ASCII only.
-        std::string ascii;
-        for (char c : text)
-            ascii += static_cast<unsigned char>(c) < 0x80 ? c : ' ';
-        appendNormalized(ascii, out);
-        return;
-    }
-    for (utf8proc_ssize_t at = 0; at < length;) {
-        utf8proc_int32_t c = 0;
-        const utf8proc_ssize_t step = utf8proc_iterate(folded + at, length - at, &c);
-        if (step <= 0)
-            break;
-        at += step;
-        const utf8proc_category_t category = utf8proc_category(c);
-        if (category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO) {
-            std::array<utf8proc_uint8_t, 4> bytes{};
-            const auto size = utf8proc_encode_char(utf8proc_tolower(c), bytes.data());
-            letter(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(size));
-        } else if (category == UTF8PROC_CATEGORY_ZS || isAsciiBlank(static_cast<std::uint32_t>(c))) {
+    Text::forEachFolded(text, [&](const Text::FoldedCharacter& character) {
+        if (character.kind == Text::FoldedCharacter::Kind::letter)
+            letter(character.utf8.data(), character.utf8.size());
+        else if (character.kind == Text::FoldedCharacter::Kind::blank)
             blank = true;
-        }
-    }
-    std::free(folded);
+    });
 }
 
 std::string_view firstWord(std::string_view given)
@@ -465,7 +425,7 @@ struct Slice
 
     void appendName(std::string_view part, std::string& out)
     {
-        if (isAscii(part)) {
+        if (Text::isAscii(part)) {
             appendNormalizedAscii(part, out);
             return;
         }

@@ -15,11 +15,6 @@ namespace {
 
 using Text::isBlank;
 
-bool isAscii(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 std::string quoted(std::string_view text)
 {
     return "\u201C" + std::string(text) + "\u201D";
@@ -120,7 +115,7 @@ namespace PlaceNames {
 std::string groupKey(std::string_view spelling)
 {
     KeyBuilder key;
-    if (isAscii(spelling)) {
+    if (Text::isAscii(spelling)) {
         // Folding changes nothing in ASCII beyond the case.
         for (char c : spelling) {
             if (c >= 'A' && c <= 'Z') {
@@ -137,39 +132,15 @@ std::string groupKey(std::string_view spelling)
         return key.finish();
     }
     // Folding first, so that a full-width comma also ends a part.
-    utf8proc_uint8_t* folded = nullptr;
-    const auto options =
-        static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_COMPAT |
-                                       UTF8PROC_CASEFOLD | UTF8PROC_STRIPMARK | UTF8PROC_IGNORE);
-    const utf8proc_ssize_t length =
-        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(spelling.data()),
-                     static_cast<utf8proc_ssize_t>(spelling.size()), &folded, options);
-    if (length < 0) {
-        // Not valid UTF-8 (the reader repairs text, so only hand-made input gets here): ASCII only.
-        std::string ascii(spelling);
-        std::replace_if(
-            ascii.begin(), ascii.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, ' ');
-        return groupKey(ascii);
-    }
-    for (utf8proc_ssize_t at = 0; at < length;) {
-        utf8proc_int32_t c = 0;
-        const utf8proc_ssize_t step = utf8proc_iterate(folded + at, length - at, &c);
-        if (step <= 0)
-            break;
-        const utf8proc_category_t category = utf8proc_category(c);
-        if ((category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO) ||
-            category == UTF8PROC_CATEGORY_ND) {
-            std::array<utf8proc_uint8_t, 4> bytes{};
-            const auto size = utf8proc_encode_char(utf8proc_tolower(c), bytes.data());
-            key.letter(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(size));
-        } else if (c == ',') {
+    Text::forEachFolded(spelling, [&](const Text::FoldedCharacter& character) {
+        using Kind = Text::FoldedCharacter::Kind;
+        if (character.kind == Kind::letter || character.kind == Kind::digit)
+            key.letter(character.utf8.data(), character.utf8.size());
+        else if (character.scalar == U',')
             key.comma();
-        } else if (category == UTF8PROC_CATEGORY_ZS || (c < 0x80 && isBlank(static_cast<char>(c)))) {
+        else if (character.kind == Kind::blank)
             key.blank();
-        }
-        at += step;
-    }
-    std::free(folded);
+    });
     return key.finish();
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string_view>
 
 // Small text helpers shared by the engine. Blanks here are the ASCII white-space characters:
@@ -20,5 +22,27 @@ namespace kinloom::Text {
         text.remove_suffix(1);
     return text;
 }
+
+/// Whether every byte is below 0x80.
+[[nodiscard]] bool isAscii(std::string_view text);
+
+/// One character of text folded for comparing: case, diacritics and width taken away.
+struct FoldedCharacter
+{
+    enum class Kind : std::uint8_t
+    {
+        letter,
+        digit,
+        blank,
+        other
+    };
+    Kind kind = Kind::other;
+    char32_t scalar = 0;
+    std::string_view utf8; ///< the character in lower case, for letters and digits
+};
+
+/// Visits the characters of the text folded for comparing names and places. Text that is not
+/// valid UTF-8 (the reader repairs what it reads, so only hand-made input) keeps its ASCII only.
+void forEachFolded(std::string_view text, const std::function<void(const FoldedCharacter&)>& visit);
 
 } // namespace kinloom::Text
