@@ -41,12 +41,13 @@ struct Arguments
     std::map<std::string, std::string> options;
 };
 
-/// Splits arguments by the options a command knows; an unknown option or a missing value is an error.
-std::optional<Arguments> parseArguments(const std::vector<std::string>& arguments, std::size_t first,
+/// Splits a command's arguments (after the command's name) by the options it knows. Every command
+/// takes one file; an unknown option, a missing value or another number of files is an error.
+std::optional<Arguments> parseArguments(const std::vector<std::string>& arguments,
                                         const std::map<std::string, bool>& known, std::ostream& err)
 {
     Arguments parsed;
-    for (std::size_t i = first; i < arguments.size(); ++i) {
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
         if (!argument.starts_with("--")) {
             parsed.positional.push_back(argument);
@@ -66,6 +67,10 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             return std::nullopt;
         }
         parsed.options[argument] = arguments[++i];
+    }
+    if (parsed.positional.size() != 1) {
+        err << usageText;
+        return std::nullopt;
     }
     return parsed;
 }
@@ -179,13 +184,9 @@ std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream
 
 int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
-    const auto parsed = parseArguments(arguments, 1, {{"--json", false}}, err);
+    const auto parsed = parseArguments(arguments, {{"--json", false}}, err);
     if (!parsed)
         return usage;
-    if (parsed->positional.size() != 1) {
-        err << usageText;
-        return usage;
-    }
     const std::string& path = parsed->positional[0];
     const std::optional<GedcomDocument> document = openDocument(path, err);
     if (!document)
@@ -380,13 +381,9 @@ bool hasExtension(const std::string& path, std::string_view extension)
 int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     const auto parsed = parseArguments(
-        arguments, 1, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
+        arguments, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
     if (!parsed)
         return usage;
-    if (parsed->positional.size() != 1) {
-        err << usageText;
-        return usage;
-    }
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
@@ -510,13 +507,9 @@ std::optional<std::vector<Fix>> chosenFixes(const FixChoice& choice, const ScanR
 int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     const auto parsed = parseArguments(
-        arguments, 1, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
+        arguments, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
     if (!parsed)
         return usage;
-    if (parsed->positional.size() != 1) {
-        err << usageText;
-        return usage;
-    }
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
@@ -594,13 +587,9 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 
 int sample(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
-    const auto parsed = parseArguments(arguments, 1, {{"--people", true}, {"--seed", true}}, err);
+    const auto parsed = parseArguments(arguments, {{"--people", true}, {"--seed", true}}, err);
     if (!parsed)
         return usage;
-    if (parsed->positional.size() != 1) {
-        err << usageText;
-        return usage;
-    }
     std::optional<std::uint64_t> people;
     std::uint64_t seed = 1;
     if (const auto option = parsed->options.find("--people"); option != parsed->options.end()) {
