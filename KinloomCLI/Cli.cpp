@@ -1,14 +1,14 @@
 #include "KinloomCLI/Cli.h"
 
-#include "KinloomKit/Files.h"
-#include "KinloomKit/FixApplier.h"
-#include "KinloomKit/GedcomReader.h"
-#include "KinloomKit/GedcomWriter.h"
-#include "KinloomKit/Report.h"
-#include "KinloomKit/SampleTree.h"
-#include "KinloomKit/SaveError.h"
-#include "KinloomKit/Scanner.h"
-#include "KinloomKit/TreeIndex.h"
+#include "changes/FixApplier.h"
+#include "checks/Scanner.h"
+#include "document/Files.h"
+#include "document/GedcomReader.h"
+#include "document/GedcomWriter.h"
+#include "document/SaveError.h"
+#include "family/TreeIndex.h"
+#include "output/Report.h"
+#include "sample/SampleTree.h"
 
 #include <algorithm>
 #include <cctype>

@@ -2,14 +2,14 @@
 // copying a document and writing it back, and on large trees applying a batch of date fixes and
 // merging a batch of people. Each read runs in a fresh process of this program so that its peak
 // memory is its own.
-#include "KinloomKit/Files.h"
-#include "KinloomKit/FixApplier.h"
-#include "KinloomKit/GedcomReader.h"
-#include "KinloomKit/GedcomWriter.h"
-#include "KinloomKit/SampleTree.h"
-#include "KinloomKit/Scanner.h"
-#include "KinloomKit/TextEncoding.h"
-#include "KinloomKit/TreeIndex.h"
+#include "changes/FixApplier.h"
+#include "checks/Scanner.h"
+#include "document/Files.h"
+#include "document/GedcomReader.h"
+#include "document/GedcomWriter.h"
+#include "document/TextEncoding.h"
+#include "family/TreeIndex.h"
+#include "sample/SampleTree.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Date reading throughput on one core: standard values read to ranges, other writings normalized,
 // and the style of both. Values are made up the way family-tree files write them.
-#include "KinloomKit/GedcomDates.h"
+#include "family/GedcomDates.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // The duplicate finder on synthetic trees: time, pairs scored, and how many of the planted
 // duplicate pairs it finds at the default threshold, with why it misses the others.
-#include "KinloomKit/DuplicateFinder.h"
-#include "KinloomKit/GedcomReader.h"
-#include "KinloomKit/SampleTree.h"
-#include "KinloomKit/TreeIndex.h"
+#include "checks/DuplicateFinder.h"
+#include "document/GedcomReader.h"
+#include "family/TreeIndex.h"
+#include "sample/SampleTree.h"
 
 #include <algorithm>
 #include <array>

@@ -2,10 +2,10 @@
 // as it was, each fix is applied or reported skipped exactly once, the result can be written and
 // read back, and applying the same batch to the result changes nothing more (unless records share
 // an ID: merging one of them leaves the other for the next batch).
-#include "KinloomKit/FixApplier.h"
-#include "KinloomKit/GedcomReader.h"
-#include "KinloomKit/GedcomWriter.h"
-#include "KinloomKit/Scanner.h"
+#include "changes/FixApplier.h"
+#include "checks/Scanner.h"
+#include "document/GedcomReader.h"
+#include "document/GedcomWriter.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The date reader's promises on any text, in both GEDCOM versions and every numeric order: no
 // crash; ranges never run backwards; a fix is itself standard; an ambiguity has two or more
 // readings that each read; and reading all at once agrees with the single functions.
-#include "KinloomKit/GedcomDates.h"
+#include "family/GedcomDates.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The reader's promises on any bytes: no crash, ids 1..n in line order, nextID = lines + 1, and
 // the nodes render back to the decoded text line for line.
-#include "KinloomKit/GedcomReader.h"
-#include "KinloomKit/TextEncoding.h"
+#include "document/GedcomReader.h"
+#include "document/TextEncoding.h"
 
 #include <cstdint>
 #include <cstdio>

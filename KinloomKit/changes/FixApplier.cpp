@@ -1,0 +1,298 @@
+#include "changes/FixApplier.h"
+
+#include "changes/Merger.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace kinloom {
+namespace {
+
+bool isBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+/// The name without slashes, runs of blanks collapsed, ends trimmed.
+std::string cleanedName(std::string_view value)
+{
+    std::string name;
+    bool pendingBlank = false;
+    for (char c : value) {
+        if (c == '/')
+            continue;
+        if (isBlank(c)) {
+            pendingBlank = !name.empty();
+            continue;
+        }
+        if (pendingBlank)
+            name += ' ';
+        pendingBlank = false;
+        name += c;
+    }
+    return name;
+}
+
+} // namespace
+
+std::string recordLabel(NodeView record)
+{
+    const auto xref = record.xref();
+    if (record.tag() == "INDI") {
+        for (NodeView child : record.children()) {
+            if (child.tag() != "NAME" || !child.value())
+                continue;
+            std::string name = cleanedName(*child.value());
+            if (name.empty())
+                name = "Unnamed person";
+            return name + " (" + std::string(xref.value_or("?")) + ")";
+        }
+    }
+    std::string label(xref.value_or(std::string_view()));
+    if (!label.empty() && !record.tag().empty())
+        label += ' ';
+    label += record.tag();
+    return label;
+}
+
+namespace FixApplier {
+namespace {
+
+/// The change lines of the fixes, one per edit that took effect, pooled under the first fix of each id.
+class Ledger
+{
+public:
+    explicit Ledger(const std::vector<Fix>& fixes) : m_first(fixes.size()), m_lines(fixes.size())
+    {
+        std::unordered_map<std::string_view, std::size_t> first;
+        first.reserve(fixes.size());
+        for (std::size_t i = 0; i < fixes.size(); ++i)
+            m_first[i] = first.emplace(fixes[i].id, i).first->second;
+    }
+
+    void record(std::size_t fix, std::string line) { m_lines[m_first[fix]].push_back(std::move(line)); }
+    /// Whether the fix is the first of its id, the one that holds the pooled lines.
+    [[nodiscard]] bool isFirst(std::size_t fix) const { return m_first[fix] == fix; }
+    [[nodiscard]] std::vector<std::string>& lines(std::size_t fix) { return m_lines[fix]; }
+
+private:
+    std::vector<std::size_t> m_first;
+    std::vector<std::vector<std::string>> m_lines;
+};
+
+template <class Kind>
+bool hasEdits(const std::vector<Fix>& fixes)
+{
+    return std::any_of(fixes.begin(), fixes.end(), [](const Fix& fix) {
+        return std::any_of(fix.edits.begin(), fix.edits.end(),
+                           [](const Edit& edit) { return std::holds_alternative<Kind>(edit.value); });
+    });
+}
+
+/// Calls `apply(fix index, edit)` for every edit of this kind, in the order of the fixes and their edits.
+template <class Kind, class Apply>
+void forEachEdit(const std::vector<Fix>& fixes, Apply&& apply)
+{
+    for (std::size_t i = 0; i < fixes.size(); ++i) {
+        for (const Edit& edit : fixes[i].edits) {
+            if (const auto* kind = std::get_if<Kind>(&edit.value))
+                apply(i, *kind);
+        }
+    }
+}
+
+std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+/// Values: each node found by id in its record, changed only while its full value is still `from`.
+void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    // Records are neither added nor removed in this pass, so the map's record indexes hold throughout;
+    // the node itself is looked for in the record as it is now.
+    const NodeLocator locator(document);
+    forEachEdit<Edit::SetValue>(fixes, [&](std::size_t fix, const Edit::SetValue& edit) {
+        const auto place = locator.find(edit.node);
+        if (!place)
+            return;
+        const NodeView record = document.record(place->record);
+        const std::vector<NodeView> path = pathTo(record, edit.node);
+        if (path.empty())
+            return;
+        const std::string old = path.back().fullValue();
+        if (old != edit.from.value_or(""))
+            return;
+        std::string tags;
+        for (std::size_t i = 1; i < path.size(); ++i)
+            tags += (i > 1 ? " " : "") + std::string(path[i].tag());
+        std::string line = recordLabel(record) + " \u00B7 " + tags + ": " + quoted(old) + " \u2192 " +
+                           quoted(edit.to.value_or(""));
+        document.update(place->record, edit.node, [&](GedcomNode& node) {
+            node.setValue(edit.to);
+            std::erase_if(node.children(), [](const GedcomNode& child) {
+                return child.tag() == "CONC" || child.tag() == "CONT";
+            });
+        });
+        ledger.record(fix, std::move(line));
+    });
+}
+
+/// Additions: a new line under a record or one of its lines, unless the same line is already there.
+void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    // Only the xrefs the edits name are looked for, in one pass over the record list.
+    std::unordered_map<std::string_view, std::size_t> records;
+    forEachEdit<Edit::Add>(fixes,
+                           [&](std::size_t, const Edit::Add& edit) { records.emplace(edit.record, 0); });
+    std::unordered_set<std::string_view> found;
+    for (std::size_t index = 0; index < document.recordCount() && found.size() < records.size(); ++index) {
+        const auto xref = document.record(index).xref();
+        if (xref && records.contains(*xref) && found.insert(*xref).second)
+            records[*xref] = index;
+    }
+
+    forEachEdit<Edit::Add>(fixes, [&](std::size_t fix, const Edit::Add& edit) {
+        if (!found.contains(edit.record))
+            return;
+        const std::size_t index = records.at(edit.record);
+        const NodeView record = document.record(index);
+        const std::optional<NodeView> parent = edit.under ? record.find(*edit.under) : record;
+        if (!parent)
+            return;
+        for (NodeView child : parent->children()) {
+            const auto value = child.value();
+            if (child.tag() == edit.tag && value.has_value() == edit.value.has_value() &&
+                (!value || *value == *edit.value))
+                return;
+        }
+        std::string line = recordLabel(record) + ": + 1 " + edit.tag + (edit.value ? " " + *edit.value : "");
+        GedcomNode added = document.newNode(edit.tag, edit.value);
+        document.update(index, parent->id(), [&](GedcomNode& node) {
+            auto& children = node.children();
+            // A record's change-date block stays last.
+            const auto at = edit.under
+                                ? children.end()
+                                : std::find_if(children.begin(), children.end(),
+                                               [](const GedcomNode& child) { return child.tag() == "CHAN"; });
+            children.insert(at, std::move(added));
+        });
+        ledger.record(fix, std::move(line));
+    });
+}
+
+/// Removals: lines are cut at once; whole records are dropped after the pass, each once.
+void removeLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    const NodeLocator locator(document);
+    std::unordered_set<std::int64_t> removedRecords;
+    std::vector<std::size_t> removedIndexes;
+    forEachEdit<Edit::Remove>(fixes, [&](std::size_t fix, const Edit::Remove& edit) {
+        const auto place = locator.find(edit.node);
+        if (!place)
+            return;
+        const NodeView record = document.record(place->record);
+        if (record.id() == edit.node) {
+            if (!removedRecords.insert(edit.node).second)
+                return;
+            removedIndexes.push_back(place->record);
+            ledger.record(fix, "Removed record " + recordLabel(record));
+            return;
+        }
+        const std::vector<NodeView> path = pathTo(record, edit.node);
+        if (path.empty())
+            return;
+        std::vector<std::string> cut;
+        detail::appendChangeLines(path.back(), 1, cut);
+        std::string line = recordLabel(record) + ": \u2212 ";
+        for (std::size_t i = 0; i < cut.size(); ++i)
+            line += (i > 0 ? " / " : "") + cut[i];
+        document.update(place->record, path[path.size() - 2].id(), [&](GedcomNode& parent) {
+            std::erase_if(parent.children(),
+                          [&](const GedcomNode& child) { return child.id() == edit.node; });
+        });
+        ledger.record(fix, std::move(line));
+    });
+    std::sort(removedIndexes.begin(), removedIndexes.end());
+    document.removeRecords(removedIndexes);
+}
+
+/// Merges: every merge of the batch in one call, so that links are repointed once.
+void mergeRecords(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    std::vector<std::pair<std::string, std::string>> pairs;
+    std::vector<std::size_t> owners;
+    forEachEdit<Edit::Merge>(fixes, [&](std::size_t fix, const Edit::Merge& edit) {
+        pairs.emplace_back(edit.keep, edit.remove);
+        owners.push_back(fix);
+    });
+    auto results = Merger::merge(pairs, document);
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        if (!results[i])
+            continue;
+        for (std::string& line : *results[i])
+            ledger.record(owners[i], std::move(line));
+    }
+}
+
+} // namespace
+
+ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document, std::int64_t firstID)
+{
+    ApplyResult result{document};
+    GedcomDocument& working = result.document;
+    Ledger ledger(fixes);
+    if (hasEdits<Edit::SetValue>(fixes))
+        setValues(fixes, working, ledger);
+    if (hasEdits<Edit::Add>(fixes))
+        addLines(fixes, working, ledger);
+    if (hasEdits<Edit::Remove>(fixes))
+        removeLines(fixes, working, ledger);
+    if (hasEdits<Edit::Merge>(fixes))
+        mergeRecords(fixes, working, ledger);
+
+    std::int64_t next = firstID;
+    for (std::size_t i = 0; i < fixes.size(); ++i) {
+        if (!ledger.isFirst(i))
+            continue; // pooled with the first fix of that id
+        std::vector<std::string>& lines = ledger.lines(i);
+        if (lines.empty())
+            result.skipped.push_back(fixes[i].title);
+        else
+            result.entries.push_back({next++, fixes[i].id, fixes[i].title, std::move(lines)});
+    }
+    return result;
+}
+
+} // namespace FixApplier
+// Found by descending through the subtree sizes, so only the lines on the way are read.
+std::vector<NodeView> pathTo(NodeView record, std::int64_t id)
+{
+    const auto target = record.find(id);
+    if (!target)
+        return {};
+    const std::uint32_t offset = record.offsetOf(*target);
+    std::vector<NodeView> path = {record};
+    while (path.back() != *target) {
+        for (NodeView child : path.back().children()) {
+            const std::uint32_t start = record.offsetOf(child);
+            if (start <= offset && offset < start + child.subtreeSize()) {
+                path.push_back(child);
+                break;
+            }
+        }
+    }
+    return path;
+}
+
+std::string tagPath(NodeView record, std::int64_t id)
+{
+    const std::vector<NodeView> path = pathTo(record, id);
+    std::string joined;
+    for (std::size_t i = 1; i < path.size(); ++i)
+        joined += (joined.empty() ? "" : " ") + std::string(path[i].tag());
+    return joined;
+}
+
+} // namespace kinloom

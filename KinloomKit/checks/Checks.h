@@ -1,0 +1,34 @@
+#pragma once
+
+#include "checks/Issue.h"
+#include "checks/Scanner.h"
+#include "document/GedcomDocument.h"
+#include "family/TreeIndex.h"
+
+#include <vector>
+
+// The checks that read the tree index, each returning its category's findings in file order
+// (people in file order, then families; duplicates by score instead). The scanner runs them
+// after the file and date-format checks, in the order declared here.
+namespace kinloom::Checks {
+
+/// Impossible dates: a person's own events out of order, a life too long, and parents too young,
+/// too old, born after their child or dead before the child's birth.
+[[nodiscard]] std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options);
+
+/// Place names spelled several ways, and place names with extra spaces, over every PLAC line
+/// outside the header.
+[[nodiscard]] std::vector<Issue> places(const GedcomDocument& document);
+
+/// Missing details: names, sex, and surnames not marked.
+[[nodiscard]] std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument& document);
+
+/// Links and records: shared IDs, broken, wrong-kind, one-way and repeated links, empty families,
+/// unused records and people in no family.
+[[nodiscard]] std::vector<Issue> links(const TreeIndex& index, const GedcomDocument& document);
+
+/// Likely duplicate people and families.
+[[nodiscard]] std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument& document,
+                                            const ScanOptions& options);
+
+} // namespace kinloom::Checks

@@ -1,0 +1,675 @@
+#include "checks/Checks.h"
+
+#include "changes/FixApplier.h"
+#include "checks/PlaceNames.h"
+#include "document/GedcomReader.h"
+#include "sample/SampleTree.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+using namespace kinloom;
+
+namespace {
+
+/// A small tree read and indexed; the index refers into the document, so both live here. Node
+/// ids are line numbers.
+struct Tree
+{
+    explicit Tree(std::string text)
+        : document(GedcomReader::read(std::move(text))), index(TreeIndex::build(document))
+    {}
+
+    GedcomDocument document;
+    TreeIndex index;
+};
+
+/// What a table row expects of one finding.
+struct Expected
+{
+    std::string id;
+    std::string title;
+    Severity severity = Severity::info;
+
+    bool operator==(const Expected&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Expected& e)
+{
+    return out << e.id << " “" << e.title << "” " << static_cast<int>(e.severity);
+}
+
+std::vector<Expected> found(const std::vector<Issue>& issues)
+{
+    std::vector<Expected> out;
+    for (const Issue& issue : issues)
+        out.push_back({issue.id, issue.title, issue.severity});
+    return out;
+}
+
+Edit setValue(std::int64_t node, std::string from, std::string to)
+{
+    return {Edit::SetValue{node, std::move(from), std::move(to)}};
+}
+
+Edit addition(std::string record, std::string tag, std::string value)
+{
+    return {Edit::Add{std::move(record), std::nullopt, std::move(tag), std::move(value)}};
+}
+
+Edit removal(std::int64_t node)
+{
+    return {Edit::Remove{node}};
+}
+
+const std::string checkTheDates = " Check the dates in your family-tree program or sources.";
+
+} // namespace
+
+// One parent and one child; every threshold is met exactly once and crossed once.
+TEST(ChecksTest, ImpossibleDatesOfParentAndChild)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* role; // HUSB or WIFE
+        const char* parentBirth;
+        const char* parentDeath;
+        const char* childBirth;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const std::vector<Row> rows = {
+        {"exactly the youngest parent age", "WIFE", "1900", "", "1911", {}},
+        {"younger than that",
+         "WIFE",
+         "1900",
+         "",
+         "1910",
+         {{"imp-young-@P@-@C@", "Parent too young", Severity::warning}},
+         "Pat Doe (@P@) was at most 11 when their child Kim Doe (@C@) was born."},
+        {"born the child's year",
+         "HUSB",
+         "1908",
+         "",
+         "1908",
+         {{"imp-young-@P@-@C@", "Parent too young", Severity::warning}}},
+        {"born after the child, and so not also too young",
+         "WIFE",
+         "1911",
+         "",
+         "1908",
+         {{"imp-order-@P@-@C@", "Born after their child", Severity::error}},
+         "Pat Doe (@P@): born 1911, after their child Kim Doe (@C@), born 1908."},
+        {"born the year after the child",
+         "HUSB",
+         "1909",
+         "",
+         "1908",
+         {{"imp-order-@P@-@C@", "Born after their child", Severity::error}}},
+        {"exactly the oldest mother", "WIFE", "1800", "", "1856", {}},
+        {"older mother",
+         "WIFE",
+         "1800",
+         "",
+         "1857",
+         {{"imp-old-@P@-@C@", "Mother very old at birth", Severity::warning}},
+         "Pat Doe (@P@) was at least 56 when their child Kim Doe (@C@) was born."},
+        {"a father that old is no mother too old", "HUSB", "1800", "", "1857", {}},
+        {"exactly the oldest father", "HUSB", "1800", "", "1881", {}},
+        {"older father",
+         "HUSB",
+         "1800",
+         "",
+         "1882",
+         {{"imp-old-@P@-@C@", "Father very old at birth", Severity::warning}}},
+        {"born in the year the mother died", "WIFE", "1850", "1886", "1886", {}},
+        {"born after the mother died",
+         "WIFE",
+         "1850",
+         "1886",
+         "1887",
+         {{"imp-afterdeath-@P@-@C@", "Born after the mother died", Severity::error}},
+         "Pat Doe (@P@): died 1886, before their child Kim Doe (@C@), born 1887."},
+        {"born within a year of the father's death", "HUSB", "1840", "1870", "1871", {}},
+        {"born over a year after the father died",
+         "HUSB",
+         "1840",
+         "1870",
+         "1872",
+         {{"imp-afterdeath-@P@-@C@", "Born over a year after the father died", Severity::error}}},
+        {"an open start says nothing about youth", "WIFE", "BEF 1900", "", "1890", {}},
+        {"only the child's earliest date counts for age",
+         "WIFE",
+         "1800",
+         "",
+         "AFT 1950",
+         {{"imp-old-@P@-@C@", "Mother very old at birth", Severity::warning}}},
+        {"no birth of the child", "WIFE", "1911", "1950", "", {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        std::string text =
+            "0 @P@ INDI\n1 NAME Pat /Doe/\n1 BIRT\n2 DATE " + std::string(row.parentBirth) + "\n";
+        if (*row.parentDeath)
+            text += "1 DEAT\n2 DATE " + std::string(row.parentDeath) + "\n";
+        text += "0 @C@ INDI\n1 NAME Kim /Doe/\n";
+        if (*row.childBirth)
+            text += "1 BIRT\n2 DATE " + std::string(row.childBirth) + "\n";
+        text += "0 @F1@ FAM\n1 " + std::string(row.role) + " @P@\n1 CHIL @C@\n";
+        const Tree tree(text);
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+            EXPECT_EQ(issues[0].records, (std::vector<std::string>{"@P@", "@C@"}));
+            EXPECT_EQ(issues[0].category, IssueCategory::impossibleDates);
+            EXPECT_EQ(issues[0].fix, std::nullopt);
+        }
+    }
+}
+
+TEST(ChecksTest, ImpossibleDatesFollowTheChildrenAndCheckEachPairOnce)
+{
+    // Born after both parents; listed twice in one family and again in a second family of the
+    // same couple. The lifespan boundary rides along: exactly 120 years is allowed.
+    const Tree tree("0 @C@ INDI\n1 BIRT\n2 DATE 1900\n"
+                    "0 @M@ INDI\n1 BIRT\n2 DATE 1801\n1 DEAT\n2 DATE 1923\n"
+                    "0 @D@ INDI\n1 BIRT\n2 DATE 1801\n1 DEAT\n2 DATE 1922\n"
+                    "0 @F1@ FAM\n1 HUSB @D@\n1 WIFE @M@\n1 CHIL @C@\n1 CHIL @C@\n"
+                    "0 @F2@ FAM\n1 HUSB @D@\n1 WIFE @M@\n1 CHIL @C@\n"
+                    "0 @F3@ FAM\n1 HUSB @C@\n1 CHIL @C@\n");
+    EXPECT_EQ(found(Checks::impossibleDates(tree.index, {})),
+              (std::vector<Expected>{{"imp-old-@D@-@C@", "Father very old at birth", Severity::warning},
+                                     {"imp-old-@M@-@C@", "Mother very old at birth", Severity::warning},
+                                     {"imp-age-@M@", "Lived over 120 years", Severity::warning}}));
+
+    ScanOptions strict;
+    strict.maxFatherAge = 100;
+    strict.maxMotherAge = 97;
+    strict.maxLifespan = 119.5;
+    EXPECT_EQ(found(Checks::impossibleDates(tree.index, strict)),
+              (std::vector<Expected>{{"imp-old-@M@-@C@", "Mother very old at birth", Severity::warning},
+                                     {"imp-age-@M@", "Lived over 119 years", Severity::warning},
+                                     {"imp-age-@D@", "Lived over 119 years", Severity::warning}}));
+}
+
+TEST(ChecksTest, PlaceKeysAndWriting)
+{
+    struct Row
+    {
+        const char* spelling;
+        const char* key;
+        const char* tidied;
+        bool extraSpaces;
+    };
+    const std::vector<Row> rows = {
+        {"Leeds, Yorkshire, England", "leeds,yorkshire,england", "Leeds, Yorkshire, England", false},
+        {"Saint-Étienne ,  LOIRE", "saintetienne,loire", "Saint-Étienne, LOIRE", true},
+        {" Leeds", "leeds", "Leeds", true},
+        {"Leeds ", "leeds", "Leeds", true},
+        {"New  York", "new york", "New York", true},
+        {", Leeds,Yorkshire,", "leeds,yorkshire", "Leeds, Yorkshire", false},
+        {"Leeds, , England", "leeds,,england", "Leeds, , England", false},
+        {"Leeds,,England", "leeds,,england", "Leeds, , England", false},
+        {"\xEF\xBC\xAD\xC3\xBCnchen\xEF\xBC\x8C Bayern", "munchen,bayern",
+         "\xEF\xBC\xAD\xC3\xBCnchen\xEF\xBC\x8C Bayern", false}, // full-width M and comma
+        {"Gda\xC5\x84sk 1920", "gdansk 1920", "Gda\xC5\x84sk 1920", false},
+        {"\xC5\x81\xC3\xB3\x64\xC5\xBA", "\xC5\x82odz", "\xC5\x81\xC3\xB3\x64\xC5\xBA",
+         false}, // Łódź keeps its Ł
+        {"?", "", "?", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.spelling);
+        EXPECT_EQ(PlaceNames::groupKey(row.spelling), row.key);
+        EXPECT_EQ(PlaceNames::tidied(row.spelling), row.tidied);
+        EXPECT_EQ(PlaceNames::hasExtraSpaces(row.spelling), row.extraSpaces);
+    }
+}
+
+TEST(ChecksTest, PlaceFindings)
+{
+    struct Row
+    {
+        const char* situation;
+        std::vector<const char*> places; // in file order, one event each
+        std::vector<Expected> expected;
+        const char* suggested = nullptr;
+    };
+    const std::vector<Row> rows = {
+        {"one spelling", {"Leeds", "Leeds"}, {}},
+        {"most frequent wins",
+         {"munchen", "München", "Munchen", "Munchen"},
+         {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
+         "Munchen"},
+        {"a tie goes to capitals and diacritics",
+         {"munchen", "Munchen", "München"},
+         {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
+         "München"},
+        {"a full tie goes to the first in the file",
+         {"Lyon", "Lyon,"},
+         {{"place-lyon", "Place spelled 2 ways", Severity::warning}},
+         "Lyon"},
+        {"the suggestion is written tidily",
+         {"leeds ,yorks", "leeds ,yorks", "Leeds, Yorks"},
+         {{"place-leeds,yorks", "Place spelled 2 ways", Severity::warning}},
+         "leeds, yorks"},
+        {"blanks in a place of one spelling",
+         {"Leeds  , England", "Leeds  , England", "Halifax"},
+         {{"place-space-3", "Extra spaces in a place name", Severity::info},
+          {"place-space-6", "Extra spaces in a place name", Severity::info}}},
+        {"places that fold to nothing", {"?", "??"}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        std::string text;
+        for (std::size_t i = 0; i < row.places.size(); ++i)
+            text += "0 @I" + std::to_string(i + 1) + "@ INDI\n1 BIRT\n2 PLAC " + row.places[i] + "\n";
+        const Tree tree(text);
+        const std::vector<Issue> issues = Checks::places(tree.document);
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.suggested && !issues.empty()) {
+            ASSERT_TRUE(issues[0].places);
+            EXPECT_EQ(issues[0].places->suggested, row.suggested);
+            EXPECT_EQ(issues[0].fix, PlaceNames::fixFor(*issues[0].places, row.suggested));
+        }
+    }
+}
+
+TEST(ChecksTest, PlaceGroupAndItsFix)
+{
+    const Tree tree("0 @I1@ INDI\n1 BIRT\n2 PLAC münchen,bayern\n1 DEAT\n2 PLAC München, Bayern\n"
+                    "0 @I2@ INDI\n1 BIRT\n2 PLAC München, Bayern\n"
+                    "0 @F1@ FAM\n1 MARR\n2 PLAC Munchen, Bayern\n2 SOUR @S1@\n3 DATA\n4 PLAC Paris\n");
+    const std::vector<Issue> issues = Checks::places(tree.document);
+    ASSERT_EQ(issues.size(), 1u);
+    const PlaceGroup group{
+        "munchen,bayern",
+        {{"München, Bayern", 2, {5, 8}}, {"münchen,bayern", 1, {3}}, {"Munchen, Bayern", 1, {11}}},
+        "München, Bayern"};
+    Issue expected{"place-munchen,bayern",
+                   IssueCategory::places,
+                   Severity::warning,
+                   "Place spelled 3 ways",
+                   "“München, Bayern”: 2 lines; “münchen,bayern”: 1 line; “Munchen, Bayern”: 1 line.",
+                   {"@I1@", "@F1@"}};
+    expected.fix = Fix{"place-munchen,bayern",
+                       "Write every spelling as “München, Bayern”",
+                       {setValue(3, "münchen,bayern", "München, Bayern"),
+                        setValue(11, "Munchen, Bayern", "München, Bayern")},
+                       {{"Place \u00B7 1 line", "münchen,bayern", "München, Bayern"},
+                        {"Place \u00B7 1 line", "Munchen, Bayern", "München, Bayern"}},
+                       false};
+    expected.places = group;
+    EXPECT_EQ(issues[0], expected);
+
+    // Choosing another spelling rewrites the others, the most frequent one included.
+    const Fix chosen = PlaceNames::fixFor(group, "Munchen, Bayern");
+    EXPECT_EQ(chosen.title, "Write every spelling as “Munchen, Bayern”");
+    EXPECT_EQ(chosen.edits, (std::vector<Edit>{setValue(5, "München, Bayern", "Munchen, Bayern"),
+                                               setValue(8, "München, Bayern", "Munchen, Bayern"),
+                                               setValue(3, "münchen,bayern", "Munchen, Bayern")}));
+    EXPECT_EQ(chosen.preview.front(),
+              (PreviewLine{"Place \u00B7 2 lines", "München, Bayern", "Munchen, Bayern"}));
+
+    const Tree spaces("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 PLAC  Leeds ,England\n");
+    const std::string context = "Ann Lee (@I1@) \u00B7 BIRT PLAC";
+    Issue extra{"place-space-4",
+                IssueCategory::places,
+                Severity::info,
+                "Extra spaces in a place name",
+                context + ": “ Leeds ,England”",
+                {"@I1@"}};
+    extra.fix = Fix{"place-space-4",
+                    "Write as “Leeds, England”",
+                    {setValue(4, " Leeds ,England", "Leeds, England")},
+                    {{context, " Leeds ,England", "Leeds, England"}},
+                    false};
+    EXPECT_EQ(Checks::places(spaces.document), std::vector<Issue>{extra});
+}
+
+TEST(ChecksTest, MissingDetails)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* person; // the lines of @I1@ after its first
+        const char* role;   // @I1@'s lines in a family, if any
+        std::vector<Expected> expected;
+        std::vector<Edit> edits; // of the first finding's fix
+        bool needsReview = false;
+        bool v7 = false;
+    };
+    const std::string named = "1 NAME Ann /Lee/\n";
+    const std::vector<Row> rows = {
+        {"all there", "1 NAME Ann /Lee/\n1 SEX F\n", "", {}},
+        {"no name", "1 SEX F\n", "", {{"miss-name-@I1@", "Name not recorded", Severity::warning}}},
+        {"only slashes",
+         "1 NAME //\n1 SEX F\n",
+         "",
+         {{"miss-name-@I1@", "Name not recorded", Severity::warning}}},
+        {"no sex, a husband",
+         "1 NAME Ann /Lee/\n",
+         "1 HUSB @I1@\n",
+         {{"miss-sex-@I1@", "Sex not recorded", Severity::warning}},
+         {addition("@I1@", "SEX", "M")},
+         true},
+        {"no sex, a wife twice",
+         "1 NAME Ann /Lee/\n",
+         "1 WIFE @I1@\n1 WIFE @I1@\n",
+         {{"miss-sex-@I1@", "Sex not recorded", Severity::warning}},
+         {addition("@I1@", "SEX", "F")},
+         true},
+        {"no sex, husband and wife",
+         "1 NAME Ann /Lee/\n",
+         "1 HUSB @I1@\n1 WIFE @I1@\n",
+         {{"miss-sex-@I1@", "Sex not recorded", Severity::warning}}},
+        {"no sex, a child only",
+         "1 NAME Ann /Lee/\n",
+         "1 CHIL @I1@\n",
+         {{"miss-sex-@I1@", "Sex not recorded", Severity::warning}}},
+        {"unknown, a wife",
+         "1 NAME Ann /Lee/\n1 SEX U\n",
+         "1 WIFE @I1@\n",
+         {{"miss-sexu-@I1@", "Sex recorded as unknown", Severity::info}},
+         {setValue(3, "U", "F")},
+         true},
+        {"unknown, no family",
+         "1 NAME Ann /Lee/\n1 SEX U\n",
+         "",
+         {{"miss-sexu-@I1@", "Sex recorded as unknown", Severity::info}}},
+        {"a word",
+         "1 NAME Ann /Lee/\n1 SEX Female\n",
+         "",
+         {{"miss-sexform-@I1@", "Sex not in the standard form", Severity::warning}},
+         {setValue(3, "Female", "F")}},
+        {"lower case",
+         "1 NAME Ann /Lee/\n1 SEX m\n",
+         "",
+         {{"miss-sexform-@I1@", "Sex not in the standard form", Severity::warning}},
+         {setValue(3, "m", "M")}},
+        {"a question mark",
+         "1 NAME Ann /Lee/\n1 SEX ?\n",
+         "",
+         {{"miss-sexform-@I1@", "Sex not in the standard form", Severity::warning}},
+         {setValue(3, "?", "U")}},
+        {"unclear",
+         "1 NAME Ann /Lee/\n1 SEX MF\n",
+         "",
+         {{"miss-sexform-@I1@", "Sex not in the standard form", Severity::warning}}},
+        {"X before GEDCOM 7",
+         "1 NAME Ann /Lee/\n1 SEX X\n",
+         "",
+         {{"miss-sexform-@I1@", "Sex not in the standard form", Severity::warning}}},
+        {"X in GEDCOM 7", "1 NAME Ann /Lee/\n1 SEX X\n", "", {}, {}, false, true},
+        {"surname not marked",
+         "1 NAME John  Henry Smith\n1 SEX M\n",
+         "",
+         {{"miss-surname-@I1@", "Surname not marked", Severity::info}},
+         {setValue(2, "John  Henry Smith", "John Henry /Smith/")},
+         true},
+        {"one word", "1 NAME Cher\n1 SEX F\n", "", {}},
+        {"only the first name counts", "1 NAME /Lee/\n1 NAME Ann Lee\n1 SEX F\n", "", {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        std::string text =
+            "0 @I1@ INDI\n" + std::string(row.person) + "0 @I2@ INDI\n1 NAME Bo /Lee/\n1 SEX M\n";
+        if (*row.role)
+            text += "0 @F1@ FAM\n" + std::string(row.role);
+        if (row.v7)
+            text += "0 HEAD\n1 GEDC\n2 VERS 7.0\n";
+        const Tree tree(text);
+        const std::vector<Issue> issues = Checks::missing(tree.index, tree.document);
+        EXPECT_EQ(found(issues), row.expected);
+        if (issues.empty())
+            continue;
+        EXPECT_EQ(issues[0].records, std::vector<std::string>{"@I1@"});
+        EXPECT_EQ(issues[0].fix.has_value(), !row.edits.empty());
+        if (issues[0].fix) {
+            EXPECT_EQ(issues[0].fix->id, issues[0].id);
+            EXPECT_EQ(issues[0].fix->edits, row.edits);
+            EXPECT_EQ(issues[0].fix->needsReview, row.needsReview);
+        }
+    }
+}
+
+TEST(ChecksTest, LinksAndRecords)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* text;
+        std::vector<Expected> expected;
+        std::vector<Edit> edits; // of the fix of the first finding, or of the one named below
+        bool needsReview = false;
+        const char* fixed = nullptr;
+    };
+    // Two people in a family, both ways, so that only what a row adds is found.
+    const std::string couple = "0 @I1@ INDI\n1 SEX M\n1 FAMS @F1@\n0 @I2@ INDI\n1 SEX F\n1 FAMS @F1@\n"
+                               "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n";
+    const std::vector<Row> rows = {
+        {"a consistent couple", "", {}},
+        {"two records, one ID",
+         "0 @S1@ SOUR\n0 @S1@ SOUR\n0 @I3@ INDI\n1 SOUR @S1@\n1 FAMC @F1@\n",
+         {{"link-dupid-@S1@", "Two records share one ID", Severity::error},
+          {"link-child-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {}},
+        {"a link to nothing",
+         "0 @I3@ INDI\n1 FAMC @F1@\n1 SOUR @S9@\n",
+         {{"link-missing-12", "Link to a missing record", Severity::error},
+          {"link-child-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {removal(12)},
+         true},
+        {"a link to nothing with lines below",
+         "0 @I3@ INDI\n1 FAMC @F1@\n1 SOUR @S9@\n2 PAGE 4\n",
+         {{"link-missing-12", "Link to a missing record", Severity::error},
+          {"link-child-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {}},
+        {"links to the wrong kind",
+         "0 @I3@ INDI\n1 FAMC @I1@\n1 BIRT\n2 SOUR @N1@\n0 @N1@ NOTE\n0 @S1@ SOUR\n1 NOTE @N1@\n",
+         {{"link-kind-11", "Link to the wrong kind of record", Severity::error},
+          {"link-kind-13", "Link to the wrong kind of record", Severity::error},
+          {"link-unused-@S1@", "Record not used anywhere", Severity::info}},
+         {}},
+        {"a spouse the family does not name",
+         "0 @I3@ INDI\n1 SEX M\n1 FAMS @F1@\n",
+         {{"spouse-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {addition("@F1@", "HUSB", "@I3@")},
+         true},
+        {"a wife the family does not name, twice",
+         "0 @I3@ INDI\n1 SEX F\n1 FAMS @F1@\n1 FAMS @F1@\n",
+         {{"link-repeat-12", "Same link twice", Severity::warning},
+          {"spouse-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {removal(13)}},
+        {"a spouse of unknown sex",
+         "0 @I3@ INDI\n1 FAMS @F1@\n",
+         {{"spouse-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {}},
+        {"a husband without the way back",
+         "0 @I3@ INDI\n0 @F2@ FAM\n1 HUSB @I3@\n",
+         {{"link-alone-@I3@", "Not linked to any family", Severity::info},
+          {"spouse-@I3@-@F2@", "One-way family link", Severity::warning}},
+         {addition("@I3@", "FAMS", "@F2@")},
+         false,
+         "spouse-@I3@-@F2@"},
+        {"a child without the way back",
+         "0 @I3@ INDI\n0 @F2@ FAM\n1 CHIL @I3@\n",
+         {{"link-alone-@I3@", "Not linked to any family", Severity::info},
+          {"link-child-@I3@-@F2@", "One-way family link", Severity::warning}},
+         {addition("@I3@", "FAMC", "@F2@")},
+         false,
+         "link-child-@I3@-@F2@"},
+        {"a child the family does not list",
+         "0 @I3@ INDI\n1 FAMC @F1@\n",
+         {{"link-child-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {addition("@F1@", "CHIL", "@I3@")}},
+        {"a child listed twice",
+         "0 @I3@ INDI\n1 FAMC @F2@\n0 @F2@ FAM\n1 CHIL @I3@\n1 CHIL @I3@\n1 CHIL @I3@\n",
+         {{"link-repeat-13", "Same link twice", Severity::warning}},
+         {removal(14), removal(15)}},
+        {"two citations of one source",
+         "0 @S1@ SOUR\n0 @I3@ INDI\n1 FAMC @F2@\n1 SOUR @S1@\n2 PAGE 1\n1 SOUR @S1@\n2 PAGE 2\n"
+         "0 @F2@ FAM\n1 CHIL @I3@\n",
+         {}},
+        {"an empty family",
+         "0 @F2@ FAM\n1 CHAN\n2 DATE 1 JAN 2000\n1 RIN 7\n",
+         {{"link-emptyfam-@F2@", "Family with no members", Severity::warning}},
+         {removal(10)}},
+        {"an empty family with a fact",
+         "0 @F2@ FAM\n1 MARR\n",
+         {{"link-emptyfam-@F2@", "Family with no members", Severity::warning}},
+         {removal(10)},
+         true},
+        {"a family someone names is not empty",
+         "0 @I3@ INDI\n1 FAMC @F2@\n0 @F2@ FAM\n",
+         {{"link-child-@I3@-@F2@", "One-way family link", Severity::warning}},
+         {addition("@F2@", "CHIL", "@I3@")}},
+        {"records nobody names",
+         "0 HEAD\n1 SUBM @U1@\n0 @U1@ SUBM\n0 @N1@ NOTE x\n0 @R1@ REPO\n0 @X1@ _PLACE\n",
+         {{"link-unused-@N1@", "Record not used anywhere", Severity::info},
+          {"link-unused-@R1@", "Record not used anywhere", Severity::info}}},
+        {"a person in no family",
+         "0 @I3@ INDI\n",
+         {{"link-alone-@I3@", "Not linked to any family", Severity::info}}},
+        {"a deliberately empty link",
+         "0 @I3@ INDI\n1 FAMC @F1@\n1 ASSO @VOID@\n",
+         {{"link-child-@I3@-@F1@", "One-way family link", Severity::warning}},
+         {addition("@F1@", "CHIL", "@I3@")}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree(couple + row.text);
+        const std::vector<Issue> issues = Checks::links(tree.index, tree.document);
+        EXPECT_EQ(found(issues), row.expected);
+        if (issues.empty())
+            continue;
+        const auto issue = std::find_if(issues.begin(), issues.end(), [&](const Issue& i) {
+            return i.id == (row.fixed ? row.fixed : row.expected.front().id);
+        });
+        ASSERT_NE(issue, issues.end());
+        const std::optional<Fix>& fix = issue->fix;
+        EXPECT_EQ(fix.has_value(), !row.edits.empty());
+        if (fix) {
+            EXPECT_EQ(fix->edits, row.edits);
+            EXPECT_EQ(fix->needsReview, row.needsReview);
+        }
+    }
+
+    const Tree alone("0 @I1@ INDI\n");
+    EXPECT_TRUE(Checks::links(alone.index, alone.document).empty()) << "one person alone is no finding";
+}
+
+TEST(ChecksTest, LinkTexts)
+{
+    const Tree tree("0 @I1@ INDI\n1 NAME Sven /Berg/\n1 SEX M\n1 FAMS @F1@\n1 SOUR @S9@\n"
+                    "0 @F1@ FAM\n1 WIFE @I2@\n0 @I2@ INDI\n1 FAMS @F1@\n");
+    const std::vector<Issue> issues = Checks::links(tree.index, tree.document);
+    ASSERT_EQ(issues.size(), 2u);
+    Issue missing{"link-missing-5",
+                  IssueCategory::links,
+                  Severity::error,
+                  "Link to a missing record",
+                  "Sven Berg (@I1@) \u00B7 SOUR: “@S9@” names a record the file does not have.",
+                  {"@I1@"}};
+    missing.fix = Fix{"link-missing-5",
+                      "Remove the broken link",
+                      {removal(5)},
+                      {{"Sven Berg (@I1@) \u00B7 SOUR", "@S9@", std::nullopt}},
+                      true};
+    EXPECT_EQ(issues[0], missing);
+    Issue oneWay{"spouse-@I1@-@F1@",
+                 IssueCategory::links,
+                 Severity::warning,
+                 "One-way family link",
+                 "Sven Berg (@I1@) has “FAMS @F1@”, but @F1@ FAM has no HUSB or WIFE line back to them.",
+                 {"@I1@", "@F1@"}};
+    oneWay.fix = Fix{"spouse-@I1@-@F1@",
+                     "Add “HUSB @I1@” to @F1@ FAM",
+                     {addition("@F1@", "HUSB", "@I1@")},
+                     {{"@F1@ FAM \u00B7 HUSB", std::nullopt, "@I1@"}},
+                     false};
+    EXPECT_EQ(issues[1], oneWay);
+}
+
+// The sample tree plants a problem for every finding the checks can make.
+TEST(ChecksTest, SampleTreeShowsEveryTitle)
+{
+    const ScanResult result = Scanner::scan(GedcomReader::read(SampleTree::sampleText()));
+    std::set<std::string> titles;
+    for (const Issue& issue : result.issues)
+        titles.insert(issue.title);
+    for (const char* title : {"Died before being born",
+                              "Buried before dying",
+                              "Christened before being born",
+                              "Lived over 120 years",
+                              "Born after their child",
+                              "Parent too young",
+                              "Mother very old at birth",
+                              "Father very old at birth",
+                              "Born after the mother died",
+                              "Born over a year after the father died",
+                              "Date not in the standard form",
+                              "Date reads two ways",
+                              "Not a date Kinloom can read",
+                              "Place spelled 3 ways",
+                              "Extra spaces in a place name",
+                              "Name not recorded",
+                              "Sex not recorded",
+                              "Sex recorded as unknown",
+                              "Sex not in the standard form",
+                              "Surname not marked",
+                              "Two records share one ID",
+                              "Link to a missing record",
+                              "Link to the wrong kind of record",
+                              "One-way family link",
+                              "Same link twice",
+                              "Family with no members",
+                              "Record not used anywhere",
+                              "Not linked to any family"})
+        EXPECT_TRUE(titles.count(title)) << title;
+    EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const std::string& title) {
+        return title.starts_with("Dates are written ");
+    }));
+}
+
+// Every fix that needs no review, applied, leaves nothing for its finding to say.
+TEST(ChecksTest, MechanicalFixesRemoveTheirFindings)
+{
+    const GedcomDocument document = GedcomReader::read(SampleTree::sampleText());
+    const ScanResult before = Scanner::scan(document);
+    std::vector<Fix> fixes;
+    std::set<std::string> fixed;
+    for (const Issue& issue : before.issues) {
+        if (issue.fix && !issue.fix->needsReview && issue.category != IssueCategory::duplicates) {
+            fixes.push_back(*issue.fix);
+            fixed.insert(issue.id);
+        }
+    }
+    ASSERT_GE(fixed.size(), 8u);
+    const ApplyResult applied = FixApplier::apply(fixes, document, 1);
+    EXPECT_TRUE(applied.skipped.empty());
+    for (const Issue& issue : Scanner::scan(applied.document).issues)
+        EXPECT_FALSE(fixed.count(issue.id)) << issue.id;
+}
+
+// Fixes that need review remove their findings too, once the user has accepted them.
+TEST(ChecksTest, ReviewedFixesRemoveTheirFindings)
+{
+    const GedcomDocument document = GedcomReader::read(SampleTree::sampleText());
+    std::vector<Fix> fixes;
+    std::set<std::string> fixed;
+    for (const Issue& issue : Scanner::scan(document).issues) {
+        if (issue.fix && issue.fix->needsReview &&
+            (issue.category == IssueCategory::missing || issue.category == IssueCategory::links)) {
+            fixes.push_back(*issue.fix);
+            fixed.insert(issue.id);
+        }
+    }
+    ASSERT_GE(fixed.size(), 4u);
+    const ApplyResult applied = FixApplier::apply(fixes, document, 1);
+    for (const Issue& issue : Scanner::scan(applied.document).issues)
+        EXPECT_FALSE(fixed.count(issue.id)) << issue.id;
+}

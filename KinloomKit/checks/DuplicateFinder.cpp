@@ -1,0 +1,1354 @@
+#include "checks/DuplicateFinder.h"
+
+#include "changes/FixApplier.h"
+#include "changes/Merger.h"
+#include "checks/Checks.h"
+#include "document/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <thread>
+#include <tuple>
+#include <unordered_map>
+#include <utf8proc.h>
+
+namespace kinloom {
+namespace DuplicateFinder {
+namespace {
+
+// ---- text ----
+
+bool isAsciiBlank(std::uint32_t c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    while (!text.empty() && isAsciiBlank(static_cast<unsigned char>(text.front())))
+        text.remove_prefix(1);
+    while (!text.empty() && isAsciiBlank(static_cast<unsigned char>(text.back())))
+        text.remove_suffix(1);
+    return text;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b)
+{
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return a.size() == b.size() &&
+           std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+/// `appendNormalized` for ASCII text: folding changes nothing there beyond the case, so most names
+/// skip the tables.
+void appendNormalizedAscii(std::string_view text, std::string& out)
+{
+    bool blank = !out.empty();
+    for (char c : text) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+        if (c >= 'a' && c <= 'z') {
+            if (blank && !out.empty())
+                out += ' ';
+            blank = false;
+            out += c;
+        } else if (isAsciiBlank(static_cast<unsigned char>(c))) {
+            blank = true;
+        }
+    }
+}
+
+/// Appends the words of `text`, normalised, to `out`, a blank between them and any words before.
+void appendNormalized(std::string_view text, std::string& out)
+{
+    if (Text::isAscii(text)) {
+        appendNormalizedAscii(text, out);
+        return;
+    }
+    bool blank = !out.empty();
+    auto letter = [&](const char* bytes, std::size_t length) {
+        if (blank && !out.empty())
+            out += ' ';
+        blank = false;
+        out.append(bytes, length);
+    };
+    Text::forEachFolded(text, [&](const Text::FoldedCharacter& character) {
+        if (character.kind == Text::FoldedCharacter::Kind::letter)
+            letter(character.utf8.data(), character.utf8.size());
+        else if (character.kind == Text::FoldedCharacter::Kind::blank)
+            blank = true;
+    });
+}
+
+std::string_view firstWord(std::string_view given)
+{
+    return given.substr(0, given.find(' '));
+}
+
+/// The characters of UTF-8 text; a byte that does not start a character stands for itself.
+std::u32string characters(std::string_view text)
+{
+    std::u32string chars;
+    chars.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        utf8proc_int32_t c = 0;
+        const utf8proc_ssize_t step =
+            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + at),
+                             static_cast<utf8proc_ssize_t>(text.size() - at), &c);
+        if (step <= 0) {
+            chars += static_cast<char32_t>(static_cast<unsigned char>(text[at]));
+            ++at;
+        } else {
+            chars += static_cast<char32_t>(c);
+            at += static_cast<std::size_t>(step);
+        }
+    }
+    return chars;
+}
+
+double jaroWinkler(std::u32string_view a, std::u32string_view b)
+{
+    if (a.empty() || b.empty())
+        return 0;
+    const std::size_t longer = std::max(a.size(), b.size());
+    const std::size_t window = longer / 2 >= 1 ? longer / 2 - 1 : 0;
+    std::vector<char> matchedA(a.size()), matchedB(b.size());
+    std::size_t matches = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const std::size_t from = i > window ? i - window : 0;
+        const std::size_t to = std::min(b.size(), i + window + 1);
+        for (std::size_t j = from; j < to; ++j) {
+            if (!matchedB[j] && a[i] == b[j]) {
+                matchedA[i] = matchedB[j] = 1;
+                ++matches;
+                break;
+            }
+        }
+    }
+    if (matches == 0)
+        return 0;
+    std::size_t outOfOrder = 0;
+    for (std::size_t i = 0, j = 0; i < a.size(); ++i) {
+        if (!matchedA[i])
+            continue;
+        while (!matchedB[j])
+            ++j;
+        if (a[i] != b[j])
+            ++outOfOrder;
+        ++j;
+    }
+    const double m = static_cast<double>(matches);
+    const double t = static_cast<double>(outOfOrder) / 2;
+    const double jaro =
+        (m / static_cast<double>(a.size()) + m / static_cast<double>(b.size()) + (m - t) / m) / 3;
+    std::size_t prefix = 0;
+    while (prefix < 4 && prefix < a.size() && prefix < b.size() && a[prefix] == b[prefix])
+        ++prefix;
+    return jaro + static_cast<double>(prefix) * 0.1 * (1 - jaro);
+}
+
+/// The similarity of two given names that differ, which rests on their first words alone.
+double firstWordSimilarity(std::string_view a, std::string_view b)
+{
+    if (detail::canonicalGivenName(a) == detail::canonicalGivenName(b))
+        return a == b ? 0.92 : 0.85;
+    const std::u32string x = characters(a), y = characters(b);
+    if ((x.size() == 1 && !y.empty() && y.front() == x.front()) ||
+        (y.size() == 1 && !x.empty() && x.front() == y.front()))
+        return 0.6;
+    const double similarity = jaroWinkler(x, y);
+    return similarity < 0.88 ? 0 : similarity * 0.9;
+}
+
+// ---- scoring ----
+
+struct DateKind
+{
+    std::string_view lower;   ///< "birth"
+    std::string_view capital; ///< "Birth"
+    double full = 0;          ///< for the same exact date
+    double smaller = 0;       ///< for the same or a close year
+};
+
+constexpr DateKind birthKind{"birth", "Birth", 0.3, 0.18};
+constexpr DateKind deathKind{"death", "Death", 0.25, 0.12};
+
+/// Adds what two dated facts say to the evidence; false when they rule the pair out.
+bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFact>& b, const DateKind& kind,
+                  double& evidence, std::vector<std::string>* reasons)
+{
+    if (!a || !b)
+        return true;
+    // Open ends compare false, so a range open on the side that matters never rules out.
+    if (a->low >= b->high + 2 || b->low >= a->high + 2)
+        return false;
+    if (!a->date.empty() && equalIgnoringCase(a->date, b->date)) {
+        if (a->bounded() && b->bounded() && a->high - a->low < 1.01 && b->high - b->low < 1.01) {
+            evidence += kind.full;
+            if (reasons)
+                reasons->push_back("Same " + std::string(kind.lower) + " date (" + std::string(a->date) +
+                                   ")");
+        }
+        return true;
+    }
+    if (!a->bounded() || !b->bounded() || a->high - a->low > 5 || b->high - b->low > 5)
+        return true;
+    const auto yearA = static_cast<long long>(std::floor((a->low + a->high) / 2));
+    const auto yearB = static_cast<long long>(std::floor((b->low + b->high) / 2));
+    if (yearA == yearB) {
+        evidence += kind.smaller;
+        if (reasons)
+            reasons->push_back("Same " + std::string(kind.lower) + " year (" + std::to_string(yearA) + ")");
+    } else if (yearA - yearB == 1 || yearB - yearA == 1) {
+        evidence += kind.smaller;
+        if (reasons)
+            reasons->push_back(std::string(kind.capital) + " years close (" + std::to_string(yearA) + ", " +
+                               std::to_string(yearB) + ")");
+    }
+    return true;
+}
+
+bool sexesDiffer(char a, char b)
+{
+    return a != 0 && b != 0 && a != b;
+}
+
+std::size_t sharedCount(std::span<const std::string_view> a, std::span<const std::string_view> b)
+{
+    std::size_t shared = 0;
+    for (std::size_t i = 0, j = 0; i < a.size() && j < b.size();) {
+        if (a[i] < b[j]) {
+            ++i;
+        } else if (b[j] < a[i]) {
+            ++j;
+        } else {
+            ++shared;
+            ++i;
+            ++j;
+        }
+    }
+    return shared;
+}
+
+/// Scores a pair whose given-name similarity is known; `a` comes first in the file. The reasons
+/// are written only when asked for, since most pairs never become matches; the relatives are
+/// looked for only when asked, for the same reason.
+detail::Comparison evaluate(const Candidate& a, const Candidate& b, double similarity,
+                            std::vector<std::string>* reasons, bool checkRelatives = true)
+{
+    using detail::Verdict;
+    detail::Comparison result;
+    auto out = [&](Verdict verdict) {
+        result.verdict = verdict;
+        return result;
+    };
+    if (sexesDiffer(a.sex, b.sex))
+        return out(Verdict::differentSex);
+    if (checkRelatives && (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
+                           std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref)))
+        return out(Verdict::relatives);
+    if (similarity == 0)
+        return out(Verdict::givenNames);
+    double nameWeight = 0;
+    if (a.surname == b.surname)
+        nameWeight = 0.45;
+    else if (a.surnameCode == b.surnameCode)
+        nameWeight = 0.315;
+    else
+        return out(Verdict::surnames);
+    if (reasons) {
+        if (a.surname == b.surname && similarity == 1.0)
+            reasons->push_back("Same name");
+        else
+            reasons->push_back("Similar names (" + displayName(*a.person) + " / " + displayName(*b.person) +
+                               ")");
+    }
+
+    double evidence = 0;
+    if (!compareDates(a.birth, b.birth, birthKind, evidence, reasons))
+        return out(Verdict::births);
+    if (!compareDates(a.death, b.death, deathKind, evidence, reasons))
+        return out(Verdict::deaths);
+    if (a.birthPlace && b.birthPlace && *a.birthPlace == *b.birthPlace) {
+        evidence += 0.1;
+        if (reasons)
+            reasons->push_back("Same birthplace");
+    }
+    if (sharedCount(a.famc, b.famc) > 0) {
+        evidence += 0.25;
+        if (reasons)
+            reasons->push_back("Same parents");
+    } else if (const std::size_t parents = sharedCount(a.parentNames, b.parentNames); parents == 1) {
+        evidence += 0.15;
+        if (reasons)
+            reasons->push_back("A parent with the same name");
+    } else if (parents >= 2) {
+        evidence += 0.25;
+        if (reasons)
+            reasons->push_back("Parents with the same names");
+    }
+    if (sharedCount(a.spouseNames, b.spouseNames) > 0) {
+        evidence += 0.2;
+        if (reasons)
+            reasons->push_back("Spouse with the same name");
+    }
+    if (evidence < 0.15)
+        return out(Verdict::littleEvidence);
+
+    const double score = std::min(1.0, (similarity * 0.55 + nameWeight) * 0.5 + evidence);
+    const bool keepA = a.size > b.size || (a.size == b.size && a.order < b.order);
+    result.match.keep = std::string((keepA ? a : b).person->xref);
+    result.match.remove = std::string((keepA ? b : a).person->xref);
+    result.match.score = detail::roundScore(score);
+    if (reasons)
+        result.match.reasons = std::move(*reasons);
+    return result;
+}
+
+/// A match with the positions it is sorted by.
+struct Found
+{
+    DuplicateMatch match;
+    std::size_t keepOrder = 0;
+    std::size_t removeOrder = 0;
+};
+
+/// Scores a pair (`a` first in the file) and keeps it when it reaches the threshold; the reasons
+/// are only written for the pairs kept, and only those need their relatives, which
+/// `findRelatives` fills in when the candidates come without them.
+template <class FindRelatives>
+void scorePair(const Candidate& a, const Candidate& b, double similarity, double threshold,
+               std::vector<Found>& found, FindRelatives findRelatives)
+{
+    // Whether two people are relatives is only asked of the pairs that would be reported.
+    const detail::Comparison quick = evaluate(a, b, similarity, nullptr, false);
+    if (quick.verdict != detail::Verdict::match || quick.match.score < threshold)
+        return;
+    findRelatives();
+    std::vector<std::string> reasons;
+    detail::Comparison full = evaluate(a, b, similarity, &reasons);
+    if (full.verdict != detail::Verdict::match)
+        return;
+    const bool keepA = full.match.keep == a.person->xref;
+    found.push_back({std::move(full.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
+}
+
+std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
+{
+    std::sort(found.begin(), found.end(), [](const Found& x, const Found& y) {
+        if (x.match.score != y.match.score)
+            return x.match.score > y.match.score;
+        if (x.keepOrder != y.keepOrder)
+            return x.keepOrder < y.keepOrder;
+        return x.removeOrder < y.removeOrder;
+    });
+    std::vector<DuplicateMatch> matches;
+    matches.reserve(found.size());
+    for (Found& f : found)
+        matches.push_back(std::move(f.match));
+    return matches;
+}
+
+unsigned threadCount(unsigned threads)
+{
+    return threads != 0 ? threads : std::max(1u, std::min(2u, std::thread::hardware_concurrency()));
+}
+
+/// Runs `work(part)` for each part, the first on the calling thread.
+template <class Work>
+void inParts(unsigned parts, Work work)
+{
+    std::vector<std::thread> helpers;
+    for (unsigned part = 1; part < parts; ++part)
+        helpers.emplace_back(work, part);
+    work(0u);
+    for (std::thread& helper : helpers)
+        helper.join();
+}
+
+// ---- storage for candidates ----
+
+/// Items kept in chunks that never move, so views into them stay valid while more are added.
+template <class T>
+class Pool
+{
+public:
+    std::span<const T> add(std::span<const T> items)
+    {
+        if (items.empty())
+            return {};
+        if (m_chunks.empty() || m_used + items.size() > m_capacity) {
+            m_capacity = std::max(chunkSize, items.size());
+            m_chunks.push_back(std::make_unique<T[]>(m_capacity));
+            m_used = 0;
+        }
+        T* first = m_chunks.back().get() + m_used;
+        std::copy(items.begin(), items.end(), first);
+        m_used += items.size();
+        return {first, items.size()};
+    }
+
+private:
+    static constexpr std::size_t chunkSize = 1 << 16;
+    std::vector<std::unique_ptr<T[]>> m_chunks;
+    std::size_t m_used = 0;
+    std::size_t m_capacity = 0;
+};
+
+/// What one slice of the people keeps its texts and lists in.
+struct Slice
+{
+    Pool<char> texts;
+    Pool<std::string_view> views;
+    /// Normalised forms of names and places that are not plain ASCII, which need the tables.
+    std::unordered_map<std::string_view, std::string_view> folded;
+    std::unordered_map<std::string_view, std::optional<std::string_view>> places;
+    /// Lists being gathered for one candidate, kept to save allocations.
+    std::array<std::vector<std::string_view>, 4> scratch;
+
+    std::string_view text(std::string_view value)
+    {
+        const auto span = texts.add(std::span<const char>(value.data(), value.size()));
+        return {span.data(), span.size()};
+    }
+
+    std::span<const std::string_view> list(std::vector<std::string_view>& items)
+    {
+        std::sort(items.begin(), items.end());
+        items.erase(std::unique(items.begin(), items.end()), items.end());
+        return views.add(items);
+    }
+
+    void appendName(std::string_view part, std::string& out)
+    {
+        if (Text::isAscii(part)) {
+            appendNormalizedAscii(part, out);
+            return;
+        }
+        auto [at, added] = folded.try_emplace(part);
+        if (added)
+            at->second = text(detail::normalizeName(part));
+        if (!at->second.empty()) {
+            if (!out.empty())
+                out += ' ';
+            out += at->second;
+        }
+    }
+
+    /// The birthplace key: each part between commas normalised, empty parts dropped.
+    std::optional<std::string_view> place(std::string_view value)
+    {
+        auto [at, added] = places.try_emplace(value);
+        if (!added)
+            return at->second;
+        std::string key, part;
+        for (std::size_t from = 0; from <= value.size();) {
+            const std::size_t comma = std::min(value.find(',', from), value.size());
+            part.clear();
+            appendNormalized(value.substr(from, comma - from), part);
+            if (!part.empty())
+                key += (key.empty() ? "" : ",") + part;
+            from = comma + 1;
+        }
+        at->second = key.empty() ? std::nullopt : std::optional<std::string_view>(text(key));
+        return at->second;
+    }
+};
+
+std::optional<DatedFact> datedFact(const EventFact* fact)
+{
+    if (!fact)
+        return std::nullopt;
+    const auto range = fact->range();
+    if (!range)
+        return std::nullopt;
+    DatedFact dated;
+    dated.date = trimmed(fact->date().value_or(std::string_view()));
+    dated.low = fact->low;
+    dated.high = fact->high;
+    return dated;
+}
+
+bool hasDate(const EventFact& fact)
+{
+    const auto date = fact.date();
+    return date && !trimmed(*date).empty();
+}
+
+/// Tags are short and compared millions of times: no library call.
+bool tagIs(std::string_view tag, std::string_view wanted)
+{
+    if (tag.size() != wanted.size())
+        return false;
+    for (std::size_t i = 0; i < tag.size(); ++i) {
+        if (tag[i] != wanted[i])
+            return false;
+    }
+    return true;
+}
+
+/// The first of: a fact with the first tag and a date, a fact with each later tag, one with the
+/// first tag without a date.
+const EventFact* chosenFact(const Person& person, std::string_view dated, std::string_view second,
+                            std::string_view third)
+{
+    const EventFact* firstUndated = nullptr;
+    const EventFact* bySecond = nullptr;
+    const EventFact* byThird = nullptr;
+    for (const EventFact& fact : person.events) {
+        const std::string_view tag = fact.tag();
+        if (tagIs(tag, dated)) {
+            if (hasDate(fact))
+                return &fact;
+            if (!firstUndated)
+                firstUndated = &fact;
+        } else if (!bySecond && tagIs(tag, second)) {
+            bySecond = &fact;
+        } else if (!byThird && !third.empty() && tagIs(tag, third)) {
+            byThird = &fact;
+        }
+    }
+    return bySecond ? bySecond : byThird ? byThird : firstUndated;
+}
+
+char sexOf(const Person& person)
+{
+    const std::string_view sex = trimmed(person.sexValue().value_or(std::string_view()));
+    if (sex.size() != 1)
+        return 0;
+    const char c = sex.front() == 'm' ? 'M' : sex.front() == 'f' ? 'F' : sex.front();
+    return c == 'M' || c == 'F' ? c : 0;
+}
+
+} // namespace
+
+struct Candidates::Storage
+{
+    std::vector<Slice> slices; ///< one for each thread
+    /// Every person's normalised first name: the given names, a blank, the surname.
+    std::vector<std::string_view> names;
+    std::vector<std::int32_t> byPerson; ///< a person's candidate, or −1
+};
+
+namespace {
+
+// Candidates are made in two steps, each reading the people in file order: first the names,
+// sex and birth of everyone, which the pair loop reads; then the rest, which takes looking up
+// other records and which the finder needs only for the people whose pairs get past the names.
+// File order matters: relatives are mostly written close together, so the records looked up
+// for one person are still at hand for the next.
+
+std::pair<std::size_t, std::size_t> sliceOf(std::size_t size, unsigned part, unsigned parts)
+{
+    return {size * part / parts, size * (part + 1) / parts};
+}
+
+/// What is known of every candidate before the pairs are found: kept small, as there is one for
+/// nearly every person.
+struct Light
+{
+    const Person* person = nullptr;
+    std::string_view name; ///< normalised given names, a blank, the surname
+    std::uint32_t givenLength = 0;
+    std::uint32_t code = 0; ///< the surname code packed into one number
+    char sex = 0;
+    const EventFact* birth = nullptr;
+    const EventFact* death = nullptr;
+
+    [[nodiscard]] std::string_view given() const { return name.substr(0, givenLength); }
+};
+
+std::uint32_t packedCode(std::string_view code)
+{
+    std::uint32_t packed = 0;
+    for (char c : code)
+        packed = (packed << 8) | static_cast<unsigned char>(c);
+    return packed;
+}
+
+/// Every person's normalised name, and what the pair loop reads of each candidate, in file order.
+std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage, unsigned parts)
+{
+    const std::size_t people = index.people.size();
+    storage.slices.resize(parts);
+    storage.names.assign(people, {});
+    // Each slice writes its candidates from the slice's first position on; the gaps left by
+    // people without a given name are closed afterwards.
+    std::vector<Light> list(people);
+    std::vector<std::size_t> counts(parts);
+    inParts(parts, [&](unsigned part) {
+        Slice& slice = storage.slices[part];
+        std::string name;
+        const auto [from, to] = sliceOf(people, part, parts);
+        std::size_t at = from;
+        for (std::size_t p = from; p < to; ++p) {
+            const Person& person = index.people[p];
+            if (person.names.empty())
+                continue;
+            const PersonName& first = person.names.front();
+            name.clear();
+            slice.appendName(first.given, name);
+            const auto givenLength = static_cast<std::uint32_t>(name.size());
+            slice.appendName(first.surname.value_or(std::string_view()), name);
+            const std::string_view text = slice.text(name);
+            storage.names[p] = text;
+            if (givenLength == 0)
+                continue;
+            Light& light = list[at++];
+            light.person = &person;
+            light.name = text;
+            light.givenLength = givenLength;
+            light.code =
+                packedCode(detail::soundex(text.size() > givenLength ? text.substr(givenLength + 1) : ""));
+            light.sex = sexOf(person);
+            light.birth = chosenFact(person, "BIRT", "CHR", "BAPM");
+            light.death = chosenFact(person, "DEAT", "BURI", {});
+        }
+        counts[part] = at - from;
+    });
+    std::size_t size = 0;
+    for (unsigned part = 0; part < parts; ++part) {
+        const std::size_t from = sliceOf(people, part, parts).first;
+        if (size != from)
+            std::move(list.begin() + static_cast<std::ptrdiff_t>(from),
+                      list.begin() + static_cast<std::ptrdiff_t>(from + counts[part]),
+                      list.begin() + static_cast<std::ptrdiff_t>(size));
+        size += counts[part];
+    }
+    list.resize(size);
+    return list;
+}
+
+/// The xrefs of a person's parents, spouses and children, as the families name them.
+std::span<const std::string_view> relativesOf(const TreeIndex& index, const Person& person, Slice& slice)
+{
+    std::vector<std::string_view>& relatives = slice.scratch[3];
+    relatives.clear();
+    for (const FamilyLink& link : person.famc) {
+        if (const Family* family = index.family(link.family)) {
+            for (const auto& parent : {family->husband, family->wife}) {
+                if (parent && *parent != person.xref)
+                    relatives.push_back(*parent);
+            }
+        }
+    }
+    for (const FamilyLink& link : person.fams) {
+        if (const Family* family = index.family(link.family)) {
+            for (const auto& spouse : {family->husband, family->wife}) {
+                if (spouse && *spouse != person.xref)
+                    relatives.push_back(*spouse);
+            }
+            for (std::string_view child : family->children) {
+                if (child != person.xref)
+                    relatives.push_back(child);
+            }
+        }
+    }
+    return slice.list(relatives);
+}
+
+/// The candidate of a prepared person. The relatives are left out when not asked for: the
+/// finder asks for them only for the pairs it reports.
+void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice& slice, const Light& light,
+              Candidate& candidate, bool withRelatives)
+{
+    const Person& person = *light.person;
+    candidate.person = &person;
+    candidate.given = light.given();
+    if (light.name.size() > light.givenLength)
+        candidate.surname = light.name.substr(light.givenLength + 1);
+    candidate.surnameCode = slice.text(detail::soundex(candidate.surname));
+    candidate.size = person.record.subtreeSize();
+    candidate.order = static_cast<std::size_t>(&person - index.people.data());
+    candidate.sex = light.sex;
+    candidate.birth = datedFact(light.birth);
+    candidate.death = datedFact(light.death);
+    if (light.birth) {
+        if (const auto place = light.birth->place())
+            candidate.birthPlace = slice.place(*place);
+    }
+
+    std::vector<std::string_view>& famc = slice.scratch[0];
+    std::vector<std::string_view>& parents = slice.scratch[1];
+    std::vector<std::string_view>& spouses = slice.scratch[2];
+    famc.clear();
+    parents.clear();
+    spouses.clear();
+    auto addName = [&](std::string_view xref, std::vector<std::string_view>& names) {
+        if (const Person* other = index.person(xref)) {
+            const std::string_view name =
+                storage.names[static_cast<std::size_t>(other - index.people.data())];
+            if (!name.empty())
+                names.push_back(name);
+        }
+    };
+    for (const FamilyLink& link : person.famc) {
+        famc.push_back(link.family);
+        if (const Family* family = index.family(link.family)) {
+            for (const auto& parent : {family->husband, family->wife}) {
+                if (parent && *parent != person.xref)
+                    addName(*parent, parents);
+            }
+        }
+    }
+    for (const FamilyLink& link : person.fams) {
+        if (const Family* family = index.family(link.family)) {
+            for (const auto& spouse : {family->husband, family->wife}) {
+                if (spouse && *spouse != person.xref)
+                    addName(*spouse, spouses);
+            }
+        }
+    }
+    candidate.famc = slice.list(famc);
+    candidate.parentNames = slice.list(parents);
+    candidate.spouseNames = slice.list(spouses);
+    if (withRelatives)
+        candidate.relatives = relativesOf(index, person, slice);
+}
+
+/// The candidates of the prepared people whose slot is set (every one when `slots` is empty):
+/// candidate `slots[i]` is made from `lights[i]`. Made in file order, a slice for each thread.
+std::vector<Candidate> completeAll(const TreeIndex& index, Candidates::Storage& storage,
+                                   const std::vector<Light>& lights, const std::vector<std::int32_t>& slots,
+                                   std::size_t count, unsigned parts)
+{
+    std::vector<Candidate> list(count);
+    inParts(parts, [&](unsigned part) {
+        const auto [from, to] = sliceOf(lights.size(), part, parts);
+        for (std::size_t i = from; i < to; ++i) {
+            const std::int32_t slot = slots.empty() ? static_cast<std::int32_t>(i) : slots[i];
+            if (slot >= 0)
+                complete(index, storage, storage.slices[part], lights[i],
+                         list[static_cast<std::size_t>(slot)], slots.empty());
+        }
+    });
+    return list;
+}
+
+} // namespace
+
+Candidates Candidates::build(const TreeIndex& index, unsigned threads)
+{
+    Candidates result;
+    result.m_index = &index;
+    auto storage = std::make_shared<Storage>();
+    const unsigned parts = threadCount(threads);
+    const std::vector<Light> lights = prepare(index, *storage, parts);
+    result.list = completeAll(index, *storage, lights, {}, lights.size(), parts);
+    storage->byPerson.assign(index.people.size(), -1);
+    for (std::size_t i = 0; i < result.list.size(); ++i)
+        storage->byPerson[result.list[i].order] = static_cast<std::int32_t>(i);
+    result.m_storage = std::move(storage);
+    return result;
+}
+
+const Candidate* Candidates::find(std::string_view xref) const
+{
+    const Person* person = m_index ? m_index->person(xref) : nullptr;
+    if (!person)
+        return nullptr;
+    const std::int32_t at = m_storage->byPerson[static_cast<std::size_t>(person - m_index->people.data())];
+    return at < 0 ? nullptr : &list[static_cast<std::size_t>(at)];
+}
+
+namespace {
+
+// ---- blocking ----
+
+/// A candidate as the pair loop reads it: small, and copied into its block.
+struct Entry
+{
+    double low = 0;
+    double high = 0;
+    std::uint32_t candidate = 0; ///< index in the list, which is in file order
+    std::uint32_t word = 0;      ///< first given name
+    std::uint32_t canonical = 0; ///< the first given name through the nickname table
+    char sex = 0;
+    bool bounded = false; ///< the birth range has both ends
+};
+
+/// Each distinct first given name once, with what the similarity of two of them needs.
+struct Words
+{
+    std::vector<std::string_view> texts;
+    std::unordered_map<std::string_view, std::uint32_t> ids;
+
+    std::uint32_t id(std::string_view text)
+    {
+        auto [at, added] = ids.try_emplace(text, static_cast<std::uint32_t>(texts.size()));
+        if (added)
+            texts.push_back(text);
+        return at->second;
+    }
+};
+
+/// First-word similarities already worked out, by the pair of word ids (earlier person first):
+/// a tree has few distinct given names, and Jaro-Winkler is the costly part of a comparison.
+class SimilarityCache
+{
+public:
+    explicit SimilarityCache(const Words& words) : m_words(words) {}
+
+    double get(std::uint32_t a, std::uint32_t b)
+    {
+        const auto [at, added] = m_values.try_emplace((static_cast<std::uint64_t>(a) << 32) | b);
+        if (added)
+            at->second = firstWordSimilarity(m_words.texts[a], m_words.texts[b]);
+        return at->second;
+    }
+
+private:
+    const Words& m_words;
+    std::unordered_map<std::uint64_t, double> m_values;
+};
+
+/// Two candidates whose names are alike, the first earlier in the file.
+struct AlikePair
+{
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    double similarity = 0;
+};
+
+/// Finds, in one thread, the pairs of a block that get past the sex, the given names and the
+/// births: the only pairs that can match.
+class BlockScanner
+{
+public:
+    BlockScanner(const std::vector<Light>& list, const Words& words, std::vector<std::int32_t>& needed)
+        : m_list(list), m_words(words), m_needed(needed), m_cache(words),
+          m_bucketOfWord(words.texts.size(), -1)
+    {
+        // Whether two first names are alike at all: 0 not known yet, 1 not, 2 alike. Small enough
+        // for the processor's cache in any ordinary tree; a huge one asks the similarity cache.
+        if (words.texts.size() <= 4096)
+            m_known.assign(words.texts.size() * words.texts.size(), 0);
+    }
+
+    std::vector<AlikePair> found;
+    std::size_t pairsScored = 0;
+
+    void scan(std::span<const Entry> block)
+    {
+        // A man and a woman never match: the men and the women are compared apart, each with the
+        // people whose sex is not known, who meet each other in the first round only.
+        for (const char sex : {'M', 'F'}) {
+            m_skipUnknownPairs = sex == 'F';
+            group(block, sex);
+            for (std::size_t i = 0; i < m_used; ++i) {
+                compareWithin(m_buckets[i]);
+                for (std::size_t j = i + 1; j < m_used; ++j) {
+                    if (mayBeAlike(m_buckets[i], m_buckets[j]))
+                        compareAcross(m_buckets[i], m_buckets[j]);
+                }
+            }
+        }
+    }
+
+private:
+    /// The people of a group with one first given name: births by their low end, then those
+    /// without a range.
+    struct Bucket
+    {
+        std::uint32_t word = 0;
+        std::uint32_t canonical = 0;
+        std::vector<Entry> entries;
+        std::size_t bounded = 0;
+    };
+
+    void group(std::span<const Entry> block, char sex)
+    {
+        for (std::size_t i = 0; i < m_used; ++i)
+            m_bucketOfWord[m_buckets[i].word] = -1;
+        m_used = 0;
+        for (const Entry& entry : block) {
+            if (entry.sex != sex && entry.sex != 0)
+                continue;
+            std::int32_t& at = m_bucketOfWord[entry.word];
+            if (at < 0) {
+                at = static_cast<std::int32_t>(m_used++);
+                if (m_buckets.size() < m_used)
+                    m_buckets.emplace_back();
+                Bucket& bucket = m_buckets[m_used - 1];
+                bucket.word = entry.word;
+                bucket.canonical = entry.canonical;
+                bucket.entries.clear();
+            }
+            m_buckets[static_cast<std::size_t>(at)].entries.push_back(entry);
+        }
+        for (std::size_t i = 0; i < m_used; ++i) {
+            std::vector<Entry>& entries = m_buckets[i].entries;
+            std::sort(entries.begin(), entries.end(), [](const Entry& x, const Entry& y) {
+                if (x.bounded != y.bounded)
+                    return x.bounded;
+                if (x.low != y.low)
+                    return x.low < y.low;
+                return x.candidate < y.candidate;
+            });
+            m_buckets[i].bounded =
+                static_cast<std::size_t>(std::partition_point(entries.begin(), entries.end(),
+                                                              [](const Entry& e) { return e.bounded; }) -
+                                         entries.begin());
+        }
+    }
+
+    /// Whether two different first names can give a similarity above 0, in either order.
+    bool mayBeAlike(const Bucket& x, const Bucket& y)
+    {
+        if (x.canonical == y.canonical)
+            return true;
+        if (m_known.empty())
+            return m_cache.get(x.word, y.word) != 0 || m_cache.get(y.word, x.word) != 0;
+        return known(x.word, y.word) || known(y.word, x.word);
+    }
+
+    bool known(std::uint32_t a, std::uint32_t b)
+    {
+        std::uint8_t& state = m_known[a * m_words.texts.size() + b];
+        if (state == 0)
+            state = m_cache.get(a, b) == 0 ? 1 : 2;
+        return state == 2;
+    }
+
+    // Sorted by the low end of the birth: once a later birth starts two years after an earlier
+    // one's range ends, so do all after it, and the birth rule rules every such pair out.
+
+    void compareWithin(const Bucket& bucket)
+    {
+        const std::vector<Entry>& entries = bucket.entries;
+        for (std::size_t i = 0; i < bucket.bounded; ++i) {
+            const double limit = entries[i].high + 2;
+            for (std::size_t j = i + 1; j < bucket.bounded && entries[j].low < limit; ++j)
+                visit(entries[i], entries[j]);
+        }
+        for (std::size_t i = bucket.bounded; i < entries.size(); ++i) {
+            for (std::size_t j = 0; j < i; ++j)
+                visit(entries[i], entries[j]);
+        }
+    }
+
+    void compareAcross(const Bucket& x, const Bucket& y)
+    {
+        const std::vector<Entry>& a = x.entries;
+        const std::vector<Entry>& b = y.entries;
+        // The two lists merged by birth: each person against the later people of the other list.
+        for (std::size_t i = 0, j = 0; i < x.bounded && j < y.bounded;) {
+            if (a[i].low < b[j].low || (a[i].low == b[j].low && a[i].candidate < b[j].candidate)) {
+                const double limit = a[i].high + 2;
+                for (std::size_t k = j; k < y.bounded && b[k].low < limit; ++k)
+                    visit(a[i], b[k]);
+                ++i;
+            } else {
+                const double limit = b[j].high + 2;
+                for (std::size_t k = i; k < x.bounded && a[k].low < limit; ++k)
+                    visit(b[j], a[k]);
+                ++j;
+            }
+        }
+        for (std::size_t i = x.bounded; i < a.size(); ++i) {
+            for (const Entry& other : b)
+                visit(a[i], other);
+        }
+        for (std::size_t j = y.bounded; j < b.size(); ++j) {
+            for (std::size_t i = 0; i < x.bounded; ++i)
+                visit(b[j], a[i]);
+        }
+    }
+
+    void visit(const Entry& x, const Entry& y)
+    {
+        if (m_skipUnknownPairs && x.sex == 0 && y.sex == 0)
+            return;
+        ++pairsScored;
+        const Entry& first = x.candidate < y.candidate ? x : y;
+        const Entry& second = x.candidate < y.candidate ? y : x;
+        double similarity;
+        if (first.word == second.word)
+            similarity = m_list[first.candidate].given() == m_list[second.candidate].given() ? 1.0 : 0.92;
+        else if (first.canonical == second.canonical)
+            similarity = 0.85;
+        else
+            similarity = m_cache.get(first.word, second.word);
+        if (similarity == 0)
+            return;
+        // Most pairs that get this far are people of one name who died years apart: the death
+        // rule, asked here, spares making them whole candidates. Open ends are NaN and compare
+        // false, as in the full comparison.
+        const EventFact* deathA = m_list[first.candidate].death;
+        const EventFact* deathB = m_list[second.candidate].death;
+        if (deathA && deathB && (deathA->low >= deathB->high + 2 || deathB->low >= deathA->high + 2))
+            return;
+        found.push_back({first.candidate, second.candidate, similarity});
+        m_needed[first.candidate] = 0;
+        m_needed[second.candidate] = 0;
+    }
+
+    const std::vector<Light>& m_list;
+    const Words& m_words;
+    std::vector<std::int32_t>& m_needed;
+    SimilarityCache m_cache;
+    std::vector<std::uint8_t> m_known;
+    std::vector<std::int32_t> m_bucketOfWord;
+    std::vector<Bucket> m_buckets; ///< the first m_used are the current group's
+    std::size_t m_used = 0;
+    bool m_skipUnknownPairs = false;
+};
+
+/// The candidates grouped by surname code, largest group first, with the first given names
+/// numbered.
+struct Blocks
+{
+    Words words;
+    std::vector<Entry> entries; ///< a block's entries lie together
+    std::vector<std::pair<std::size_t, std::size_t>> ranges;
+};
+
+Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
+{
+    // Names and codes are numbered in each slice first, then the numbers made one across slices.
+    std::vector<Entry> entries(lights.size());
+    std::vector<std::uint32_t> blockOf(lights.size());
+    std::vector<Words> sliceWords(parts);
+    std::vector<std::unordered_map<std::uint32_t, std::uint32_t>> sliceCodes(parts);
+    inParts(parts, [&](unsigned part) {
+        const auto [from, to] = sliceOf(lights.size(), part, parts);
+        for (std::size_t i = from; i < to; ++i) {
+            const Light& light = lights[i];
+            const std::string_view word = firstWord(light.given());
+            Entry& entry = entries[i];
+            entry.candidate = static_cast<std::uint32_t>(i);
+            entry.word = sliceWords[part].id(word);
+            entry.canonical = sliceWords[part].id(detail::canonicalGivenName(word));
+            entry.sex = light.sex;
+            entry.bounded = light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high);
+            entry.low = entry.bounded ? light.birth->low : 0;
+            entry.high = entry.bounded ? light.birth->high : 0;
+            auto& codes = sliceCodes[part];
+            blockOf[i] =
+                codes.try_emplace(light.code, static_cast<std::uint32_t>(codes.size())).first->second;
+        }
+    });
+    Blocks blocks;
+    std::unordered_map<std::uint32_t, std::uint32_t> blockOfCode;
+    std::vector<std::vector<std::uint32_t>> wordIDs(parts), blockIDs(parts);
+    for (unsigned part = 0; part < parts; ++part) {
+        for (std::string_view word : sliceWords[part].texts)
+            wordIDs[part].push_back(blocks.words.id(word));
+        blockIDs[part].resize(sliceCodes[part].size());
+        for (const auto& [code, id] : sliceCodes[part])
+            blockIDs[part][id] =
+                blockOfCode.try_emplace(code, static_cast<std::uint32_t>(blockOfCode.size())).first->second;
+    }
+    inParts(parts, [&](unsigned part) {
+        const auto [from, to] = sliceOf(lights.size(), part, parts);
+        for (std::size_t i = from; i < to; ++i) {
+            entries[i].word = wordIDs[part][entries[i].word];
+            entries[i].canonical = wordIDs[part][entries[i].canonical];
+            blockOf[i] = blockIDs[part][blockOf[i]];
+        }
+    });
+
+    std::vector<std::size_t> ends(blockOfCode.size());
+    for (const std::uint32_t block : blockOf)
+        ++ends[block];
+    blocks.ranges.resize(ends.size());
+    for (std::size_t b = 0, begin = 0; b < ends.size(); begin += ends[b++])
+        blocks.ranges[b] = {begin, begin};
+    blocks.entries.resize(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        blocks.entries[blocks.ranges[blockOf[i]].second++] = entries[i];
+    // The largest blocks first, so that the threads finish together.
+    std::sort(blocks.ranges.begin(), blocks.ranges.end(),
+              [](const auto& x, const auto& y) { return x.second - x.first > y.second - y.first; });
+    return blocks;
+}
+
+} // namespace
+
+namespace detail {
+
+std::string normalizeName(std::string_view text)
+{
+    std::string out;
+    appendNormalized(text, out);
+    return out;
+}
+
+std::string soundex(std::string_view surname)
+{
+    // Codes of A to Z; 0 for the letters that are not coded.
+    static constexpr std::string_view codes = "01230120022455012623010202";
+    std::string code;
+    char last = '0'; // the code of the letter before; '0' when it had none
+    for (char c : surname) {
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+        if (c < 'A' || c > 'Z')
+            continue;
+        const char digit = codes[static_cast<std::size_t>(c - 'A')];
+        if (code.empty()) {
+            code += c;
+            last = digit;
+        } else if (digit != '0') {
+            if (digit != last)
+                code += digit;
+            last = digit;
+            if (code.size() == 4)
+                break;
+        } else if (c != 'H' && c != 'W') {
+            // A vowel between two letters of one code lets the second through; H and W do not.
+            last = '0';
+        }
+    }
+    if (!code.empty())
+        code.resize(4, '0');
+    return code;
+}
+
+double jaroWinkler(std::string_view a, std::string_view b)
+{
+    return DuplicateFinder::jaroWinkler(characters(a), characters(b));
+}
+
+std::string_view canonicalGivenName(std::string_view word)
+{
+    static const std::unordered_map<std::string_view, std::string_view> table{
+        {"wm", "william"},     {"will", "william"},    {"bill", "william"},    {"jno", "john"},
+        {"jack", "john"},      {"chas", "charles"},    {"thos", "thomas"},     {"jas", "james"},
+        {"geo", "george"},     {"eliz", "elizabeth"},  {"eliza", "elizabeth"}, {"betsy", "elizabeth"},
+        {"beth", "elizabeth"}, {"margt", "margaret"},  {"peggy", "margaret"},  {"maggie", "margaret"},
+        {"robt", "robert"},    {"bob", "robert"},      {"richd", "richard"},   {"saml", "samuel"},
+        {"sam", "samuel"},     {"benj", "benjamin"},   {"ben", "benjamin"},    {"danl", "daniel"},
+        {"dan", "daniel"},     {"edw", "edward"},      {"ed", "edward"},       {"ned", "edward"},
+        {"jos", "joseph"},     {"joe", "joseph"},      {"alex", "alexander"},  {"andw", "andrew"},
+        {"hy", "henry"},       {"harry", "henry"},     {"fredk", "frederick"}, {"fred", "frederick"},
+        {"kate", "catherine"}, {"kitty", "catherine"}, {"polly", "mary"},      {"molly", "mary"},
+        {"patsy", "martha"},   {"sally", "sarah"},     {"nancy", "ann"},       {"annie", "ann"},
+        {"anne", "ann"},       {"hannah", "hanna"},    {"jenny", "jane"},      {"nell", "eleanor"},
+        {"nellie", "eleanor"},
+    };
+    const auto at = table.find(word);
+    return at == table.end() ? word : at->second;
+}
+
+double givenNameSimilarity(std::string_view a, std::string_view b)
+{
+    auto words = [](std::string_view text) {
+        std::vector<std::string_view> list;
+        for (std::size_t from = 0; from < text.size();) {
+            const std::size_t blank = std::min(text.find(' ', from), text.size());
+            if (blank > from)
+                list.push_back(text.substr(from, blank - from));
+            from = blank + 1;
+        }
+        return list;
+    };
+    const std::vector<std::string_view> x = words(a), y = words(b);
+    if (x.empty() || y.empty())
+        return 0;
+    if (x == y)
+        return 1.0;
+    return firstWordSimilarity(x.front(), y.front());
+}
+
+double roundScore(double score)
+{
+    return std::round(score * 100) / 100;
+}
+
+Comparison compare(const Candidate& a, const Candidate& b)
+{
+    const bool aFirst = a.order <= b.order;
+    const Candidate& first = aFirst ? a : b;
+    const Candidate& second = aFirst ? b : a;
+    std::vector<std::string> reasons;
+    return evaluate(first, second, givenNameSimilarity(first.given, second.given), &reasons);
+}
+
+// Only pairs that the rules rule out are never compared: people in different blocks (their
+// surnames differ and so do the codes), a man and a woman, first names with no similarity, and
+// births or deaths two years apart. So the result is what comparing every pair gives.
+std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsigned threads,
+                                 Statistics* statistics)
+{
+    const unsigned parts = threadCount(threads);
+    Candidates::Storage storage;
+    const std::vector<Light> lights = prepare(index, storage, parts);
+    const Blocks blocks = makeBlocks(lights, parts);
+
+    // The pairs whose names are alike and whose dates do not rule them out. `slots` marks the
+    // people in them with 0; a person is in one block and a block is read by one thread, so no
+    // two threads write one mark.
+    std::vector<std::int32_t> slots(lights.size(), -1);
+    std::vector<std::vector<AlikePair>> alike(parts);
+    std::vector<std::size_t> pairsScored(parts);
+    std::atomic<std::size_t> nextBlock{0};
+    inParts(parts, [&](unsigned part) {
+        BlockScanner scanner(lights, blocks.words, slots);
+        for (std::size_t next; (next = nextBlock++) < blocks.ranges.size();) {
+            const auto [begin, end] = blocks.ranges[next];
+            scanner.scan(std::span<const Entry>(blocks.entries).subspan(begin, end - begin));
+        }
+        alike[part] = std::move(scanner.found);
+        pairsScored[part] = scanner.pairsScored;
+    });
+
+    // Only the people in those pairs become whole candidates, each in its slot.
+    std::size_t count = 0;
+    for (std::int32_t& slot : slots) {
+        if (slot == 0)
+            slot = static_cast<std::int32_t>(count++);
+    }
+    std::vector<Candidate> candidates = completeAll(index, storage, lights, slots, count, parts);
+
+    // Each thread scores the pairs it found: its candidates are its own, so it alone fills in
+    // their relatives.
+    std::vector<std::uint8_t> withRelatives(candidates.size());
+    std::vector<std::vector<Found>> found(parts);
+    inParts(parts, [&](unsigned part) {
+        auto relativesKnown = [&](std::size_t slot) {
+            if (!withRelatives[slot]) {
+                candidates[slot].relatives =
+                    relativesOf(index, *candidates[slot].person, storage.slices[part]);
+                withRelatives[slot] = 1;
+            }
+        };
+        for (const AlikePair& pair : alike[part]) {
+            const auto first = static_cast<std::size_t>(slots[pair.first]);
+            const auto second = static_cast<std::size_t>(slots[pair.second]);
+            scorePair(candidates[first], candidates[second], pair.similarity, threshold, found[part], [&] {
+                relativesKnown(first);
+                relativesKnown(second);
+            });
+        }
+    });
+
+    std::vector<Found> all;
+    for (auto& part : found)
+        std::move(part.begin(), part.end(), std::back_inserter(all));
+    if (statistics) {
+        *statistics = {};
+        statistics->candidates = lights.size();
+        statistics->blocks = blocks.ranges.size();
+        for (const auto& [begin, end] : blocks.ranges) {
+            statistics->largestBlock = std::max(statistics->largestBlock, end - begin);
+            statistics->pairsInBlocks += (end - begin) * (end - begin - 1) / 2;
+        }
+        for (const std::size_t scored : pairsScored)
+            statistics->pairsScored += scored;
+    }
+    return sorted(all);
+}
+
+std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold)
+{
+    const Candidates candidates = Candidates::build(index, 1);
+    const std::vector<Candidate>& list = candidates.list;
+    std::vector<Found> found;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        for (std::size_t j = i + 1; j < list.size(); ++j) {
+            Comparison comparison = compare(list[i], list[j]);
+            if (comparison.verdict != Verdict::match || comparison.match.score < threshold)
+                continue;
+            const bool keepFirst = comparison.match.keep == list[i].person->xref;
+            found.push_back({std::move(comparison.match), keepFirst ? list[i].order : list[j].order,
+                             keepFirst ? list[j].order : list[i].order});
+        }
+    }
+    return sorted(found);
+}
+
+} // namespace detail
+
+std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold)
+{
+    return detail::find(index, threshold, 0, nullptr);
+}
+
+} // namespace DuplicateFinder
+
+namespace Checks {
+
+// The people in the finder's order, the likeliest pairs first; then the families in file order.
+std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, const ScanOptions& options)
+{
+    std::vector<Issue> issues;
+    for (DuplicateMatch& match : DuplicateFinder::find(index, options.duplicateThreshold)) {
+        const Person* keep = index.person(match.keep);
+        const Person* remove = index.person(match.remove);
+        const bool keepFirst = match.keep < match.remove;
+        const std::string id =
+            "dup-" + (keepFirst ? match.keep : match.remove) + "-" + (keepFirst ? match.remove : match.keep);
+        std::string reasons;
+        for (const std::string& reason : match.reasons)
+            reasons += (reasons.empty() ? "" : "; ") + reason;
+        Issue issue{id,
+                    IssueCategory::duplicates,
+                    Severity::warning,
+                    std::string(match.likelihood()) + " the same person",
+                    displayName(*keep) + " (" + match.keep + ") and " + displayName(*remove) + " (" +
+                        match.remove + "): " + reasons + ".",
+                    {match.keep, match.remove}};
+        issue.fix = Fix{id,
+                        "Merge " + match.remove + " into " + match.keep,
+                        {Edit{Edit::Merge{match.keep, match.remove}}},
+                        Merger::preview(keep->record, remove->record),
+                        true};
+        issue.match = std::move(match);
+        issues.push_back(std::move(issue));
+    }
+
+    // The same couple: the same HUSB and the same WIFE, both present. Every later family of a
+    // couple pairs with the couple's first family, which is the one kept.
+    struct Couple
+    {
+        std::string_view husband, wife;
+        std::size_t family;
+        bool operator<(const Couple& other) const
+        {
+            return std::tie(husband, wife, family) < std::tie(other.husband, other.wife, other.family);
+        }
+    };
+    std::vector<Couple> couples;
+    for (std::size_t f = 0; f < index.families.size(); ++f) {
+        const Family& family = index.families[f];
+        if (family.husband && family.wife)
+            couples.push_back({*family.husband, *family.wife, f});
+    }
+    std::sort(couples.begin(), couples.end());
+    std::vector<std::pair<std::size_t, std::size_t>> repeated;
+    for (std::size_t first = 0, i = 1; i < couples.size(); ++i) {
+        if (couples[i].husband != couples[first].husband || couples[i].wife != couples[first].wife)
+            first = i;
+        else
+            repeated.emplace_back(couples[first].family, couples[i].family);
+    }
+    std::sort(repeated.begin(), repeated.end());
+    for (const auto& [first, second] : repeated) {
+        const Family& kept = index.families[first];
+        const Family& other = index.families[second];
+        const std::string keptXref(kept.xref), otherXref(other.xref);
+        const std::string id = "dupfam-" + keptXref + "-" + otherXref;
+        Issue issue{id,
+                    IssueCategory::duplicates,
+                    Severity::warning,
+                    "Same couple, two families",
+                    recordLabel(kept.record) + " and " + recordLabel(other.record) +
+                        " have the same husband and wife.",
+                    {keptXref, otherXref}};
+        issue.fix = Fix{id,
+                        "Merge " + otherXref + " into " + keptXref,
+                        {Edit{Edit::Merge{keptXref, otherXref}}},
+                        Merger::preview(kept.record, other.record),
+                        true};
+        issues.push_back(std::move(issue));
+    }
+    return issues;
+}
+
+} // namespace Checks
+} // namespace kinloom

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "checks/Issue.h"
+#include "family/TreeIndex.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Pairs of people who are probably one person: each pair scored from how alike the names are and
+// how much independent evidence agrees, with what rules a pair out whatever the names say.
+namespace kinloom::DuplicateFinder {
+
+/// A birth or death as compared: the date as written and its range.
+struct DatedFact
+{
+    std::string_view date;                                  ///< trimmed
+    double low = std::numeric_limits<double>::quiet_NaN();  ///< NaN when open
+    double high = std::numeric_limits<double>::quiet_NaN(); ///< NaN when open
+
+    [[nodiscard]] bool bounded() const { return !std::isnan(low) && !std::isnan(high); }
+};
+
+/// One person prepared for comparison. It refers into the index, the document and the
+/// `Candidates` that made it, and must not outlive them.
+struct Candidate
+{
+    const Person* person = nullptr;
+    std::string_view given;       ///< normalised given names of the first name; never empty
+    std::string_view surname;     ///< normalised surname of the first name; empty when none
+    std::string_view surnameCode; ///< Soundex of the surname
+    std::size_t size = 0;         ///< lines in the record; the larger record is kept
+    std::size_t order = 0;        ///< position among the people in file order
+    char sex = 0;                 ///< 'M', 'F', or 0 for anything else
+    /// First BIRT with a date, else CHR, BAPM, BIRT; absent when missing or its date unreadable.
+    std::optional<DatedFact> birth;
+    /// First DEAT with a date, else BURI, DEAT; absent when missing or its date unreadable.
+    std::optional<DatedFact> death;
+    std::span<const std::string_view> famc;        ///< families the person is a child in; sorted
+    std::span<const std::string_view> parentNames; ///< normalised names of the parents; sorted, unique
+    std::span<const std::string_view> spouseNames; ///< normalised names of the spouses; sorted, unique
+    std::span<const std::string_view> relatives;   ///< xrefs of parents, spouses and children; sorted
+    /// The birthplace's parts, normalised, empty ones dropped, joined by ","; absent without one.
+    std::optional<std::string_view> birthPlace;
+};
+
+/// The candidates of a tree: every person whose first name has a given part, in file order.
+class Candidates
+{
+public:
+    std::vector<Candidate> list;
+
+    /// `threads` 0 uses up to two cores; the result is the same for any number.
+    [[nodiscard]] static Candidates build(const TreeIndex& index, unsigned threads = 0);
+
+    /// The candidate of the person with this xref; none when there is no such candidate.
+    [[nodiscard]] const Candidate* find(std::string_view xref) const;
+
+    struct Storage;
+
+private:
+    const TreeIndex* m_index = nullptr;
+    std::shared_ptr<const Storage> m_storage;
+};
+
+/// The pairs whose score is at least the threshold, highest score first, then by the position
+/// of the record to keep, then of the record to remove.
+[[nodiscard]] std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold);
+
+namespace detail {
+
+/// Case, diacritics and width folded; only letters and single blanks between words left.
+[[nodiscard]] std::string normalizeName(std::string_view text);
+/// American Soundex of the ASCII letters; empty when there are none.
+[[nodiscard]] std::string soundex(std::string_view surname);
+/// Jaro-Winkler similarity of two words, on their characters (UTF-8).
+[[nodiscard]] double jaroWinkler(std::string_view a, std::string_view b);
+/// The canonical given name of a short or old written form; the word itself when it has none.
+[[nodiscard]] std::string_view canonicalGivenName(std::string_view word);
+/// 0 to 1: how alike two normalised given names are.
+[[nodiscard]] double givenNameSimilarity(std::string_view a, std::string_view b);
+/// Two decimals, halves away from zero.
+[[nodiscard]] double roundScore(double score);
+
+/// How a comparison ended: a match, or the rule that ruled the pair out.
+enum class Verdict : std::uint8_t
+{
+    match,
+    differentSex,
+    relatives,
+    givenNames,
+    surnames,
+    births,
+    deaths,
+    littleEvidence, ///< a name alone never makes a match
+};
+
+struct Comparison
+{
+    Verdict verdict = Verdict::match;
+    DuplicateMatch match; ///< for a match; its score is rounded, the threshold not yet applied
+};
+
+/// Scores a pair; the order of the arguments does not matter.
+[[nodiscard]] Comparison compare(const Candidate& a, const Candidate& b);
+
+struct Statistics
+{
+    std::size_t candidates = 0;
+    std::size_t blocks = 0; ///< groups of one surname code
+    std::size_t largestBlock = 0;
+    std::size_t pairsInBlocks = 0; ///< what comparing every pair inside each block would take
+    std::size_t pairsScored = 0;   ///< pairs compared: alike first names, births not ruling them out
+};
+
+/// `find` with its figures; `threads` 0 uses up to two cores. The result is the same for any number.
+[[nodiscard]] std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsigned threads,
+                                               Statistics* statistics);
+
+/// Every pair of candidates scored, with no blocking: what `find` must equal.
+[[nodiscard]] std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold);
+
+} // namespace detail
+} // namespace kinloom::DuplicateFinder

@@ -1,0 +1,506 @@
+#include "checks/DuplicateFinder.h"
+
+#include "checks/Checks.h"
+#include "document/GedcomReader.h"
+#include "sample/SampleTree.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+using namespace kinloom;
+using DuplicateFinder::Candidate;
+using DuplicateFinder::Candidates;
+namespace finder = DuplicateFinder::detail;
+using finder::Verdict;
+
+namespace {
+
+/// A document and its index, which refers into it: made in place and never moved.
+struct Tree
+{
+    explicit Tree(std::string text)
+        : document(GedcomReader::read(std::move(text))), index(TreeIndex::build(document))
+    {}
+    GedcomDocument document;
+    TreeIndex index;
+};
+
+std::unique_ptr<Tree> treeOf(const std::string& records)
+{
+    return std::make_unique<Tree>("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n" + records + "0 TRLR\n");
+}
+
+finder::Comparison compareFirstTwo(const std::string& records)
+{
+    const auto tree = treeOf(records);
+    const Candidates candidates = Candidates::build(tree->index);
+    const Candidate* a = candidates.find("@I1@");
+    const Candidate* b = candidates.find("@I2@");
+    if (!a || !b) {
+        ADD_FAILURE() << "no candidates in\n" << records;
+        return {};
+    }
+    return finder::compare(*a, *b);
+}
+
+std::string person(const std::string& xref, const std::string& name, const std::string& rest = "")
+{
+    return "0 " + xref + " INDI\n1 NAME " + name + "\n" + rest;
+}
+
+TEST(DuplicateFinderText, NormalizesNames)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"John", "john"},
+        {"  Mary \t Ann  ", "mary ann"},
+        {"\u00C9mile", "emile"},           // É
+        {"\uFF21\uFF22\uFF23", "abc"},     // fullwidth ＡＢＣ
+        {"M\u00FCller", "muller"},         // ü
+        {"Wei\u00DF", "weiss"},            // ß folds to two letters
+        {"\u00D8rsted", "\u00F8rsted"},    // Ø has no decomposition: a letter of its own
+        {"Jean-Baptiste", "jeanbaptiste"}, // dropped, not replaced
+        {"O'Brien Jr.", "obrien jr"},
+        {"John 2nd", "john nd"},
+        {"Mary\u00A0Ann", "mary ann"}, // no-break space is a blank
+        {"\u00C5ke  \u00D6STERGAARD", "ake ostergaard"},
+        {"1234 ,.", ""},
+        {"", ""},
+    };
+    for (const auto& [text, normalized] : cases)
+        EXPECT_EQ(finder::normalizeName(text), normalized) << text;
+}
+
+TEST(DuplicateFinderText, SoundexOfClassicNames)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"Robert", "R163"},    {"Rupert", "R163"},   {"Rubin", "R150"},
+        {"Ashcraft", "A261"},  {"Ashcroft", "A261"}, {"Tymczak", "T522"},
+        {"Pfister", "P236"},   {"Honeyman", "H555"}, {"Jackson", "J250"},
+        {"Gutierrez", "G362"}, {"Lee", "L000"},      {"muller", "M460"},
+        {"mueller", "M460"},   {"o'hara", "O600"},   {"", ""},
+        {"\u00F8", ""},
+    };
+    for (const auto& [surname, code] : cases)
+        EXPECT_EQ(finder::soundex(surname), code) << surname;
+}
+
+TEST(DuplicateFinderText, JaroWinklerOfClassicPairs)
+{
+    const std::tuple<std::string, std::string, double> cases[] = {
+        {"MARTHA", "MARHTA", 0.961},
+        {"DWAYNE", "DUANE", 0.840},
+        {"DIXON", "DICKSONX", 0.813},
+        {"JELLYFISH", "SMELLYFISH", 0.896},
+        {"CRATE", "TRACE", 0.733},
+        {"ABC", "ABC", 1.0},
+        {"ABC", "XYZ", 0.0},
+        {"", "ABC", 0.0},
+        // Characters, not bytes: ö is one character and differs from o.
+        {"j\u00F6rg", "jorg", 0.85},
+    };
+    for (const auto& [a, b, expected] : cases) {
+        EXPECT_NEAR(finder::jaroWinkler(a, b), expected, 0.0005) << a << " " << b;
+        EXPECT_NEAR(finder::jaroWinkler(b, a), expected, 0.0005) << b << " " << a;
+    }
+}
+
+TEST(DuplicateFinderText, GivenNameSimilarity)
+{
+    const std::tuple<std::string, std::string, double> cases[] = {
+        {"john henry", "john henry", 1.0},
+        {"john henry", "john", 0.92}, // the later given names differ
+        {"wm", "william", 0.85},      // nickname
+        {"bill henry", "will", 0.85}, // two nicknames of one name
+        {"hannah", "hanna", 0.85},    // the table's row maps to the shorter spelling
+        {"j", "john", 0.6},           // initial
+        {"john", "j", 0.6},
+        {"j", "mary", 0.0},
+        {"martha", "marhta", 0.961 * 0.9}, // Jaro-Winkler, scaled
+        {"john", "mary", 0.0},             // below 0.88
+        {"", "john", 0.0},
+    };
+    for (const auto& [a, b, expected] : cases)
+        EXPECT_NEAR(finder::givenNameSimilarity(a, b), expected, 0.0005) << a << " / " << b;
+}
+
+TEST(DuplicateFinderText, RoundingAndBands)
+{
+    const std::tuple<double, double, std::string_view> cases[] = {
+        {0.63875, 0.64, "Possible"}, {0.8999, 0.9, "Very likely"}, {0.9, 0.9, "Very likely"},
+        {0.895, 0.9, "Very likely"}, {0.8949, 0.89, "Likely"},     {0.8, 0.8, "Likely"},
+        {0.7999, 0.8, "Likely"},     {0.794, 0.79, "Possible"},    {0.125, 0.13, "Possible"},
+    };
+    for (const auto& [raw, rounded, band] : cases) {
+        EXPECT_DOUBLE_EQ(finder::roundScore(raw), rounded) << raw;
+        DuplicateMatch match;
+        match.score = finder::roundScore(raw);
+        EXPECT_EQ(match.likelihood(), band) << raw;
+    }
+}
+
+struct PairCase
+{
+    const char* what;
+    std::string records;
+    Verdict verdict;
+    double score = 0;
+    std::vector<std::string> reasons = {};
+};
+
+TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
+{
+    const std::string parents = "0 @F1@ FAM\n1 HUSB @I8@\n1 WIFE @I9@\n1 CHIL @I1@\n1 CHIL @I2@\n" +
+                                person("@I8@", "Thomas /Smith/", "1 SEX M\n1 FAMS @F1@\n") +
+                                person("@I9@", "Ann /Brown/", "1 SEX F\n1 FAMS @F1@\n");
+    const PairCase cases[] = {
+        {"nickname, same birth year",
+         person("@I1@", "Wm /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n") +
+             person("@I2@", "William /Smith/", "1 BIRT\n2 DATE 1850\n"),
+         Verdict::match,
+         0.64,
+         {"Similar names (Wm Smith / William Smith)", "Same birth year (1850)"}},
+        {"nickname, same date and parents: capped",
+         person("@I1@", "Wm /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n1 FAMC @F1@\n") +
+             person("@I2@", "William /Smith/", "1 BIRT\n2 DATE 12 mar 1850\n1 FAMC @F1@\n") + parents,
+         Verdict::match,
+         1.0,
+         {"Similar names (Wm Smith / William Smith)", "Same birth date (12 MAR 1850)", "Same parents"}},
+        {"initial",
+         person("@I1@", "J /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n"),
+         Verdict::match,
+         0.69,
+         {"Similar names (J Smith / John Smith)", "Same birth date (12 MAR 1850)"}},
+        {"same name and exact date",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n"),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"surnames alike only by their code",
+         person("@I1@", "John /Clarke/", "1 BIRT\n2 DATE 1850\n2 PLAC Leeds,  Yorkshire\n") +
+             person("@I2@", "John /Clark/", "1 BIRT\n2 DATE 1850\n2 PLAC leeds, yorkshire\n"),
+         Verdict::match,
+         0.83,
+         {"Similar names (John Clarke / John Clark)", "Same birth date (1850)", "Same birthplace"}},
+        {"years close, deaths the same",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 DEAT\n2 DATE 3 JAN 1900\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 1851\n1 BURI\n2 DATE 3 jan 1900\n"),
+         Verdict::match,
+         0.93,
+         {"Same name", "Birth years close (1850, 1851)", "Same death date (3 JAN 1900)"}},
+        {"an equal vague date adds nothing",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE ABT 1850\n1 FAMC @F1@\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE ABT 1850\n1 FAMC @F1@\n") + parents,
+         Verdict::match,
+         0.75,
+         {"Same name", "Same parents"}},
+        {"births two years apart are not ruled out",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 FAMC @F1@\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 1852\n1 FAMC @F1@\n") + parents,
+         Verdict::match,
+         0.75,
+         {"Same name", "Same parents"}},
+        {"one parent with the same name reaches the evidence floor",
+         person("@I1@", "John /Smith/", "1 FAMC @F1@\n") + person("@I2@", "John /Smith/", "1 FAMC @F2@\n") +
+             "0 @F1@ FAM\n1 HUSB @I8@\n0 @F2@ FAM\n1 HUSB @I9@\n" + person("@I8@", "Thomas /Smith/") +
+             person("@I9@", "Thomas /Smith/"),
+         Verdict::match,
+         0.65,
+         {"Same name", "A parent with the same name"}},
+        {"parents and spouse with the same names",
+         person("@I1@", "John /Smith/", "1 FAMC @F1@\n1 FAMS @F3@\n") +
+             person("@I2@", "John /Smith/", "1 FAMC @F2@\n1 FAMS @F4@\n") +
+             "0 @F1@ FAM\n1 HUSB @I5@\n1 WIFE @I6@\n0 @F2@ FAM\n1 HUSB @I7@\n1 WIFE @I8@\n"
+             "0 @F3@ FAM\n1 HUSB @I1@\n1 WIFE @I10@\n0 @F4@ FAM\n1 HUSB @I2@\n1 WIFE @I11@\n" +
+             person("@I5@", "Thomas /Smith/") + person("@I6@", "Ann /Brown/") +
+             person("@I7@", "Thomas /Smith/") + person("@I8@", "Ann /Brown/") +
+             person("@I10@", "Mary /Jones/") + person("@I11@", "Mary /Jones/"),
+         Verdict::match,
+         0.95,
+         {"Same name", "Parents with the same names", "Spouse with the same name"}},
+        {"a sex not known matches either",
+         person("@I1@", "John /Smith/", "1 SEX M\n1 BIRT\n2 DATE 12 MAR 1850\n") +
+             person("@I2@", "John /Smith/", "1 SEX U\n1 BIRT\n2 DATE 12 MAR 1850\n"),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"a man and a woman",
+         person("@I1@", "John /Smith/", "1 SEX M\n1 BIRT\n2 DATE 12 MAR 1850\n1 FAMC @F1@\n") +
+             person("@I2@", "John /Smith/", "1 SEX F\n1 BIRT\n2 DATE 12 MAR 1850\n1 FAMC @F1@\n") + parents,
+         Verdict::differentSex},
+        {"father and son of the same name",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 FAMS @F1@\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 FAMC @F1@\n") +
+             "0 @F1@ FAM\n1 HUSB @I1@\n1 CHIL @I2@\n",
+         Verdict::relatives},
+        {"births three years apart",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 FAMC @F1@\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 1853\n1 FAMC @F1@\n") + parents,
+         Verdict::births},
+        {"deaths years apart",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 DEAT\n2 DATE 1890\n") +
+             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 1850\n1 DEAT\n2 DATE 1920\n"),
+         Verdict::deaths},
+        {"the name alone",
+         person("@I1@", "John /Smith/", "1 SEX M\n") + person("@I2@", "John /Smith/", "1 SEX M\n"),
+         Verdict::littleEvidence},
+        {"given names too far apart",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n") +
+             person("@I2@", "Mary /Smith/", "1 BIRT\n2 DATE 1850\n"),
+         Verdict::givenNames},
+        {"surnames with other codes",
+         person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 1850\n") +
+             person("@I2@", "John /Jones/", "1 BIRT\n2 DATE 1850\n"),
+         Verdict::surnames},
+    };
+    for (const PairCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const finder::Comparison comparison = compareFirstTwo(c.records);
+        EXPECT_EQ(comparison.verdict, c.verdict);
+        if (c.verdict != Verdict::match)
+            continue;
+        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
+        EXPECT_EQ(comparison.match.reasons, c.reasons);
+    }
+}
+
+TEST(DuplicateFinderCandidates, WhatACandidateHolds)
+{
+    const auto tree =
+        treeOf(person("@I1@", "J\u00F6rg  Peter /M\u00FCller/",
+                      "1 SEX m\n1 BIRT\n2 PLAC Ulm\n1 CHR\n2 DATE 3 MAR 1850\n2 PLAC M\u00FCnchen,  Bayern,\n"
+                      "1 BURI\n2 DATE 1901\n1 FAMC @F1@\n1 FAMS @F2@\n") +
+               person("@I2@", "Anna /Huber/", "1 SEX F\n1 BIRT\n2 DATE ABT 1825\n1 FAMS @F1@\n") +
+               person("@I3@", "Georg /M\u00FCller/", "1 BIRT\n1 DEAT\n2 DATE 1890\n1 FAMC @F1@\n") +
+               person("@I4@", "Eva Maria Weber", "1 FAMS @F2@\n") +
+               person("@I5@", "Hans /Muller/", "1 FAMC @F2@\n") + person("@I6@", "/Muller/") +
+               "0 @I7@ INDI\n1 SEX M\n" +
+               "0 @F1@ FAM\n1 WIFE @I2@\n1 CHIL @I1@\n1 CHIL @I3@\n"
+               "0 @F2@ FAM\n1 HUSB @I1@\n1 WIFE @I4@\n1 CHIL @I5@\n");
+    const Candidates candidates = Candidates::build(tree->index);
+    // No given name, no candidate.
+    EXPECT_EQ(candidates.list.size(), 5u);
+    EXPECT_EQ(candidates.find("@I6@"), nullptr);
+    EXPECT_EQ(candidates.find("@I7@"), nullptr);
+
+    const Candidate& j = *candidates.find("@I1@");
+    EXPECT_EQ(j.given, "jorg peter");
+    EXPECT_EQ(j.surname, "muller");
+    EXPECT_EQ(j.surnameCode, "M460");
+    EXPECT_EQ(j.sex, 'M');
+    EXPECT_EQ(j.order, 0u);
+    EXPECT_EQ(j.size, 12u); // lines in the record
+    // A BIRT without a date gives way to the CHR, whose place is the birthplace.
+    ASSERT_TRUE(j.birth);
+    EXPECT_EQ(j.birth->date, "3 MAR 1850");
+    EXPECT_EQ(j.birthPlace, "munchen,bayern");
+    ASSERT_TRUE(j.death);
+    EXPECT_EQ(j.death->date, "1901");
+    EXPECT_EQ(std::vector<std::string_view>(j.famc.begin(), j.famc.end()),
+              (std::vector<std::string_view>{"@F1@"}));
+    EXPECT_EQ(std::vector<std::string_view>(j.parentNames.begin(), j.parentNames.end()),
+              (std::vector<std::string_view>{"anna huber"}));
+    EXPECT_EQ(std::vector<std::string_view>(j.spouseNames.begin(), j.spouseNames.end()),
+              (std::vector<std::string_view>{"eva maria weber"}));
+    // Parents, spouses and children; a brother is no relative, so that a child entered twice in
+    // one family can still be found.
+    EXPECT_EQ(std::vector<std::string_view>(j.relatives.begin(), j.relatives.end()),
+              (std::vector<std::string_view>{"@I2@", "@I4@", "@I5@"}));
+
+    const Candidate& georg = *candidates.find("@I3@");
+    EXPECT_EQ(georg.sex, 0);
+    EXPECT_FALSE(georg.birth); // a BIRT with no date has no range
+    EXPECT_FALSE(georg.birthPlace);
+    EXPECT_EQ(georg.death->date, "1890");
+
+    const Candidate& eva = *candidates.find("@I4@");
+    EXPECT_EQ(eva.given, "eva maria weber"); // no slashes: all given names
+    EXPECT_EQ(eva.surname, "");
+    EXPECT_EQ(eva.surnameCode, "");
+}
+
+TEST(DuplicateFinderScore, KeepsTheLargerRecordThenTheFirst)
+{
+    const std::string same = "1 BIRT\n2 DATE 12 MAR 1850\n";
+    const std::string larger = same + "1 OCCU Miner\n";
+    // @I2@ comes first in the file, so that file order is not the order of the xrefs.
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {same, same, "@I2@"},   // equal size: the first in the file
+        {same, larger, "@I1@"}, // the larger, wherever it is
+        {larger, same, "@I2@"},
+    };
+    for (const auto& [first, second, kept] : cases) {
+        const auto tree =
+            treeOf(person("@I2@", "John /Smith/", first) + person("@I1@", "John /Smith/", second));
+        const std::vector<DuplicateMatch> matches = DuplicateFinder::find(tree->index, 0.65);
+        ASSERT_EQ(matches.size(), 1u);
+        EXPECT_EQ(matches[0].keep, kept);
+        EXPECT_EQ(matches[0].remove, kept == "@I1@" ? "@I2@" : "@I1@");
+        const Candidates candidates = Candidates::build(tree->index);
+        EXPECT_EQ(finder::compare(*candidates.find("@I1@"), *candidates.find("@I2@")).match, matches[0]);
+        EXPECT_EQ(finder::compare(*candidates.find("@I2@"), *candidates.find("@I1@")).match, matches[0]);
+    }
+}
+
+TEST(DuplicateFinderScore, ThresholdIsInclusive)
+{
+    const auto tree = treeOf(person("@I1@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n") +
+                             person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n"));
+    EXPECT_EQ(DuplicateFinder::find(tree->index, 0.8).size(), 1u);
+    EXPECT_TRUE(DuplicateFinder::find(tree->index, 0.81).empty());
+}
+
+/// A tree made to strain the blocking: few names, so that many pairs compete, and births of every
+/// kind: exact, year only, vague, open at one end, wide, unreadable and missing.
+std::string crowdedTree(unsigned seed, int people)
+{
+    std::mt19937 random(seed);
+    auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const char* given[] = {"John", "Jno", "J", "William", "Wm", "Will", "Mary", "Polly", "Marie", "Johan"};
+    const char* surnames[] = {"Smith", "Smyth", "Schmidt", "Clark", "Clarke", ""};
+    std::string text;
+    for (int i = 1; i <= people; ++i) {
+        const int year = 1840 + below(20);
+        std::string birth;
+        switch (below(10)) {
+        case 0:
+            birth = "ABT " + std::to_string(year);
+            break;
+        case 1:
+            birth = "BEF " + std::to_string(year);
+            break;
+        case 2:
+            birth = "AFT " + std::to_string(year);
+            break;
+        case 3:
+            birth = "BET " + std::to_string(year) + " AND " + std::to_string(year + below(12));
+            break;
+        case 4:
+            birth = "sometime";
+            break;
+        case 5:
+            birth = std::to_string(year);
+            break;
+        default:
+            birth = std::to_string(1 + below(2)) + " MAR " + std::to_string(year);
+        }
+        std::string rest = below(8) == 0 ? "" : "1 BIRT\n2 DATE " + birth + "\n2 PLAC Leeds\n";
+        if (below(3) == 0)
+            rest += "1 DEAT\n2 DATE " + std::to_string(year + 60 + below(4)) + "\n";
+        if (below(4) != 0)
+            rest += std::string("1 SEX ") + (below(2) ? "M" : "F") + "\n";
+        rest += "1 FAMC @F" + std::to_string(1 + below(6)) + "@\n";
+        if (below(3) == 0)
+            rest += "1 FAMS @F" + std::to_string(1 + below(6)) + "@\n";
+        const std::string surname = surnames[below(6)];
+        text += person("@I" + std::to_string(i) + "@", std::string(given[below(10)]) + " /" + surname + "/",
+                       rest);
+    }
+    for (int f = 1; f <= 6; ++f)
+        text += "0 @F" + std::to_string(f) + "@ FAM\n1 HUSB @I" + std::to_string(f) + "@\n1 WIFE @I" +
+                std::to_string(f + 6) + "@\n";
+    return text;
+}
+
+TEST(DuplicateFinderBlocking, FindsExactlyWhatComparingEveryPairFinds)
+{
+    for (const std::uint64_t seed : {1u, 2u, 3u, 4u}) {
+        const auto tree = std::make_unique<Tree>(SampleTree::syntheticText(400, seed));
+        for (const double threshold : {0.0, 0.65}) {
+            SCOPED_TRACE("synthetic seed " + std::to_string(seed) + " threshold " +
+                         std::to_string(threshold));
+            const auto everyPair = finder::findComparingEveryPair(tree->index, threshold);
+            EXPECT_FALSE(everyPair.empty());
+            for (const unsigned threads : {1u, 2u})
+                EXPECT_EQ(finder::find(tree->index, threshold, threads, nullptr), everyPair);
+        }
+    }
+    for (const unsigned seed : {7u, 8u, 9u}) {
+        SCOPED_TRACE("crowded seed " + std::to_string(seed));
+        const auto tree = treeOf(crowdedTree(seed, 300));
+        finder::Statistics statistics;
+        const auto everyPair = finder::findComparingEveryPair(tree->index, 0.0);
+        EXPECT_GT(everyPair.size(), 20u);
+        EXPECT_EQ(finder::find(tree->index, 0.0, 2, &statistics), everyPair);
+        // The births rule out enough pairs for the blocking to skip some.
+        EXPECT_LT(statistics.pairsScored, statistics.candidates * (statistics.candidates - 1) / 2);
+    }
+}
+
+TEST(DuplicateFinderChecks, SampleTreeFindings)
+{
+    const Tree tree(SampleTree::sampleText());
+    const std::vector<Issue> issues = Checks::duplicates(tree.index, tree.document, ScanOptions{});
+    ASSERT_EQ(issues.size(), 3u);
+
+    const Issue& bill = issues[0];
+    EXPECT_EQ(bill.id, "dup-@I4@-@I7@");
+    EXPECT_EQ(bill.category, IssueCategory::duplicates);
+    EXPECT_EQ(bill.severity, Severity::warning);
+    EXPECT_EQ(bill.title, "Very likely the same person");
+    EXPECT_EQ(bill.detail, "William Hartley (@I4@) and Bill Hartley (@I7@): Similar names (William Hartley / "
+                           "Bill Hartley); Same birth date (4 JUL 1830); Same birthplace; Parents with the "
+                           "same names.");
+    EXPECT_EQ(bill.records, (std::vector<std::string>{"@I4@", "@I7@"}));
+    ASSERT_TRUE(bill.match);
+    EXPECT_EQ(bill.match->keep, "@I4@");
+    EXPECT_EQ(bill.match->remove, "@I7@");
+    EXPECT_EQ(bill.match->score, 1.0);
+    ASSERT_TRUE(bill.fix);
+    EXPECT_EQ(bill.fix->id, bill.id);
+    EXPECT_EQ(bill.fix->title, "Merge @I7@ into @I4@");
+    EXPECT_EQ(bill.fix->edits, (std::vector<Edit>{Edit{Edit::Merge{"@I4@", "@I7@"}}}));
+    EXPECT_TRUE(bill.fix->needsReview);
+
+    // The id puts the smaller xref first in text order, whichever record is kept.
+    const Issue& katharina = issues[1];
+    EXPECT_EQ(katharina.id, "dup-@I10@-@I13@");
+    EXPECT_EQ(katharina.title, "Possible the same person");
+    EXPECT_EQ(katharina.detail,
+              "Katharina M\u00FCller (@I10@) and Catharina Mueller (@I13@): Similar names (Katharina "
+              "M\u00FCller / Catharina Mueller); Same birth date (3 FEB 1828); Same birthplace.");
+    EXPECT_EQ(katharina.match->score, 0.79);
+
+    const Issue& family = issues[2];
+    EXPECT_EQ(family.id, "dupfam-@F1@-@F2@");
+    EXPECT_EQ(family.severity, Severity::warning);
+    EXPECT_EQ(family.title, "Same couple, two families");
+    EXPECT_EQ(family.detail, "@F1@ FAM and @F2@ FAM have the same husband and wife.");
+    EXPECT_EQ(family.records, (std::vector<std::string>{"@F1@", "@F2@"}));
+    EXPECT_FALSE(family.match);
+    ASSERT_TRUE(family.fix);
+    EXPECT_EQ(family.fix->title, "Merge @F2@ into @F1@");
+    EXPECT_EQ(family.fix->edits, (std::vector<Edit>{Edit{Edit::Merge{"@F1@", "@F2@"}}}));
+    EXPECT_TRUE(family.fix->needsReview);
+
+    // The planted pairs are exactly the pairs found.
+    std::vector<std::pair<std::string, std::string>> planted, found;
+    for (const auto& pair : SampleTree::sampleDuplicates())
+        planted.emplace_back(pair.original, pair.copy);
+    for (const Issue& issue : issues) {
+        if (issue.match)
+            found.emplace_back(issue.match->keep, issue.match->remove);
+    }
+    EXPECT_EQ(found, planted);
+}
+
+TEST(DuplicateFinderChecks, SameCoupleNeedsBothPartners)
+{
+    const auto tree = treeOf("0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n0 @F2@ FAM\n1 HUSB @I1@\n"
+                             "0 @F3@ FAM\n1 HUSB @I1@\n0 @F4@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n"
+                             "0 @F5@ FAM\n1 WIFE @I2@\n1 HUSB @I1@\n" +
+                             person("@I1@", "John /Smith/") + person("@I2@", "Mary /Jones/"));
+    std::vector<std::string> ids;
+    for (const Issue& issue : Checks::duplicates(tree->index, tree->document, ScanOptions{}))
+        ids.push_back(issue.id);
+    // A husband alone is no couple; a third family of the couple pairs with the first.
+    EXPECT_EQ(ids, (std::vector<std::string>{"dupfam-@F1@-@F4@", "dupfam-@F1@-@F5@"}));
+}
+
+} // namespace

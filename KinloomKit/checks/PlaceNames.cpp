@@ -1,0 +1,384 @@
+#include "checks/PlaceNames.h"
+
+#include "changes/FixApplier.h"
+#include "checks/Checks.h"
+#include "document/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <unordered_map>
+#include <utf8proc.h>
+
+namespace kinloom {
+namespace {
+
+using Text::isBlank;
+
+std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+std::string lines(std::size_t count)
+{
+    return std::to_string(count) + (count == 1 ? " line" : " lines");
+}
+
+/// Looks strings up by their views, so that a look-up builds no string.
+struct TextHash
+{
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+
+/// Builds a key from folded characters: letters and digits kept, blanks collapsed, the rest
+/// dropped, commas ending parts.
+class KeyBuilder
+{
+public:
+    void letter(const char* bytes, std::size_t length)
+    {
+        if (m_blank && !m_part.empty())
+            m_part += ' ';
+        m_blank = false;
+        m_part.append(bytes, length);
+    }
+    void blank() { m_blank = true; }
+    void comma()
+    {
+        m_parts.push_back(std::move(m_part));
+        m_part.clear();
+        m_blank = false;
+    }
+    std::string finish()
+    {
+        comma();
+        std::size_t first = 0, last = m_parts.size();
+        while (first < last && m_parts[first].empty())
+            ++first;
+        while (last > first && m_parts[last - 1].empty())
+            --last;
+        std::string key;
+        for (std::size_t i = first; i < last; ++i) {
+            if (i > first)
+                key += ',';
+            key += m_parts[i];
+        }
+        return key;
+    }
+
+private:
+    std::vector<std::string> m_parts;
+    std::string m_part;
+    bool m_blank = false;
+};
+
+/// Capital letters and diacritics: on a tie the spelling with more of them is the one written
+/// with more care.
+std::size_t carefulness(std::string_view text)
+{
+    utf8proc_uint8_t* decomposed = nullptr;
+    const utf8proc_ssize_t length = utf8proc_map(
+        reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
+        &decomposed, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
+    std::size_t count = 0;
+    for (utf8proc_ssize_t at = 0; at < length;) {
+        utf8proc_int32_t c = 0;
+        const utf8proc_ssize_t step = utf8proc_iterate(decomposed + at, length - at, &c);
+        if (step <= 0)
+            break;
+        at += step;
+        const utf8proc_category_t category = utf8proc_category(c);
+        count += category == UTF8PROC_CATEGORY_LU || category == UTF8PROC_CATEGORY_LT ||
+                 category == UTF8PROC_CATEGORY_MN || category == UTF8PROC_CATEGORY_MC ||
+                 category == UTF8PROC_CATEGORY_ME;
+    }
+    std::free(decomposed);
+    return count;
+}
+
+/// One way a place is written, with the lines written that way. `owners` are the records
+/// holding the lines: people first, then families, by their place in the index.
+struct Spelling
+{
+    std::string_view text;
+    std::uint32_t group = 0;
+    std::vector<std::int64_t> nodeIDs;
+    std::vector<std::uint32_t> owners;
+};
+
+} // namespace
+
+namespace PlaceNames {
+
+std::string groupKey(std::string_view spelling)
+{
+    KeyBuilder key;
+    if (Text::isAscii(spelling)) {
+        // Folding changes nothing in ASCII beyond the case.
+        for (char c : spelling) {
+            if (c >= 'A' && c <= 'Z') {
+                const char lower = static_cast<char>(c - 'A' + 'a');
+                key.letter(&lower, 1);
+            } else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+                key.letter(&c, 1);
+            } else if (c == ',') {
+                key.comma();
+            } else if (isBlank(c)) {
+                key.blank();
+            }
+        }
+        return key.finish();
+    }
+    // Folding first, so that a full-width comma also ends a part.
+    Text::forEachFolded(spelling, [&](const Text::FoldedCharacter& character) {
+        using Kind = Text::FoldedCharacter::Kind;
+        if (character.kind == Kind::letter || character.kind == Kind::digit)
+            key.letter(character.utf8.data(), character.utf8.size());
+        else if (character.scalar == U',')
+            key.comma();
+        else if (character.kind == Kind::blank)
+            key.blank();
+    });
+    return key.finish();
+}
+
+std::string tidied(std::string_view spelling)
+{
+    std::vector<std::string> parts(1);
+    bool blank = false;
+    for (char c : spelling) {
+        if (c == ',') {
+            parts.emplace_back();
+            blank = false;
+        } else if (isBlank(c)) {
+            blank = true;
+        } else {
+            if (blank && !parts.back().empty())
+                parts.back() += ' ';
+            blank = false;
+            parts.back() += c;
+        }
+    }
+    std::size_t first = 0, last = parts.size();
+    while (first < last && parts[first].empty())
+        ++first;
+    while (last > first && parts[last - 1].empty())
+        --last;
+    std::string text;
+    for (std::size_t i = first; i < last; ++i) {
+        if (i > first)
+            text += ", ";
+        text += parts[i];
+    }
+    return text;
+}
+
+bool hasExtraSpaces(std::string_view spelling)
+{
+    if (spelling.empty())
+        return false;
+    if (isBlank(spelling.front()) || isBlank(spelling.back()))
+        return true;
+    for (std::size_t i = 1; i + 1 < spelling.size(); ++i) {
+        if (!isBlank(spelling[i]))
+            continue;
+        // "Leeds, , England" leaves a part empty on purpose; its blank is not extra.
+        if (isBlank(spelling[i + 1]) || (spelling[i + 1] == ',' && spelling[i - 1] != ','))
+            return true;
+    }
+    return false;
+}
+
+Fix fixFor(const PlaceGroup& group, std::string_view target)
+{
+    Fix fix{"place-" + group.key, "Write every spelling as " + quoted(target), {}, {}, false};
+    for (const PlaceSpelling& spelling : group.spellings) {
+        if (spelling.text == target)
+            continue;
+        for (const std::int64_t node : spelling.nodeIDs)
+            fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, std::string(target)}});
+        fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::string(target)});
+    }
+    return fix;
+}
+
+} // namespace PlaceNames
+
+namespace Checks {
+namespace {
+
+class PlaceCheck
+{
+public:
+    explicit PlaceCheck(const GedcomDocument& document) : m_document(document) {}
+
+    std::vector<Issue> run()
+    {
+        collect();
+        groupSpellings();
+
+        std::vector<Issue> issues;
+        for (const std::vector<std::uint32_t>& members : m_groups) {
+            if (members.size() >= 2)
+                issues.push_back(groupFinding(members));
+            else
+                extraSpaces(m_spellings[members.front()], issues);
+        }
+        return issues;
+    }
+
+private:
+    NodeView owner(std::uint32_t position) const { return m_document.record(position); }
+
+    // Every PLAC line outside the header, in file order.
+    void collect()
+    {
+        for (std::size_t index = 0; index < m_document.recordCount(); ++index) {
+            const NodeView record = m_document.record(index);
+            if (record.tag() == "HEAD")
+                continue;
+            const auto position = static_cast<std::uint32_t>(index);
+            record.walk([&](NodeView node) {
+                if (node.tag() == "PLAC")
+                    place(node, position);
+            });
+        }
+    }
+
+    void place(NodeView node, std::uint32_t position)
+    {
+        std::string full;
+        std::string_view text = node.value().value_or(std::string_view());
+        if (node.hasChildren())
+            text = full = node.fullValue();
+        if (std::all_of(text.begin(), text.end(), isBlank))
+            return;
+        // A person's events are often all in one place.
+        if (m_last == UINT32_MAX || m_spellings[m_last].text != text) {
+            auto at = m_known.find(text);
+            if (at == m_known.end()) {
+                at = m_known.emplace(std::string(text), static_cast<std::uint32_t>(m_spellings.size())).first;
+                m_spellings.push_back({at->first});
+            }
+            m_last = at->second;
+        }
+        Spelling& spelling = m_spellings[m_last];
+        spelling.nodeIDs.push_back(node.id());
+        spelling.owners.push_back(position);
+    }
+
+    // Groups in the order their first spelling appears; spellings that fold to nothing are left
+    // alone.
+    void groupSpellings()
+    {
+        std::unordered_map<std::string, std::uint32_t> groups;
+        for (std::uint32_t s = 0; s < m_spellings.size(); ++s) {
+            std::string key = PlaceNames::groupKey(m_spellings[s].text);
+            if (key.empty())
+                continue;
+            auto [at, added] =
+                groups.try_emplace(std::move(key), static_cast<std::uint32_t>(m_groups.size()));
+            if (added) {
+                m_groups.emplace_back();
+                m_keys.push_back(at->first);
+            }
+            m_spellings[s].group = at->second;
+            m_groups[at->second].push_back(s);
+        }
+    }
+
+    Issue groupFinding(std::vector<std::uint32_t> members)
+    {
+        // Most frequent first; spellings came in file order, which a stable sort keeps for ties.
+        std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
+            return m_spellings[a].nodeIDs.size() > m_spellings[b].nodeIDs.size();
+        });
+        std::uint32_t chosen = members.front();
+        std::size_t chosenCare = 0;
+        for (std::size_t i = 1; i < members.size() &&
+                                m_spellings[members[i]].nodeIDs.size() == m_spellings[chosen].nodeIDs.size();
+             ++i) {
+            if (i == 1)
+                chosenCare = carefulness(m_spellings[chosen].text);
+            if (const std::size_t care = carefulness(m_spellings[members[i]].text); care > chosenCare) {
+                chosen = members[i];
+                chosenCare = care;
+            }
+        }
+
+        PlaceGroup group;
+        group.key = m_keys[m_spellings[members.front()].group];
+        group.suggested = PlaceNames::tidied(m_spellings[chosen].text);
+        std::vector<std::uint32_t> owners;
+        std::string detail;
+        for (std::uint32_t s : members) {
+            Spelling& spelling = m_spellings[s];
+            if (spelling.text != group.suggested)
+                owners.insert(owners.end(), spelling.owners.begin(), spelling.owners.end());
+            detail +=
+                (detail.empty() ? "" : "; ") + quoted(spelling.text) + ": " + lines(spelling.nodeIDs.size());
+            group.spellings.push_back(
+                {std::string(spelling.text), spelling.nodeIDs.size(), std::move(spelling.nodeIDs)});
+        }
+        std::sort(owners.begin(), owners.end());
+        owners.erase(std::unique(owners.begin(), owners.end()), owners.end());
+
+        Issue issue{"place-" + group.key, IssueCategory::places, Severity::warning,
+                    "Place spelled " + std::to_string(members.size()) + " ways", detail + "."};
+        for (std::uint32_t position : owners) {
+            if (const auto xref = owner(position).xref())
+                issue.records.emplace_back(*xref);
+        }
+        issue.fix = PlaceNames::fixFor(group, group.suggested);
+        issue.places = std::move(group);
+        return issue;
+    }
+
+    void extraSpaces(const Spelling& spelling, std::vector<Issue>& issues) const
+    {
+        if (!PlaceNames::hasExtraSpaces(spelling.text))
+            return;
+        const std::string target = PlaceNames::tidied(spelling.text);
+        if (target == spelling.text)
+            return;
+        for (std::size_t i = 0; i < spelling.nodeIDs.size(); ++i) {
+            const std::string id = "place-space-" + std::to_string(spelling.nodeIDs[i]);
+            const NodeView record = owner(spelling.owners[i]);
+            const std::string context =
+                recordLabel(record) + " \u00B7 " + tagPath(record, spelling.nodeIDs[i]);
+            Issue issue{id,
+                        IssueCategory::places,
+                        Severity::info,
+                        "Extra spaces in a place name",
+                        context + ": " + quoted(spelling.text),
+                        {std::string(record.xref().value_or(std::string_view()))}};
+            issue.fix = Fix{id,
+                            "Write as " + quoted(target),
+                            {Edit{Edit::SetValue{spelling.nodeIDs[i], std::string(spelling.text), target}}},
+                            {PreviewLine{context, std::string(spelling.text), target}},
+                            false};
+            issues.push_back(std::move(issue));
+        }
+    }
+
+    const GedcomDocument& m_document;
+    // Spellings keep their own text: comparing with the first line written that way would read
+    // the document all over again.
+    std::unordered_map<std::string, std::uint32_t, TextHash, std::equal_to<>> m_known;
+    std::vector<Spelling> m_spellings; ///< in the order they first appear, their text in m_known
+    std::uint32_t m_last = UINT32_MAX; ///< the spelling of the PLAC line before
+    std::vector<std::vector<std::uint32_t>> m_groups; ///< spellings of each group
+    std::vector<std::string> m_keys;                  ///< of each group
+};
+
+} // namespace
+
+std::vector<Issue> places(const GedcomDocument& document)
+{
+    return PlaceCheck(document).run();
+}
+
+} // namespace Checks
+} // namespace kinloom

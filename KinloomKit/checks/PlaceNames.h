@@ -1,0 +1,28 @@
+#pragma once
+
+#include "checks/Issue.h"
+
+#include <string>
+#include <string_view>
+
+// Place spellings: how they are grouped, how they are written tidily, and the fix that writes a
+// whole group one way.
+namespace kinloom::PlaceNames {
+
+/// What every spelling of one place shares: the parts between commas folded in case, diacritics
+/// and width, keeping only letters, digits and single blanks, empty parts at the ends dropped,
+/// joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire").
+[[nodiscard]] std::string groupKey(std::string_view spelling);
+
+/// The spelling with single blanks and ", " between its parts, empty parts at the ends dropped.
+[[nodiscard]] std::string tidied(std::string_view spelling);
+
+/// Whether a spelling has blanks at its ends, doubled blanks, or a blank before a comma that
+/// follows a word.
+[[nodiscard]] bool hasExtraSpaces(std::string_view spelling);
+
+/// The fix that writes every line of the group as `target`; the group finding carries it for
+/// the suggested spelling, and the app rebuilds it for the spelling the user chooses.
+[[nodiscard]] Fix fixFor(const PlaceGroup& group, std::string_view target);
+
+} // namespace kinloom::PlaceNames

@@ -1,0 +1,268 @@
+#include "checks/Scanner.h"
+
+#include "changes/FixApplier.h"
+#include "checks/Checks.h"
+#include "document/Text.h"
+#include "family/TreeIndex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <future>
+
+namespace kinloom {
+using Text::isBlank;
+using Text::trimmed;
+
+namespace {
+
+std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+std::vector<std::string> recordsOf(NodeView record)
+{
+    if (const auto xref = record.xref())
+        return {std::string(*xref)};
+    return {};
+}
+
+/// The first `count` characters of UTF-8 text.
+std::string_view firstCharacters(std::string_view text, std::size_t count)
+{
+    std::size_t i = 0;
+    for (std::size_t seen = 0; i < text.size() && seen < count; ++seen) {
+        ++i;
+        while (i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80)
+            ++i;
+    }
+    return text.substr(0, i);
+}
+
+/// A DATE value that is not written the standard way, kept until the numeric order is known.
+struct OddDate
+{
+    NodeView node;
+    NodeView record;
+    std::string value; ///< the full value, trimmed
+};
+
+/// What one walk over the document gathers for the file and date-format checks.
+struct Walked
+{
+    std::vector<Issue> fileIssues;
+    std::vector<OddDate> oddDates;
+    std::size_t dates = 0;
+    std::array<std::size_t, GedcomDates::allStyles.size()> styleCounts{};
+};
+
+// File checks (reading notes, unreadable lines kept as they are, a missing header) and the first
+// half of the date-format checks: every DATE value outside the header is counted and styled.
+Walked walkDocument(const GedcomDocument& document, bool v7)
+{
+    Walked walked;
+    std::vector<Issue>& issues = walked.fileIssues;
+    for (std::size_t i = 0; i < document.readNotes.size(); ++i)
+        issues.push_back({"file-read-" + std::to_string(i), IssueCategory::file, Severity::info,
+                          "How the file was read", document.readNotes[i]});
+    bool hasHeader = false;
+    for (NodeView record : document.records()) {
+        const bool header = record.tag() == "HEAD";
+        hasHeader = hasHeader || header;
+        record.walk([&](NodeView node) {
+            if (node.isMalformed()) {
+                // A record that is itself an unreadable line has no label of its own.
+                const std::string label = record.isMalformed() ? "the file" : recordLabel(record);
+                issues.push_back({"file-line-" + std::to_string(node.id()), IssueCategory::file,
+                                  Severity::info, "Unreadable line kept as is",
+                                  "In " + label + ": " +
+                                      quoted(firstCharacters(node.raw().value_or(""), 120)) +
+                                      ". It is saved unchanged.",
+                                  recordsOf(record)});
+                return;
+            }
+            if (header || node.tag() != "DATE")
+                return;
+            std::string joined;
+            const std::string_view value =
+                node.hasChildren() ? trimmed(joined = node.fullValue()) : trimmed(node.value().value_or(""));
+            if (value.empty())
+                return;
+            ++walked.dates;
+            const std::string_view style = GedcomDates::style(value, v7);
+            const auto styleIndex = static_cast<std::size_t>(
+                std::find(GedcomDates::allStyles.begin(), GedcomDates::allStyles.end(), style) -
+                GedcomDates::allStyles.begin());
+            ++walked.styleCounts[std::min(styleIndex, walked.styleCounts.size() - 1)];
+            if (styleIndex != 0)
+                walked.oddDates.push_back({node, record, std::string(value)});
+        });
+    }
+    if (!hasHeader)
+        issues.push_back(
+            {"file-nohead", IssueCategory::file, Severity::warning, "No header",
+             "The file has no HEAD record. Most programs still read it, but it may not be a GEDCOM file."});
+    return walked;
+}
+
+/// The finding for one DATE value that is not written the standard way, if any.
+std::optional<Issue> dateFinding(NodeView node, std::string_view value, const std::string& context,
+                                 NodeView record, bool v7, NumericDateOrder order)
+{
+    const std::string id = "date-" + std::to_string(node.id());
+    const std::optional<std::string> from =
+        node.value() ? std::optional<std::string>(std::string(*node.value())) : std::nullopt;
+    const DateNormalization normalization = GedcomDates::normalize(value, v7, order);
+    if (const auto* fix = std::get_if<DateNormalization::Fix>(&normalization.value)) {
+        Issue issue{id,
+                    IssueCategory::dateFormats,
+                    Severity::warning,
+                    "Date not in the standard form",
+                    context + ": " + quoted(value),
+                    recordsOf(record)};
+        issue.fix = Fix{id,
+                        "Write as " + quoted(fix->value),
+                        {Edit{Edit::SetValue{node.id(), from, fix->value}}},
+                        {PreviewLine{context, std::string(value), fix->value}},
+                        false};
+        return issue;
+    }
+    if (const auto* ambiguous = std::get_if<DateNormalization::Ambiguous>(&normalization.value)) {
+        std::string readings;
+        for (const std::string& reading : ambiguous->readings)
+            readings += (readings.empty() ? "" : " or ") + reading;
+        return Issue{id,
+                     IssueCategory::dateFormats,
+                     Severity::warning,
+                     "Date reads two ways",
+                     context + ": " + quoted(value) + " could be " + readings +
+                         ". Choose Day first or Month first in Settings \u203A Checks to fix these.",
+                     recordsOf(record)};
+    }
+    if (!std::holds_alternative<DateNormalization::Unrecognized>(normalization.value))
+        return std::nullopt;
+
+    Issue issue{id,
+                IssueCategory::dateFormats,
+                Severity::info,
+                "Not a date Kinloom can read",
+                context + ": " + quoted(value) +
+                    ". GEDCOM keeps words like this in brackets as a date phrase.",
+                recordsOf(record)};
+    // Words can be kept as a date phrase, except in GEDCOM 7, whose phrases are written differently.
+    std::string words;
+    for (std::size_t i = 0; i < value.size();) {
+        while (i < value.size() && isBlank(value[i]))
+            ++i;
+        const std::size_t start = i;
+        while (i < value.size() && !isBlank(value[i]))
+            ++i;
+        if (i > start)
+            words += (words.empty() ? "" : " ") + std::string(value.substr(start, i - start));
+    }
+    if (!v7 && !words.empty() && words.find_first_of("()") == std::string::npos) {
+        const std::string phrase = "(" + words + ")";
+        issue.fix = Fix{id,
+                        "Keep as a date phrase " + quoted(phrase),
+                        {Edit{Edit::SetValue{node.id(), from, phrase}}},
+                        {PreviewLine{context, std::string(value), phrase}},
+                        true};
+    }
+    return issue;
+}
+
+// The second half of the date-format checks, once the numeric order is known: a finding for
+// each value not written the standard way, and one when the file writes dates several ways.
+std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOrder order,
+                                    std::vector<DateStyleCount>& styles)
+{
+    std::vector<Issue> issues;
+    for (const OddDate& odd : walked.oddDates) {
+        // The path names the lines below the record, as the change log does ("BIRT DATE").
+        const std::string context = recordLabel(odd.record) + " \u00B7 " + tagPath(odd.record, odd.node.id());
+        if (auto issue = dateFinding(odd.node, odd.value, context, odd.record, v7, order))
+            issues.push_back(std::move(*issue));
+    }
+
+    // Most frequent style first; equal counts keep the order of the styles.
+    for (std::size_t i = 0; i < walked.styleCounts.size(); ++i) {
+        if (walked.styleCounts[i] > 0)
+            styles.push_back({std::string(GedcomDates::allStyles[i]), walked.styleCounts[i]});
+    }
+    std::stable_sort(styles.begin(), styles.end(),
+                     [](const DateStyleCount& a, const DateStyleCount& b) { return a.count > b.count; });
+    if (styles.size() >= 2) {
+        std::string detail;
+        for (const DateStyleCount& count : styles)
+            detail += (detail.empty() ? "" : "; ") + count.style + ": " + std::to_string(count.count);
+        issues.push_back({"date-styles", IssueCategory::dateFormats, Severity::info,
+                          "Dates are written " + std::to_string(styles.size()) + " ways",
+                          detail + ". The fixes below write every date the standard way."});
+    }
+    return issues;
+}
+
+} // namespace
+
+namespace Scanner {
+
+ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads)
+{
+    ScanResult result;
+    TreeStats& stats = result.stats;
+    stats.version = document.version().displayName();
+    stats.encoding = std::string(displayName(document.encoding));
+    const bool v7 = std::holds_alternative<GedcomVersion::V7>(document.version().value);
+
+    // Two lanes of work side by side. One decides the numeric order, builds the index and looks
+    // for duplicates (the longest check); the other walks the document for the file and date
+    // checks, checks the places, and once the index is there runs the other checks that read
+    // it. The findings are joined in the fixed order, so the result does not depend on timing.
+    std::promise<NumericDateOrder> decided;
+    std::shared_future<NumericDateOrder> orderKnown = decided.get_future().share();
+    std::optional<TreeIndex> index;
+    std::promise<void> indexed;
+    std::shared_future<void> indexReady = indexed.get_future().share();
+    auto duplicates = std::async(threads == 1 ? std::launch::deferred : std::launch::async, [&] {
+        NumericDateOrder order = options.numericOrder;
+        if (order == NumericDateOrder::automatic)
+            order = GedcomDates::decideNumericOrder(document);
+        decided.set_value(order);
+        index.emplace(TreeIndex::build(document, order, threads));
+        indexed.set_value();
+        return Checks::duplicates(*index, document, options);
+    });
+    if (threads == 1)
+        duplicates.wait();
+    const Walked walked = walkDocument(document, v7);
+    const NumericDateOrder order = orderKnown.get();
+    if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
+        stats.numericOrder = order;
+    std::vector<Issue> dateIssues = dateFormatChecks(walked, v7, order, stats.dateStyles);
+    std::vector<Issue> placeIssues = Checks::places(document);
+    indexReady.wait();
+
+    stats.people = index->people.size();
+    stats.families = index->families.size();
+    stats.sources = index->sourceRecords;
+    stats.otherRecords = index->otherRecords;
+    stats.places = index->placeValues;
+    stats.lines = index->lines;
+    stats.dates = walked.dates;
+
+    // The checks in their fixed order.
+    std::vector<std::vector<Issue>> checks;
+    checks.push_back(walked.fileIssues);
+    checks.push_back(std::move(dateIssues));
+    checks.push_back(Checks::impossibleDates(*index, options));
+    checks.push_back(std::move(placeIssues));
+    checks.push_back(Checks::missing(*index, document));
+    checks.push_back(Checks::links(*index, document));
+    checks.push_back(duplicates.get());
+    for (auto& found : checks)
+        std::move(found.begin(), found.end(), std::back_inserter(result.issues));
+    return result;
+}
+
+} // namespace Scanner
+} // namespace kinloom

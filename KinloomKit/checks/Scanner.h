@@ -1,0 +1,78 @@
+#pragma once
+
+#include "checks/Issue.h"
+#include "document/GedcomDocument.h"
+#include "family/GedcomDates.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kinloom {
+
+/// The user's thresholds for a scan.
+struct ScanOptions
+{
+    NumericDateOrder numericOrder = NumericDateOrder::automatic;
+    double minParentAge = 12.0;
+    double maxMotherAge = 55.0;
+    double maxFatherAge = 80.0;
+    double maxLifespan = 120.0;
+    double duplicateThreshold = 0.65;
+
+    /// JSON with the field names as keys and the numeric order as its raw value.
+    [[nodiscard]] std::string toJSON() const;
+    /// Options from JSON; keys that are missing keep their defaults. None when the text is not
+    /// a JSON object or a value has the wrong type.
+    [[nodiscard]] static std::optional<ScanOptions> fromJSON(std::string_view json);
+
+    bool operator==(const ScanOptions&) const = default;
+};
+
+/// How many DATE values are written in one style.
+struct DateStyleCount
+{
+    std::string style;
+    std::size_t count = 0;
+
+    bool operator==(const DateStyleCount&) const = default;
+};
+
+/// What the overview shows about the tree.
+struct TreeStats
+{
+    std::size_t people = 0;
+    std::size_t families = 0;
+    std::size_t sources = 0;
+    std::size_t otherRecords = 0;
+    std::size_t dates = 0;
+    std::size_t places = 0;
+    std::size_t lines = 0;
+    std::string version;
+    std::string encoding;
+    std::vector<DateStyleCount> dateStyles;       ///< most frequent first, then in the order of the styles
+    std::optional<NumericDateOrder> numericOrder; ///< decided from the file when the option is automatic
+
+    bool operator==(const TreeStats&) const = default;
+};
+
+struct ScanResult
+{
+    std::vector<Issue> issues;
+    TreeStats stats;
+
+    bool operator==(const ScanResult&) const = default;
+};
+
+namespace Scanner {
+
+/// Runs every check in the fixed order: file, date formats, impossible dates, places, missing
+/// details, links and records, duplicates. Never changes the document. `threads` 1 runs
+/// everything on the calling thread; 0 uses up to two cores. The result is the same.
+[[nodiscard]] ScanResult scan(const GedcomDocument& document, const ScanOptions& options = {},
+                              unsigned threads = 0);
+
+} // namespace Scanner
+} // namespace kinloom

@@ -1,0 +1,233 @@
+#include "checks/Scanner.h"
+
+#include "changes/FixApplier.h"
+#include "document/GedcomReader.h"
+#include "sample/SampleTree.h"
+
+#include <gtest/gtest.h>
+
+using namespace kinloom;
+
+namespace {
+
+/// The ids of the findings, or of those of one category.
+std::vector<std::string> ids(const ScanResult& result, std::optional<IssueCategory> category = std::nullopt)
+{
+    std::vector<std::string> out;
+    for (const Issue& issue : result.issues) {
+        if (!category || issue.category == *category)
+            out.push_back(issue.id);
+    }
+    return out;
+}
+
+const Issue* findIssue(const ScanResult& result, std::string_view id)
+{
+    for (const Issue& issue : result.issues) {
+        if (issue.id == id)
+            return &issue;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+TEST(ScannerTest, OptionDefaults)
+{
+    const ScanOptions options;
+    EXPECT_EQ(options.numericOrder, NumericDateOrder::automatic);
+    EXPECT_EQ(options.minParentAge, 12.0);
+    EXPECT_EQ(options.maxMotherAge, 55.0);
+    EXPECT_EQ(options.maxFatherAge, 80.0);
+    EXPECT_EQ(options.maxLifespan, 120.0);
+    EXPECT_EQ(options.duplicateThreshold, 0.65);
+}
+
+TEST(ScannerTest, RecordLabels)
+{
+    const GedcomDocument document = GedcomReader::read("0 @I1@ INDI\n1 NAME  Mary  /Smith/ \n"
+                                                       "0 @I2@ INDI\n1 NAME\n1 NAME //\n"
+                                                       "0 @I3@ INDI\n"
+                                                       "0 INDI\n1 NAME Ann /Lee/\n"
+                                                       "0 @F3@ FAM\n"
+                                                       "0 HEAD\n");
+    const std::vector<std::string> expected = {
+        "Mary Smith (@I1@)", "Unnamed person (@I2@)", "@I3@ INDI", "Ann Lee (?)", "@F3@ FAM", "HEAD"};
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(recordLabel(document.record(i)), expected[i]);
+}
+
+TEST(ScannerTest, StatisticsAndOrder)
+{
+    const GedcomDocument document =
+        GedcomReader::read("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 DATE 1 JAN 2020\n"
+                           "0 @I1@ INDI\n1 NAME John /Smith/\n1 BIRT\n2 DATE 12 MAR 1890\n"
+                           "2 PLAC Leeds\n1 DEAT\n2 DATE 1880\n2 PLAC  \n"
+                           "garbage\n"
+                           "0 @I2@ INDI\n1 BIRT\n2 DATE abt 1850\n1 CHR\n2 DATE 1851\n"
+                           "0 @F1@ FAM\n1 MARR\n2 DATE 13/04/1880\n"
+                           "0 @S1@ SOUR\n0 @N1@ NOTE x\n0 TRLR\n");
+    const ScanResult result = Scanner::scan(document);
+    const TreeStats& stats = result.stats;
+    EXPECT_EQ(stats.people, 2u);
+    EXPECT_EQ(stats.families, 1u);
+    EXPECT_EQ(stats.sources, 1u);
+    EXPECT_EQ(stats.otherRecords, 1u);
+    EXPECT_EQ(stats.dates, 5u);
+    EXPECT_EQ(stats.places, 1u);
+    EXPECT_EQ(stats.lines, 24u);
+    EXPECT_EQ(stats.version, "GEDCOM 5.5.1");
+    EXPECT_EQ(stats.encoding, "UTF-8");
+    EXPECT_EQ(stats.numericOrder, NumericDateOrder::dayFirst);
+    EXPECT_EQ(stats.dateStyles, (std::vector<DateStyleCount>{{"Standard (12 MAR 1890)", 3},
+                                                             {"Numbers (03/12/1890)", 1},
+                                                             {"Words in lower case (abt. 1890)", 1}}));
+    // The checks' findings in the fixed order: file, date formats, impossible dates, missing
+    // details, links and records.
+    EXPECT_EQ(ids(result),
+              (std::vector<std::string>{"file-line-13", "date-16", "date-21", "date-styles", "imp-death-@I1@",
+                                        "miss-sex-@I1@", "miss-name-@I2@", "miss-sex-@I2@", "link-alone-@I1@",
+                                        "link-alone-@I2@", "link-emptyfam-@F1@", "link-unused-@S1@",
+                                        "link-unused-@N1@"}));
+
+    ScanOptions monthFirst;
+    monthFirst.numericOrder = NumericDateOrder::monthFirst;
+    EXPECT_EQ(Scanner::scan(document, monthFirst).stats.numericOrder, std::nullopt);
+}
+
+TEST(ScannerTest, FileFindings)
+{
+    const std::string longLine(130, 'x');
+    const GedcomDocument document =
+        GedcomReader::read("\xEF\xBB\xBF"
+                           "0 @I1@ INDI\n1 NAME Ann /Lee/\n" +
+                           longLine + "\n\xC3\xA9t\xC3\xA9 \xFF\nrubbish\n0 TRLR\n");
+    const ScanResult result = Scanner::scan(document);
+    ASSERT_EQ(ids(result, IssueCategory::file),
+              (std::vector<std::string>{"file-read-0", "file-line-3", "file-line-4", "file-line-5",
+                                        "file-nohead"}));
+    const Issue& note = result.issues[0];
+    EXPECT_EQ(note, (Issue{"file-read-0", IssueCategory::file, Severity::info, "How the file was read",
+                           "Some bytes weren\u2019t valid UTF-8 and were replaced with \uFFFD."}));
+    EXPECT_EQ(result.issues[1],
+              (Issue{"file-line-3",
+                     IssueCategory::file,
+                     Severity::info,
+                     "Unreadable line kept as is",
+                     "In Ann Lee (@I1@): \u201C" + std::string(120, 'x') + "\u201D. It is saved unchanged.",
+                     {"@I1@"}}));
+    EXPECT_EQ(result.issues[2].detail,
+              "In Ann Lee (@I1@): \u201C\u00E9t\u00E9 \uFFFD\u201D. It is saved unchanged.");
+    EXPECT_EQ(result.issues[4],
+              (Issue{"file-nohead", IssueCategory::file, Severity::warning, "No header",
+                     "The file has no HEAD record. Most programs still read it, but it may not be a "
+                     "GEDCOM file."}));
+    EXPECT_EQ(Scanner::scan(GedcomReader::read("Hello\n0 HEAD\n")).issues[0].detail,
+              "In the file: \u201CHello\u201D. It is saved unchanged.");
+    EXPECT_TRUE(Scanner::scan(GedcomReader::read("0 HEAD\n0 TRLR\n")).issues.empty());
+}
+
+TEST(ScannerTest, DateFindings)
+{
+    const GedcomDocument document = GedcomReader::read("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n"
+                                                       "0 @I1@ INDI\n1 NAME Mary /Smith/\n"
+                                                       "1 BIRT\n2 DATE 12  MAR 1890\n"
+                                                       "1 DEAT\n2 DATE 3/4/1890\n"
+                                                       "1 BURI\n2 DATE sometime in  spring\n"
+                                                       "1 EVEN\n2 DATE (a phrase)\n"
+                                                       "1 RESI\n2 DATE in (spring\n");
+    const ScanResult result = Scanner::scan(document);
+    const std::string context = "Mary Smith (@I1@) \u00B7 ";
+
+    const Issue* spaces = findIssue(result, "date-7");
+    ASSERT_NE(spaces, nullptr);
+    EXPECT_EQ(*spaces, (Issue{"date-7",
+                              IssueCategory::dateFormats,
+                              Severity::warning,
+                              "Date not in the standard form",
+                              context + "BIRT DATE: \u201C12  MAR 1890\u201D",
+                              {"@I1@"},
+                              Fix{"date-7",
+                                  "Write as \u201C12 MAR 1890\u201D",
+                                  {Edit{Edit::SetValue{7, "12  MAR 1890", "12 MAR 1890"}}},
+                                  {PreviewLine{context + "BIRT DATE", "12  MAR 1890", "12 MAR 1890"}},
+                                  false}}));
+
+    const Issue* twoWays = findIssue(result, "date-9");
+    ASSERT_NE(twoWays, nullptr);
+    EXPECT_EQ(twoWays->title, "Date reads two ways");
+    EXPECT_EQ(twoWays->severity, Severity::warning);
+    EXPECT_EQ(twoWays->detail,
+              context + "DEAT DATE: \u201C3/4/1890\u201D could be 3 APR 1890 or 4 MAR 1890. Choose Day "
+                        "first or Month first in Settings \u203A Checks to fix these.");
+    EXPECT_EQ(twoWays->fix, std::nullopt);
+
+    const Issue* words = findIssue(result, "date-11");
+    ASSERT_NE(words, nullptr);
+    EXPECT_EQ(words->title, "Not a date Kinloom can read");
+    EXPECT_EQ(words->severity, Severity::info);
+    EXPECT_EQ(words->detail,
+              context + "BURI DATE: \u201Csometime in  spring\u201D. GEDCOM keeps words like this in "
+                        "brackets as a date phrase.");
+    ASSERT_TRUE(words->fix);
+    EXPECT_EQ(words->fix->title, "Keep as a date phrase \u201C(sometime in spring)\u201D");
+    EXPECT_TRUE(words->fix->needsReview);
+    EXPECT_EQ(words->fix->edits,
+              (std::vector<Edit>{Edit{Edit::SetValue{11, "sometime in  spring", "(sometime in spring)"}}}));
+
+    EXPECT_EQ(findIssue(result, "date-13"), nullptr);
+    const Issue* bracket = findIssue(result, "date-15");
+    ASSERT_NE(bracket, nullptr);
+    EXPECT_EQ(bracket->fix, std::nullopt);
+
+    // No phrase fix in GEDCOM 7; nothing in the header is counted.
+    const ScanResult seven = Scanner::scan(GedcomReader::read("0 HEAD\n1 GEDC\n2 VERS 7.0\n1 DATE nonsense\n"
+                                                              "0 @I1@ INDI\n1 BIRT\n2 DATE sometime\n"));
+    ASSERT_NE(findIssue(seven, "date-7"), nullptr);
+    EXPECT_EQ(findIssue(seven, "date-7")->fix, std::nullopt);
+    EXPECT_EQ(findIssue(seven, "date-4"), nullptr);
+    EXPECT_EQ(seven.stats.dates, 1u);
+}
+
+TEST(ScannerTest, ImpossibleDatesOfOnePerson)
+{
+    const GedcomDocument document =
+        GedcomReader::read("0 HEAD\n0 @I1@ INDI\n1 NAME A /B/\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1899\n"
+                           "0 @I2@ INDI\n1 DEAT\n2 DATE 1900\n1 BURI\n2 DATE 1899\n"
+                           "0 @I3@ INDI\n1 BIRT\n2 DATE 1900\n1 BAPM\n2 DATE 1899\n"
+                           "0 @I4@ INDI\n1 BIRT\n2 DATE 1900\n1 CHR\n2 DATE 1901\n1 BAPM\n2 DATE 1899\n"
+                           "0 @I5@ INDI\n1 BIRT\n2 DATE 1800\n1 DEAT\n2 DATE 1922\n"
+                           "0 @I6@ INDI\n1 BIRT\n2 DATE 1800\n1 DEAT\n2 DATE 1920\n"
+                           "0 @I7@ INDI\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1900\n"
+                           "0 @I8@ INDI\n1 BIRT\n2 DATE AFT 1900\n1 DEAT\n2 DATE BEF 1800\n");
+    const ScanResult result = Scanner::scan(document);
+    EXPECT_EQ(ids(result, IssueCategory::impossibleDates),
+              (std::vector<std::string>{"imp-death-@I1@", "imp-burial-@I2@", "imp-chr-@I3@", "imp-age-@I5@",
+                                        "imp-death-@I8@"}));
+    EXPECT_EQ(result.issues[0],
+              (Issue{"imp-death-@I1@",
+                     IssueCategory::impossibleDates,
+                     Severity::error,
+                     "Died before being born",
+                     "A B (@I1@): born 1900, died 1899. Check the dates in your family-tree program "
+                     "or sources.",
+                     {"@I1@"}}));
+    EXPECT_EQ(result.issues[3].title, "Lived over 120 years");
+    EXPECT_EQ(result.issues[3].severity, Severity::warning);
+
+    ScanOptions shorter;
+    shorter.maxLifespan = 100;
+    EXPECT_EQ(Scanner::scan(document, shorter).issues[3].title, "Lived over 100 years");
+    EXPECT_EQ(Scanner::scan(GedcomReader::read("0 HEAD\n0 TRLR\n")).issues, std::vector<Issue>{});
+}
+
+TEST(ScannerTest, SameResultOnOneThreadOrTwo)
+{
+    for (const std::string& text : {SampleTree::sampleText(), SampleTree::syntheticText(2000, 3)}) {
+        const GedcomDocument document = GedcomReader::read(text);
+        const ScanResult one = Scanner::scan(document, {}, 1);
+        EXPECT_FALSE(one.issues.empty());
+        EXPECT_EQ(Scanner::scan(document, {}, 2), one);
+        EXPECT_EQ(Scanner::scan(document), one);
+    }
+}

@@ -1,0 +1,133 @@
+#include "document/Files.h"
+
+#include "document/SaveError.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <unistd.h>
+
+using namespace kinloom;
+
+namespace {
+
+class FilesTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_folder =
+            std::filesystem::temp_directory_path() / ("kinloom-files-test-" + std::to_string(getpid()));
+        std::filesystem::create_directories(m_folder);
+    }
+    void TearDown() override
+    {
+        std::filesystem::permissions(m_folder, std::filesystem::perms::owner_all);
+        std::filesystem::remove_all(m_folder);
+    }
+
+    std::string contents(const std::filesystem::path& path)
+    {
+        std::string error;
+        return Files::readFile(path.string(), error).value_or("<unreadable>");
+    }
+
+    /// Everything in the folder, so a test can see that nothing stray was left.
+    std::vector<std::string> listing()
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    std::filesystem::path m_folder;
+};
+
+} // namespace
+
+TEST_F(FilesTest, SaveErrorTexts)
+{
+    EXPECT_EQ(SaveError{SaveError::Exists{"Smith (tidied).ged"}}.description(),
+              "\u201CSmith (tidied).ged\u201D already exists. Choose a new name: the original and other "
+              "files are never "
+              "overwritten.");
+    EXPECT_EQ(SaveError{SaveError::SameAsOriginal{}}.description(),
+              "That\u2019s the file you opened. Choose a new name: the original is never changed.");
+    EXPECT_NE(SaveError{SaveError::Exists{"a"}}, SaveError{SaveError::Exists{"b"}});
+}
+
+TEST_F(FilesTest, FreeNamesCountFromTwo)
+{
+    EXPECT_EQ(Files::freeName(m_folder, "Smith (tidied)", "ged"), m_folder / "Smith (tidied).ged");
+    ASSERT_EQ(Files::writeNewFile((m_folder / "Smith (tidied).ged").string(), "1"), std::nullopt);
+    EXPECT_EQ(Files::freeName(m_folder, "Smith (tidied)", "ged"), m_folder / "Smith (tidied) 2.ged");
+    ASSERT_EQ(Files::writeNewFile((m_folder / "Smith (tidied) 2.ged").string(), "2"), std::nullopt);
+    // A dangling link takes its name too.
+    std::filesystem::create_symlink(m_folder / "nowhere", m_folder / "Smith (tidied) 3.ged");
+    EXPECT_EQ(Files::freeName(m_folder, "Smith (tidied)", "ged"), m_folder / "Smith (tidied) 4.ged");
+    EXPECT_EQ(Files::baseName("Smith.family.ged"), "Smith.family");
+    EXPECT_EQ(Files::baseName("Smith"), "Smith");
+    EXPECT_EQ(Files::fileName("/a/b/Smith.ged"), "Smith.ged");
+}
+
+TEST_F(FilesTest, SameFileThroughLinksAndDots)
+{
+    const auto original = m_folder / "Smith.ged";
+    ASSERT_EQ(Files::writeNewFile(original.string(), "0 HEAD\n"), std::nullopt);
+    std::filesystem::create_symlink(original, m_folder / "link.ged");
+    std::filesystem::create_directory_symlink(m_folder, m_folder / "here");
+    EXPECT_TRUE(Files::isSameFile(m_folder / "link.ged", original));
+    EXPECT_TRUE(Files::isSameFile(m_folder / "here" / "." / "Smith.ged", original));
+    EXPECT_FALSE(Files::isSameFile(m_folder / "Smith (tidied).ged", original));
+}
+
+TEST_F(FilesTest, WritingNeverReplacesAFile)
+{
+    const auto path = m_folder / "Smith.ged";
+    ASSERT_EQ(Files::writeNewFile(path.string(), "original"), std::nullopt);
+    EXPECT_EQ(Files::writeNewFile(path.string(), "new"),
+              SaveError{SaveError::Exists{"Smith.ged"}}.description());
+    EXPECT_EQ(contents(path), "original");
+
+    // Also not through a link, nor a dangling link's target.
+    std::filesystem::create_symlink(path, m_folder / "link.ged");
+    EXPECT_NE(Files::writeNewFile((m_folder / "link.ged").string(), "new"), std::nullopt);
+    std::filesystem::create_symlink(m_folder / "target.ged", m_folder / "dangling.ged");
+    EXPECT_NE(Files::writeNewFile((m_folder / "dangling.ged").string(), "new"), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "target.ged"));
+    EXPECT_EQ(contents(path), "original");
+    EXPECT_EQ(listing(), (std::vector<std::string>{"Smith.ged", "dangling.ged", "link.ged"}));
+}
+
+TEST_F(FilesTest, FailuresLeaveNothingBehind)
+{
+    EXPECT_EQ(Files::writeNewFile((m_folder / "missing" / "x.ged").string(), "x"),
+              "No such file or directory");
+    if (geteuid() != 0) {
+        std::filesystem::permissions(m_folder,
+                                     std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+        EXPECT_EQ(Files::writeNewFile((m_folder / "x.ged").string(), "x"), "Permission denied");
+        std::filesystem::permissions(m_folder, std::filesystem::perms::owner_all);
+    }
+    EXPECT_TRUE(listing().empty());
+
+    std::string error;
+    EXPECT_EQ(Files::readFile((m_folder / "none.ged").string(), error), std::nullopt);
+    EXPECT_EQ(error, "No such file or directory");
+}
+
+TEST_F(FilesTest, LargeFilesReadWhole)
+{
+    // Large files take another path through the page cache; their bytes must be the same.
+    std::string bytes(40u << 20, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i * 7 + (i >> 13));
+    const auto path = m_folder / "large.ged";
+    ASSERT_EQ(Files::writeNewFile(path.string(), bytes), std::nullopt);
+    std::string error;
+    const auto read = Files::readFile(path.string(), error);
+    ASSERT_TRUE(read);
+    EXPECT_TRUE(*read == bytes);
+}

@@ -1,0 +1,312 @@
+#include "document/GedcomReader.h"
+
+#include "document/TextEncoding.h"
+
+#include <array>
+#include <limits>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace kinloom {
+namespace {
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+/// The first line feed or carriage return at or after `p`, or `end`.
+const char* nextBreak(const char* p, const char* end)
+{
+#ifdef __SSE2__
+    const __m128i lf = _mm_set1_epi8('\n');
+    const __m128i cr = _mm_set1_epi8('\r');
+    for (; end - p >= 16; p += 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const int mask =
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr)));
+        if (mask != 0)
+            return p + __builtin_ctz(static_cast<unsigned>(mask));
+    }
+#endif
+    while (p < end && *p != '\n' && *p != '\r')
+        ++p;
+    return p;
+}
+
+/// How many line feeds and carriage returns the text holds: an upper bound on its lines, less one.
+std::size_t countBreakBytes(std::string_view text)
+{
+    std::size_t count = 0;
+    const char* p = text.data();
+    const char* end = p + text.size();
+#ifdef __SSE2__
+    const __m128i lf = _mm_set1_epi8('\n');
+    const __m128i cr = _mm_set1_epi8('\r');
+    for (; end - p >= 16; p += 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const int mask =
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr)));
+        count += static_cast<std::size_t>(__builtin_popcount(static_cast<unsigned>(mask)));
+    }
+#endif
+    for (; p < end; ++p)
+        count += (*p == '\n' || *p == '\r');
+    return count;
+}
+
+/// Walks text line by line, counting the kinds of break.
+class LineScanner
+{
+public:
+    explicit LineScanner(std::string_view text) : m_p(text.data()), m_end(text.data() + text.size()) {}
+
+    bool next(std::string_view& line)
+    {
+        if (m_p == m_end)
+            return false;
+        const char* stop = nextBreak(m_p, m_end);
+        line = std::string_view(m_p, static_cast<std::size_t>(stop - m_p));
+        if (stop == m_end) {
+            m_endsWithNewline = false;
+            m_p = stop;
+        } else if (*stop == '\n') {
+            ++lf;
+            m_endsWithNewline = true;
+            m_p = stop + 1;
+        } else if (stop + 1 < m_end && stop[1] == '\n') {
+            ++crlf;
+            m_endsWithNewline = true;
+            m_p = stop + 2;
+        } else {
+            ++cr;
+            m_endsWithNewline = true;
+            m_p = stop + 1;
+        }
+        return true;
+    }
+
+    [[nodiscard]] bool endsWithNewline() const { return m_endsWithNewline; }
+
+    std::size_t lf = 0;
+    std::size_t crlf = 0;
+    std::size_t cr = 0;
+
+private:
+    const char* m_p;
+    const char* m_end;
+    bool m_endsWithNewline = false;
+};
+
+// Offsets of a record's lines are kept in 32 bits from their chunk's start; a new chunk begins
+// before a record would start beyond this, so texts of any size read.
+constexpr std::size_t maxChunkSpan = std::size_t{1} << 31;
+
+class TreeBuilder
+{
+public:
+    TreeBuilder(GedcomDocument& document, std::shared_ptr<const std::string> text)
+        : m_document(document), m_text(std::move(text))
+    {
+        startChunk(m_text->data(), countBreakBytes(*m_text) + 1);
+    }
+
+    void add(std::string_view line)
+    {
+        ++m_lastID;
+        const std::optional<detail::LineFields> fields = detail::parseLineFields(line);
+        if (!fields) {
+            if (m_depth == 0)
+                startRecord(line.data());
+            detail::NodeSlot slot = lineSlot(line);
+            slot.flags = detail::NodeSlot::Malformed;
+            m_chunk->slots.push_back(slot);
+            return;
+        }
+        while (m_depth > 0 && m_open[m_depth - 1].level >= fields->level)
+            close();
+        if (m_depth == 0)
+            startRecord(line.data());
+        detail::NodeSlot slot = lineSlot(line);
+        if (fields->xrefLength > 0)
+            slot.flags |= detail::NodeSlot::HasXref;
+        if (fields->tagStart <= std::numeric_limits<std::uint16_t>::max() &&
+            fields->tagLength <= std::numeric_limits<std::uint8_t>::max()) {
+            slot.tagStart = static_cast<std::uint16_t>(fields->tagStart);
+            slot.tagLength = static_cast<std::uint8_t>(fields->tagLength);
+        } else {
+            slot.flags |= detail::NodeSlot::LongFields;
+        }
+        m_open[m_depth++] = {fields->level, static_cast<std::uint32_t>(m_chunk->slots.size())};
+        m_chunk->slots.push_back(slot);
+    }
+
+    /// Closes what is open and hands the records to the document; returns the number of lines.
+    std::int64_t finish()
+    {
+        while (m_depth > 0)
+            close();
+        m_document.appendChunk(std::move(m_chunk), m_roots);
+        return m_lastID;
+    }
+
+private:
+    struct Open
+    {
+        int level;
+        std::uint32_t index;
+    };
+
+    void close()
+    {
+        const Open open = m_open[--m_depth];
+        m_chunk->slots[open.index].size = static_cast<std::uint32_t>(m_chunk->slots.size() - open.index);
+    }
+
+    void startRecord(const char* lineStart)
+    {
+        if (static_cast<std::size_t>(lineStart - m_chunk->base) >= maxChunkSpan) {
+            m_document.appendChunk(std::move(m_chunk), m_roots);
+            m_roots.clear();
+            startChunk(lineStart, 0);
+        }
+        m_roots.push_back(static_cast<std::uint32_t>(m_chunk->slots.size()));
+    }
+
+    void startChunk(const char* base, std::size_t expectedLines)
+    {
+        auto chunk = std::make_shared<detail::NodeChunk>();
+        chunk->text = m_text;
+        chunk->base = base;
+        chunk->consecutiveIDs = true;
+        chunk->slots.reserve(expectedLines);
+        m_chunk = std::move(chunk);
+    }
+
+    detail::NodeSlot lineSlot(std::string_view line) const
+    {
+        detail::NodeSlot slot;
+        slot.id = m_lastID;
+        slot.offset = static_cast<std::uint32_t>(line.data() - m_chunk->base);
+        slot.length = static_cast<std::uint32_t>(line.size());
+        return slot;
+    }
+
+    GedcomDocument& m_document;
+    std::shared_ptr<const std::string> m_text;
+    std::shared_ptr<detail::NodeChunk> m_chunk;
+    std::vector<std::uint32_t> m_roots; ///< first slots of the chunk's records
+    // Open levels strictly increase from the bottom, and levels are at most 99.
+    std::array<Open, 100> m_open{};
+    std::size_t m_depth = 0;
+    std::int64_t m_lastID = 0;
+};
+
+} // namespace
+
+namespace detail {
+
+std::optional<LineFields> parseLineFields(std::string_view line)
+{
+    const std::size_t n = line.size();
+    std::size_t i = 0;
+    while (i < n && (line[i] == ' ' || line[i] == '\t'))
+        ++i;
+    LineFields fields;
+    std::size_t digits = 0;
+    while (i < n && isDigit(line[i]) && digits < 3) {
+        fields.level = fields.level * 10 + (line[i] - '0');
+        ++i;
+        ++digits;
+    }
+    if (digits == 0 || digits > 2 || i == n || line[i] != ' ')
+        return std::nullopt;
+    while (i < n && line[i] == ' ')
+        ++i;
+    if (i < n && line[i] == '@') {
+        const std::size_t close = line.find('@', i + 1);
+        if (close == std::string_view::npos || close - i + 1 < 3 || close + 1 >= n || line[close + 1] != ' ')
+            return std::nullopt;
+        fields.xrefStart = static_cast<std::uint32_t>(i);
+        fields.xrefLength = static_cast<std::uint32_t>(close - i + 1);
+        i = close + 1;
+        while (i < n && line[i] == ' ')
+            ++i;
+    }
+    const std::size_t tagStart = i;
+    while (i < n && line[i] != ' ')
+        ++i;
+    if (i == tagStart)
+        return std::nullopt;
+    fields.tagStart = static_cast<std::uint32_t>(tagStart);
+    fields.tagLength = static_cast<std::uint32_t>(i - tagStart);
+    fields.hasValue = i < n;
+    return fields;
+}
+
+} // namespace detail
+
+namespace GedcomReader {
+
+std::optional<Line> parseLine(std::string_view line)
+{
+    const std::optional<detail::LineFields> fields = detail::parseLineFields(line);
+    if (!fields)
+        return std::nullopt;
+    Line result;
+    result.level = fields->level;
+    if (fields->xrefLength > 0)
+        result.xref = std::string(line.substr(fields->xrefStart, fields->xrefLength));
+    result.tag = std::string(line.substr(fields->tagStart, fields->tagLength));
+    if (fields->hasValue)
+        result.value = std::string(line.substr(fields->tagStart + fields->tagLength + 1));
+    return result;
+}
+
+SplitText splitLines(std::string_view text)
+{
+    SplitText split;
+    LineScanner scanner(text);
+    std::string_view line;
+    while (scanner.next(line))
+        split.lines.push_back(line);
+    split.lf = scanner.lf;
+    split.crlf = scanner.crlf;
+    split.cr = scanner.cr;
+    split.endsWithNewline = scanner.endsWithNewline();
+    return split;
+}
+
+std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr)
+{
+    if (crlf > 0 && crlf >= lf && crlf >= cr)
+        return "\r\n";
+    if (lf < cr)
+        return "\r";
+    return "\n";
+}
+
+GedcomDocument read(std::string bytes)
+{
+    TextEncodings::DecodedText decoded = TextEncodings::decode(std::move(bytes));
+    GedcomDocument document;
+    document.encoding = decoded.encoding;
+    document.hasBOM = decoded.hasBOM;
+    document.readNotes = std::move(decoded.notes);
+
+    auto text = std::make_shared<const std::string>(std::move(decoded.text));
+    TreeBuilder builder(document, text);
+    LineScanner scanner(*text);
+    std::string_view line;
+    while (scanner.next(line))
+        builder.add(line);
+    document.nextID = builder.finish() + 1;
+    document.lineEnding = std::string(chooseLineEnding(scanner.lf, scanner.crlf, scanner.cr));
+    document.endsWithNewline = scanner.endsWithNewline();
+    return document;
+}
+
+} // namespace GedcomReader
+} // namespace kinloom

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "document/GedcomDocument.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kinloom::GedcomReader {
+
+/// One parsed line.
+struct Line
+{
+    int level = 0;
+    std::optional<std::string> xref;
+    std::string tag;
+    std::optional<std::string> value;
+
+    bool operator==(const Line&) const = default;
+};
+
+/// A line (without its break) parsed by the line grammar, or none when it does not follow it.
+[[nodiscard]] std::optional<Line> parseLine(std::string_view line);
+
+/// Reads a file's bytes into a document. Never fails: unparseable lines are kept as malformed
+/// nodes and decoding problems become reading notes.
+[[nodiscard]] GedcomDocument read(std::string bytes);
+
+/// Text split into lines at LF, CRLF and CR, with the breaks counted by kind.
+struct SplitText
+{
+    std::vector<std::string_view> lines;
+    std::size_t lf = 0;
+    std::size_t crlf = 0;
+    std::size_t cr = 0;
+    bool endsWithNewline = false;
+};
+[[nodiscard]] SplitText splitLines(std::string_view text);
+
+/// The line ending a file is written with, chosen from its counts of breaks.
+[[nodiscard]] std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr);
+
+} // namespace kinloom::GedcomReader
+
+namespace kinloom::detail {
+
+/// Where the parts of a well-formed line sit, as offsets into the line.
+struct LineFields
+{
+    int level = 0;
+    std::uint32_t xrefStart = 0;
+    std::uint32_t xrefLength = 0; ///< zero when the line has no xref
+    std::uint32_t tagStart = 0;
+    std::uint32_t tagLength = 0;
+    bool hasValue = false; ///< the value starts one past the tag and runs to the end of the line
+};
+
+/// The line grammar, on bytes; none for a malformed line.
+[[nodiscard]] std::optional<LineFields> parseLineFields(std::string_view line);
+
+} // namespace kinloom::detail

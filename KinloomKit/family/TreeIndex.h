@@ -1,0 +1,166 @@
+#pragma once
+
+#include "document/GedcomDocument.h"
+#include "family/GedcomDates.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kinloom {
+
+// The index refers into the text of the document it was built from: it must not outlive it.
+
+/// One NAME line of a person.
+struct PersonName
+{
+    std::int64_t nodeID = 0;
+    std::string_view value; ///< as written; empty when the line has none
+    std::string_view given; ///< trimmed
+    std::optional<std::string_view>
+        surname;             ///< between the slashes, trimmed; absent when blank or not marked
+    std::string_view suffix; ///< after the second slash, trimmed
+
+    bool operator==(const PersonName&) const = default;
+};
+
+/// One event or fact line of a person or family, with its first DATE and PLAC. Kept small (the
+/// lines are reached through the event's own line), as a large tree has millions.
+struct EventFact
+{
+    NodeView node;
+    std::uint32_t dateOffset = 0;  ///< slots from the event's line to its DATE line; 0 when none
+    std::uint32_t placeOffset = 0; ///< slots from the event's line to its PLAC line; 0 when none
+    double low = std::numeric_limits<double>::quiet_NaN();  ///< of the date's range; NaN when open or unread
+    double high = std::numeric_limits<double>::quiet_NaN(); ///< of the date's range; NaN when open or unread
+
+    [[nodiscard]] std::string_view tag() const { return node.tag(); }
+    [[nodiscard]] std::int64_t nodeID() const { return node.id(); }
+    [[nodiscard]] std::optional<std::string_view> date() const { return valueAt(dateOffset); }
+    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idAt(dateOffset); }
+    [[nodiscard]] std::optional<std::string_view> place() const { return valueAt(placeOffset); }
+    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const { return idAt(placeOffset); }
+    /// The date's range, when the date can be read.
+    [[nodiscard]] std::optional<DateRange> range() const;
+
+private:
+    [[nodiscard]] std::optional<std::string_view> valueAt(std::uint32_t offset) const
+    {
+        return offset ? std::optional<std::string_view>(node.at(offset).value().value_or(std::string_view()))
+                      : std::nullopt;
+    }
+    [[nodiscard]] std::optional<std::int64_t> idAt(std::uint32_t offset) const
+    {
+        return offset ? std::optional<std::int64_t>(node.at(offset).id()) : std::nullopt;
+    }
+};
+
+/// A FAMC or FAMS line whose value is a pointer.
+struct FamilyLink
+{
+    std::string_view family;
+    std::int64_t nodeID = 0;
+
+    bool operator==(const FamilyLink&) const = default;
+};
+
+/// A HUSB, WIFE or CHIL line of a family whose value is a pointer.
+struct MemberLink
+{
+    std::string_view tag;
+    std::string_view target;
+    std::int64_t nodeID = 0;
+
+    bool operator==(const MemberLink&) const = default;
+};
+
+struct Person
+{
+    std::string_view xref;
+    NodeView record;
+    std::span<const PersonName> names;
+    std::span<const EventFact> events;
+    std::span<const FamilyLink> famc;
+    std::span<const FamilyLink> fams;
+    std::uint32_t sexOffset = 0; ///< slots from the record's line to its first SEX line; 0 when none
+    int sourceCount = 0;
+
+    [[nodiscard]] std::int64_t nodeID() const { return record.id(); }
+    /// The first SEX value, trimmed and upper-cased.
+    [[nodiscard]] std::optional<std::string> sex() const;
+    /// That value as written.
+    [[nodiscard]] std::optional<std::string_view> sexValue() const;
+    [[nodiscard]] std::optional<std::int64_t> sexNodeID() const;
+    /// The first event with this tag, if any.
+    [[nodiscard]] const EventFact* event(std::string_view tag) const;
+};
+
+struct Family
+{
+    std::string_view xref;
+    NodeView record;
+    std::optional<std::string_view> husband;
+    std::optional<std::string_view> wife;
+    std::span<const std::string_view> children;
+    std::span<const EventFact> events;
+    std::span<const MemberLink> links; ///< every HUSB, WIFE and CHIL pointer in order, repeats included
+
+    [[nodiscard]] std::int64_t nodeID() const { return record.id(); }
+};
+
+/// People and families of a document, looked up by xref and listed in file order. Copies share
+/// the lists that people and families point into.
+class TreeIndex
+{
+public:
+    std::vector<Person> people;                   ///< in file order
+    std::vector<Family> families;                 ///< in file order
+    std::vector<std::string_view> duplicateXrefs; ///< carried by more than one record, each listed once
+    bool v7 = false;
+
+    // What the tree holds, for the overview: top-level records by kind, the DATE and PLAC lines
+    // outside the header that hold something, and every line, unreadable ones included.
+    std::size_t sourceRecords = 0;
+    std::size_t otherRecords = 0; ///< records with an xref that are not people, families or sources
+    std::size_t dateValues = 0;
+    std::size_t placeValues = 0;
+    std::size_t lines = 0;
+
+    [[nodiscard]] const Person* person(std::string_view xref) const;
+    [[nodiscard]] const Family* family(std::string_view xref) const;
+    /// The tag of the record that carries the xref (the first one, when several do).
+    [[nodiscard]] std::optional<std::string_view> recordTag(std::string_view xref) const;
+
+    /// Builds the index; dates are read with this numeric order. `threads` 0 uses up to two cores;
+    /// the result is the same for any number.
+    [[nodiscard]] static TreeIndex build(const GedcomDocument& document,
+                                         NumericDateOrder order = NumericDateOrder::automatic,
+                                         unsigned threads = 0);
+
+    /// Whether a value names a record: "@X1@", with no "@" or blank inside and not "@#…".
+    [[nodiscard]] static bool isPointer(std::string_view value);
+
+    /// Whether a tag is one of the person and family events and facts.
+    [[nodiscard]] static bool isEventTag(std::string_view tag);
+
+    struct Storage;
+
+private:
+    std::shared_ptr<const Storage> m_storage;
+};
+
+/// Given names, surname and suffix joined by blanks.
+[[nodiscard]] std::string displayName(const PersonName& name);
+/// The first name's display name, or "Unnamed person".
+[[nodiscard]] std::string displayName(const Person& person);
+
+/// A NAME value split into given names, surname and suffix.
+[[nodiscard]] PersonName splitName(std::string_view value);
+
+} // namespace kinloom

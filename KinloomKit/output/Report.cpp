@@ -1,0 +1,146 @@
+#include "output/Report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+namespace kinloom::Report {
+namespace {
+
+std::string joinLines(const std::vector<std::string>& lines)
+{
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line;
+        text += '\n';
+    }
+    return text;
+}
+
+/// "1 change", "2 changes": the singular only for exactly one.
+std::string counted(std::size_t count, const std::string& singular, const std::string& plural)
+{
+    return std::to_string(count) + " " + (count == 1 ? singular : plural);
+}
+
+/// Adds a text that may run over several lines, each indented.
+void addIndented(std::vector<std::string>& lines, const std::string& text, const std::string& indent)
+{
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(indent + text.substr(start, end - start));
+        start = end + 1;
+    }
+}
+
+} // namespace
+
+std::string formatDate(std::chrono::system_clock::time_point date)
+{
+    static const char* const months[] = {"January",   "February", "March",    "April",
+                                         "May",       "June",     "July",     "August",
+                                         "September", "October",  "November", "December"};
+    const std::time_t time = std::chrono::system_clock::to_time_t(date);
+    std::tm local{};
+    localtime_r(&time, &local);
+    char clock[8];
+    std::snprintf(clock, sizeof clock, "%02d:%02d", local.tm_hour % 24, local.tm_min % 60);
+    return std::to_string(local.tm_mday) + " " + months[local.tm_mon % 12] + " " +
+           std::to_string(local.tm_year + 1900) + ", " + clock;
+}
+
+std::string changeLogText(const std::vector<ChangeEntry>& entries, const std::string& originalName,
+                          const std::string& copyName, std::chrono::system_clock::time_point saveDate,
+                          const std::optional<std::string>& note)
+{
+    std::vector<std::string> lines = {
+        "# Kinloom change log",
+        "Original: " + originalName + " (not changed)",
+        "Cleaned copy: " + copyName,
+        "Saved " + formatDate(saveDate) + ". " + counted(entries.size(), "change", "changes") + ".",
+    };
+    if (note)
+        lines.push_back(*note);
+    if (entries.empty()) {
+        lines.emplace_back();
+        lines.emplace_back("No changes: the copy has the same content as the original.");
+    }
+    for (const ChangeEntry& entry : entries) {
+        lines.emplace_back();
+        lines.push_back("## " + std::to_string(entry.id) + ". " + entry.title);
+        for (const std::string& line : entry.lines)
+            lines.push_back("    " + line);
+    }
+    return joinLines(lines);
+}
+
+// Findings report layout, in step with the change log: an empty line before every "## " heading
+// (the category's title and its number of findings); within a section, each issue is an empty line
+// then "Severity: title", with its detail and its fix indented by two blanks beneath it so that a
+// long report still reads issue by issue. Findings keep the scanner's order within their category.
+std::string reportText(const ScanResult& result, const std::string& fileName,
+                       std::chrono::system_clock::time_point scanDate)
+{
+    const TreeStats& stats = result.stats;
+    std::size_t errors = 0, warnings = 0, notes = 0, fixable = 0;
+    for (const Issue& issue : result.issues) {
+        switch (issue.severity) {
+        case Severity::error:
+            ++errors;
+            break;
+        case Severity::warning:
+            ++warnings;
+            break;
+        case Severity::info:
+            ++notes;
+            break;
+        }
+        if (issue.fix)
+            ++fixable;
+    }
+
+    std::vector<std::string> lines = {
+        "# Kinloom report: " + fileName,
+        "Scanned " + formatDate(scanDate) + ". " + stats.version + ", " + stats.encoding + ", " +
+            std::to_string(stats.lines) + " lines.",
+        counted(stats.people, "person", "people") + ", " + counted(stats.families, "family", "families") +
+            ", " + counted(stats.sources, "source", "sources") + ", " +
+            counted(stats.dates, "date", "dates") + ", " +
+            counted(stats.places, "place name", "place names") + ".",
+        "Found " + counted(errors, "error", "errors") + ", " + counted(warnings, "warning", "warnings") +
+            " and " + counted(notes, "note", "notes") + "; " + std::to_string(fixable) +
+            " can be fixed by Kinloom.",
+    };
+
+    if (result.issues.empty()) {
+        lines.emplace_back();
+        lines.emplace_back("No problems found.");
+    }
+    for (const IssueCategory category : allIssueCategories) {
+        const auto inCategory = [category](const Issue& issue) { return issue.category == category; };
+        const auto count = std::count_if(result.issues.begin(), result.issues.end(), inCategory);
+        if (count == 0)
+            continue;
+        lines.emplace_back();
+        lines.push_back("## " + std::string(title(category)) + " (" + std::to_string(count) + ")");
+        for (const Issue& issue : result.issues) {
+            if (!inCategory(issue))
+                continue;
+            lines.emplace_back();
+            lines.push_back(std::string(title(issue.severity)) + ": " + issue.title);
+            if (!issue.detail.empty())
+                addIndented(lines, issue.detail, "  ");
+            if (issue.fix)
+                lines.push_back("  Fix: " + issue.fix->title +
+                                (issue.fix->needsReview ? " (check before applying)" : ""));
+        }
+    }
+
+    lines.emplace_back();
+    lines.emplace_back("This report was made on this computer by Kinloom; the file was not changed or sent "
+                       "anywhere.");
+    return joinLines(lines);
+}
+
+} // namespace kinloom::Report
