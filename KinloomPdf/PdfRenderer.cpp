@@ -1,6 +1,7 @@
 #include "KinloomPdf/PdfRenderer.h"
 
 #include <QBuffer>
+#include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QPageLayout>
@@ -110,12 +111,17 @@ std::string render(std::string_view text, std::string_view title)
     QPainter painter(&writer);
     int page = 1;
     qreal y = 0; // from the top of the text frame, in device units
+    const TextStyle& footer = styles[std::size_t(TextRole::footer)];
+    const QFontMetricsF footerMetrics(footer.font, &writer);
     const auto finishPage = [&] {
-        const TextStyle& footer = styles[std::size_t(TextRole::footer)];
+        // A title too long for one line loses its middle, never the page number.
+        const QString number = QStringLiteral(" \u00B7 page ") + QString::number(page);
+        const QString shownTitle =
+            footerMetrics.elidedText(footerTitle, Qt::ElideMiddle,
+                                     frameWidth * unitsPerPoint - footerMetrics.horizontalAdvance(number));
         painter.setFont(footer.font);
         painter.setPen(footer.colour);
-        painter.drawText(QPointF(frameLeft, footerBaseline) * unitsPerPoint,
-                         footerTitle + QStringLiteral(" \u00B7 page ") + QString::number(page));
+        painter.drawText(QPointF(frameLeft, footerBaseline) * unitsPerPoint, shownTitle + number);
     };
     for (const QString& line : lines) {
         const TextStyle& style = styles[std::size_t(lineRole(line))];
@@ -144,6 +150,11 @@ std::string render(std::string_view text, std::string_view title)
             const QTextLine textLine = layout.lineAt(i);
             // A line that does not fit whole goes to the next page; a page takes at least one line.
             if (y > 0 && y + textLine.height() > frameHeight * unitsPerPoint) {
+                // A blank line that does not fit ends the page instead of opening the next one.
+                if (blanks == shown.size()) {
+                    y = frameHeight * unitsPerPoint;
+                    break;
+                }
                 finishPage();
                 writer.newPage();
                 painter.setPen(style.colour);

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFontInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -59,6 +60,19 @@ QStringList pageTexts(const QString& path)
             .split(u'\f');
     pages.removeLast(); // after the last page's form feed
     return pages;
+}
+
+/// The height from the top of the page at which each page's first word begins, in points.
+QList<qreal> firstWordTops(const QString& path)
+{
+    const QString boxes =
+        poppler(QStringLiteral("pdftotext"), {QStringLiteral("-bbox"), path, QStringLiteral("-")});
+    static const QRegularExpression firstWord(
+        QString::fromLatin1(R"re(<page[^>]*>\s*<word xMin="[0-9.]+" yMin="([0-9.]+)")re"));
+    QList<qreal> tops;
+    for (auto match = firstWord.globalMatch(boxes); match.hasNext();)
+        tops.append(match.next().captured(1).toDouble());
+    return tops;
 }
 
 /// Non-empty lines, each with its blanks collapsed.
@@ -198,10 +212,31 @@ TEST_F(PdfRendererTest, FlowsOverPagesWithFooters)
     // Every line is whole on one page, in order.
     expectSameText(path, text, QStringLiteral("Kinloom report: Long.ged"));
 
+    // Blank lines separate lines but never open a page: every page's text begins at the top of
+    // the frame, and blank lines at the end add no page of their own.
+    std::string spaced;
+    for (int i = 1; i <= 100; ++i)
+        spaced += "Line " + std::to_string(i) + "\n\n";
+    spaced += std::string(100, '\n');
+    const QString spacedPath = save(PdfRenderer::render(spaced, "Kinloom report: Spaced.ged"), "spaced.pdf");
+    const QList<qreal> tops = firstWordTops(spacedPath);
+    ASSERT_GE(tops.size(), 3);
+    for (const qreal top : tops)
+        EXPECT_NEAR(top, tops[0], 0.01);
+    EXPECT_GT(wordLines(pageTexts(spacedPath).last()).size(), 1);
+
     const QStringList empty =
         pageTexts(save(PdfRenderer::render("", "Kinloom report: Empty.ged"), "empty.pdf"));
     ASSERT_EQ(empty.size(), 1);
     EXPECT_EQ(wordLines(empty[0]), QStringList({"Kinloom report: Empty.ged \u00B7 page 1"}));
+
+    // A title too long for the footer loses its middle, never the page number.
+    const std::string longTitle = "Kinloom report: " + std::string(300, 'x') + ".ged";
+    const QStringList footer = wordLines(pageTexts(save(PdfRenderer::render("", longTitle), "long.pdf"))[0]);
+    ASSERT_EQ(footer.size(), 1);
+    EXPECT_TRUE(footer[0].startsWith(QStringLiteral("Kinloom report: xxx"))) << footer[0].toStdString();
+    EXPECT_TRUE(footer[0].contains(u'\u2026'));
+    EXPECT_TRUE(footer[0].endsWith(QStringLiteral("xxx.ged \u00B7 page 1")));
 }
 
 TEST_F(PdfRendererTest, SampleTreeReportAndChangeLog)
