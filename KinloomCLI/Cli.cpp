@@ -1,5 +1,6 @@
 #include "KinloomCLI/Cli.h"
 
+#include "KinloomPdf/PdfRenderer.h"
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
 #include "document/Files.h"
@@ -26,8 +27,8 @@ namespace {
 
 constexpr const char* usageText =
     "usage: kinloom-cli info FILE [--json]\n"
-    "       kinloom-cli check FILE [--json] [--report OUT.txt] [OPTIONS] [--fail-on warning|error]\n"
-    "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt] [OPTIONS]\n"
+    "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
+    "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
@@ -377,6 +378,13 @@ bool hasExtension(const std::string& path, std::string_view extension)
     return actual == extension;
 }
 
+/// The text laid out as PDF pages, for a report or change log asked for as PDF.
+std::string pdfBytes(const std::string& text, const std::string& title)
+{
+    PdfRenderer::ensureGuiApplication();
+    return PdfRenderer::render(text, title);
+}
+
 /// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
 int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
@@ -402,12 +410,8 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     // The output's kind is settled before the file is read, so a wrong name costs no scan.
     std::optional<std::string> reportPath;
     if (const auto option = parsed->options.find("--report"); option != parsed->options.end()) {
-        if (hasExtension(option->second, ".pdf")) {
-            err << "PDF reports are not available yet; write the report as text (.txt).\n";
-            return usage;
-        }
-        if (!hasExtension(option->second, ".txt")) {
-            err << "kinloom-cli: --report needs a file name ending in .txt\n" << usageText;
+        if (!hasExtension(option->second, ".txt") && !hasExtension(option->second, ".pdf")) {
+            err << "kinloom-cli: --report needs a file name ending in .txt or .pdf\n" << usageText;
             return usage;
         }
         reportPath = option->second;
@@ -422,7 +426,9 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     const std::string fileName = Files::fileName(path);
 
     if (reportPath) {
-        const std::string text = Report::reportText(result, fileName, scanDate);
+        std::string text = Report::reportText(result, fileName, scanDate);
+        if (hasExtension(*reportPath, ".pdf"))
+            text = pdfBytes(text, "Kinloom report: " + fileName);
         if (const auto error = Files::writeNewFile(*reportPath, text)) {
             err << *error << "\n";
             return usage;
@@ -513,15 +519,11 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
-    if (const auto option = parsed->options.find("--changelog"); option != parsed->options.end()) {
-        if (option->second == "pdf") {
-            err << "PDF change logs are not available yet; use --changelog txt.\n";
-            return usage;
-        }
-        if (option->second != "txt") {
-            err << "kinloom-cli: --changelog needs txt or pdf\n";
-            return usage;
-        }
+    const auto logOption = parsed->options.find("--changelog");
+    const std::string logKind = logOption != parsed->options.end() ? logOption->second : "txt";
+    if (logKind != "txt" && logKind != "pdf") {
+        err << "kinloom-cli: --changelog needs txt or pdf\n";
+        return usage;
     }
     const auto fixOption = parsed->options.find("--fix");
     const std::optional<FixChoice> choice =
@@ -562,10 +564,12 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     }
     const std::string copyName = copyPath.filename().string();
     const std::filesystem::path logPath =
-        Files::freeName(folder, copyPath.stem().string() + " change log", "txt");
+        Files::freeName(folder, copyPath.stem().string() + " change log", logKind);
     const std::vector<ChangeEntry> entries = applied ? applied->entries : std::vector<ChangeEntry>();
-    const std::string log =
+    std::string log =
         Report::changeLogText(entries, originalName, copyName, std::chrono::system_clock::now(), output.note);
+    if (logKind == "pdf")
+        log = pdfBytes(log, "Kinloom change log: " + copyName);
     if (const auto error = Files::writeNewFile(logPath.string(), log)) {
         err << *error << "\n";
         return usage;

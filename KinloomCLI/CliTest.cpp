@@ -330,7 +330,6 @@ TEST_F(CliTest, CheckWritesTheReportOnlyAsANewFile)
 TEST_F(CliTest, CheckRefusesBadArguments)
 {
     const std::string path = write("Clean.ged", cleanTree);
-    const std::string pdf = (m_folder / "report.pdf").string();
     struct Case
     {
         std::vector<std::string> arguments;
@@ -338,9 +337,6 @@ TEST_F(CliTest, CheckRefusesBadArguments)
         std::string err;
     };
     const Case cases[] = {
-        {{"check", path, "--report", pdf},
-         Cli::usage,
-         "PDF reports are not available yet; write the report as text (.txt).\n"},
         {{"check", path, "--report", (m_folder / "report.html").string()}, Cli::usage, ""},
         {{"check", path, "--fail-on", "note"}, Cli::usage, "kinloom-cli: --fail-on needs warning or error\n"},
         {{"check", path, "--numeric-order", "dayFirst"},
@@ -367,7 +363,6 @@ TEST_F(CliTest, CheckRefusesBadArguments)
         }
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_FALSE(std::filesystem::exists(pdf));
 
     // Good values of every option are taken.
     const Outcome tuned = runCli({"check", path, "--numeric-order", "month-first", "--min-parent-age", "14",
@@ -463,7 +458,6 @@ TEST_F(CliTest, TidyRefusesBadChoices)
         std::string err;
     };
     const Case cases[] = {
-        {{"--changelog", "pdf"}, "PDF change logs are not available yet; use --changelog txt.\n"},
         {{"--changelog", "html"}, "kinloom-cli: --changelog needs txt or pdf\n"},
         {{"--fix", "dateFormats,"},
          "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n"},
@@ -487,4 +481,29 @@ TEST_F(CliTest, TidyRefusesBadChoices)
     const Outcome text = runCli({"tidy", path, "--changelog", "txt", "--fix", "none"});
     EXPECT_EQ(text.status, Cli::done) << text.err;
     EXPECT_EQ(contents(m_folder / "Dated (tidied).ged"), datedTree);
+}
+
+TEST_F(CliTest, WritesReportsAndChangeLogsAsPDF)
+{
+    const std::string path = write("Dated.ged", datedTree);
+    const std::string report = (m_folder / "Dated report.pdf").string();
+    const Outcome checked = runCli({"check", path, "--report", report});
+    ASSERT_EQ(checked.status, Cli::done) << checked.err;
+    EXPECT_EQ(checked.out, "Saved \u201CDated report.pdf\u201D.\n");
+    const std::string pdf = contents(report);
+    EXPECT_TRUE(pdf.starts_with("%PDF-")) << pdf.substr(0, 20);
+    const Outcome again = runCli({"check", path, "--report", report});
+    EXPECT_EQ(again.status, Cli::usage);
+    EXPECT_EQ(again.err, "\u201CDated report.pdf\u201D already exists. Choose a new name: the original and "
+                         "other files are never overwritten.\n");
+    EXPECT_EQ(contents(report), pdf);
+
+    // The change log takes the copy's name and numbering, with the extension pdf.
+    for (const char* copy : {"Dated (tidied)", "Dated (tidied) 2"}) {
+        const Outcome tidied = runCli({"tidy", path, "--fix", "all", "--changelog", "pdf"});
+        ASSERT_EQ(tidied.status, Cli::done) << tidied.err;
+        EXPECT_TRUE(contents(m_folder / (std::string(copy) + " change log.pdf")).starts_with("%PDF-"))
+            << copy;
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "Dated (tidied) change log.txt"));
 }
