@@ -32,14 +32,20 @@ constexpr const char* usageText =
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
-    "         dateFormats, places, missing, links, file) and/or fix ids\n";
+    "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
+    "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
 
-/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
+/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag),
+/// and the values of options that may be repeated, in order.
 struct Arguments
 {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
+    std::map<std::string, std::vector<std::string>> repeated;
 };
+
+/// Options whose values add up rather than replace each other.
+const std::set<std::string> repeatableOptions = {"--fix"};
 
 /// Splits a command's arguments (after the command's name) by the options it knows. Every command
 /// takes one file; an unknown option, a missing value or another number of files is an error.
@@ -66,7 +72,13 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             err << "kinloom-cli: " << argument << " needs a value\n" << usageText;
             return std::nullopt;
         }
-        parsed.options[argument] = arguments[++i];
+        const std::string& value = arguments[++i];
+        if (repeatableOptions.contains(argument)) {
+            parsed.repeated[argument].push_back(value);
+        } else if (!parsed.options.emplace(argument, value).second) {
+            err << "kinloom-cli: " << argument << " can be given only once\n" << usageText;
+            return std::nullopt;
+        }
     }
     if (parsed.positional.size() != 1) {
         err << usageText;
@@ -447,31 +459,37 @@ struct FixChoice
 {
     std::set<IssueCategory> categories;
     std::vector<std::string> ids;
-
-    [[nodiscard]] bool isEmpty() const { return categories.empty() && ids.empty(); }
 };
 
-/// Reads WHAT: "none", "all", or a comma list of categories and fix ids.
-std::optional<FixChoice> parseFixChoice(const std::string& what, std::ostream& err)
+/// Reads each WHAT given: "none", "all", or a comma list of categories and fix ids. A value that is
+/// exactly one of the file's fix ids is taken whole, since place fix ids hold commas.
+std::optional<FixChoice> parseFixChoice(const std::vector<std::string>& values,
+                                        const std::set<std::string>& fixIDs, std::ostream& err)
 {
     FixChoice choice;
-    if (what == "none")
-        return choice;
-    std::size_t start = 0;
-    while (start <= what.size()) {
-        const std::size_t end = std::min(what.find(',', start), what.size());
-        const std::string item = what.substr(start, end - start);
-        start = end + 1;
-        if (item.empty() || item == "none") {
-            err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
-            return std::nullopt;
+    for (const std::string& what : values) {
+        if (what == "none")
+            continue;
+        if (fixIDs.contains(what)) {
+            choice.ids.push_back(what);
+            continue;
         }
-        if (item == "all")
-            choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
-        else if (const auto category = issueCategoryFromRawValue(item))
-            choice.categories.insert(*category);
-        else
-            choice.ids.push_back(item);
+        std::size_t start = 0;
+        while (start <= what.size()) {
+            const std::size_t end = std::min(what.find(',', start), what.size());
+            const std::string item = what.substr(start, end - start);
+            start = end + 1;
+            if (item.empty() || item == "none") {
+                err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
+                return std::nullopt;
+            }
+            if (item == "all")
+                choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
+            else if (const auto category = issueCategoryFromRawValue(item))
+                choice.categories.insert(*category);
+            else
+                choice.ids.push_back(item);
+        }
     }
     return choice;
 }
@@ -523,21 +541,29 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
             return usage;
         }
     }
-    const auto fixOption = parsed->options.find("--fix");
-    const std::optional<FixChoice> choice =
-        parseFixChoice(fixOption != parsed->options.end() ? fixOption->second : "none", err);
-    if (!choice)
-        return usage;
+    const auto fixOption = parsed->repeated.find("--fix");
+    const std::vector<std::string> fixValues =
+        fixOption != parsed->repeated.end() ? fixOption->second : std::vector<std::string>();
 
     const std::string& path = parsed->positional[0];
     const std::optional<GedcomDocument> document = openDocument(path, err);
     if (!document)
         return unreadable;
 
+    // The values are read against the file's fix ids, so only a scan can tell what they ask for.
     std::optional<ApplyResult> applied;
-    if (!choice->isEmpty()) {
-        const std::optional<std::vector<Fix>> fixes =
-            chosenFixes(*choice, Scanner::scan(*document, *options), err);
+    if (std::any_of(fixValues.begin(), fixValues.end(),
+                    [](const std::string& what) { return what != "none"; })) {
+        const ScanResult result = Scanner::scan(*document, *options);
+        std::set<std::string> fixIDs;
+        for (const Issue& issue : result.issues) {
+            if (issue.fix)
+                fixIDs.insert(issue.fix->id);
+        }
+        const std::optional<FixChoice> choice = parseFixChoice(fixValues, fixIDs, err);
+        if (!choice)
+            return usage;
+        const std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
         if (!fixes)
             return usage;
         applied = FixApplier::apply(*fixes, *document, 1);

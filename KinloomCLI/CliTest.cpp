@@ -454,6 +454,34 @@ TEST_F(CliTest, TidySaysWhatWasSkipped)
     EXPECT_EQ(copy.find("@I3@"), std::string::npos) << copy;
 }
 
+TEST_F(CliTest, TidyTakesAPlaceFixByItsIdAndFixMoreThanOnce)
+{
+    // The place fix's id holds the comma of the place's name.
+    const std::string path =
+        write("Places.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n"
+                            "1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 12  MAR 1890\n"
+                            "2 PLAC M\u00FCnchen, Bayern\n1 DEAT\n2 PLAC M\u00FCnchen, Bayern\n"
+                            "1 BURI\n2 PLAC Munchen,Bayern\n0 TRLR\n");
+    const Outcome outcome = runCli({"tidy", path, "--fix", "place-munchen,bayern", "--fix", "dateFormats"});
+    ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+    EXPECT_EQ(outcome.out, "Applied 2 fixes.\nSaved \u201CPlaces (tidied).ged\u201D and its change log.\n");
+    const std::string copy = contents(m_folder / "Places (tidied).ged");
+    EXPECT_NE(copy.find("2 DATE 12 MAR 1890\n"), std::string::npos) << copy;
+    EXPECT_NE(copy.find("1 BURI\n2 PLAC M\u00FCnchen, Bayern\n"), std::string::npos) << copy;
+
+    // A value that is not one of the file's ids is still a comma list.
+    const Outcome unknown = runCli({"tidy", path, "--fix", "place-munchen,bavaria"});
+    EXPECT_EQ(unknown.status, Cli::usage);
+    EXPECT_EQ(unknown.err,
+              "kinloom-cli: --fix names \u201Cbavaria\u201D, which is neither a category nor a fix "
+              "found in this file\n");
+
+    // Other options take one value.
+    const Outcome twice = runCli({"tidy", path, "--out", m_folder.string(), "--out", m_folder.string()});
+    EXPECT_EQ(twice.status, Cli::usage);
+    EXPECT_TRUE(twice.err.starts_with("kinloom-cli: --out can be given only once\n")) << twice.err;
+}
+
 TEST_F(CliTest, TidyRefusesBadChoices)
 {
     const std::string path = write("Dated.ged", datedTree);
