@@ -5,7 +5,6 @@
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
-#include "document/SaveError.h"
 #include "family/TreeIndex.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
@@ -576,24 +575,22 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
     const std::string originalName = Files::fileName(path);
     const std::string stem = Files::baseName(originalName) + " (tidied)";
-    const std::filesystem::path copyPath = Files::freeName(folder, stem, "ged");
-    if (Files::isSameFile(copyPath, opened)) {
-        err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
-        return usage;
-    }
     const GedcomWriter::Output output = GedcomWriter::write(cleaned);
-    if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
-        err << *error << "\n";
+    // The name is settled as the file is created, so tidying at the same moment into one folder takes
+    // the next number instead of failing; the opened file's own name is never free.
+    std::string error;
+    const std::optional<std::filesystem::path> copyPath =
+        Files::writeNewNumberedFile(folder, stem, "ged", output.data, error);
+    if (!copyPath) {
+        err << error << "\n";
         return usage;
     }
-    const std::string copyName = copyPath.filename().string();
-    const std::filesystem::path logPath =
-        Files::freeName(folder, copyPath.stem().string() + " change log", "txt");
+    const std::string copyName = copyPath->filename().string();
     const std::vector<ChangeEntry> entries = applied ? applied->entries : std::vector<ChangeEntry>();
     const std::string log =
         Report::changeLogText(entries, originalName, copyName, std::chrono::system_clock::now(), output.note);
-    if (const auto error = Files::writeNewFile(logPath.string(), log)) {
-        err << *error << "\n";
+    if (!Files::writeNewNumberedFile(folder, copyPath->stem().string() + " change log", "txt", log, error)) {
+        err << error << "\n";
         return usage;
     }
     if (applied) {

@@ -6,7 +6,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <latch>
+#include <set>
 #include <sstream>
+#include <thread>
 #include <unistd.h>
 
 using namespace kinloom;
@@ -175,14 +178,10 @@ TEST_F(CliTest, TidyWritesANumberedCopyAndChangeLog)
         << log;
     EXPECT_TRUE(std::filesystem::exists(m_folder / "Smith (tidied) change log.txt"));
 
-    // Into another folder; a folder that is not there is a clear failure and writes nothing.
+    // Into another folder.
     std::filesystem::create_directory(m_folder / "out");
     EXPECT_EQ(runCli({"tidy", path, "--out", (m_folder / "out").string()}).status, Cli::done);
     EXPECT_EQ(contents(m_folder / "out" / "Smith (tidied).ged"), original);
-    const Outcome missing = runCli({"tidy", path, "--out", (m_folder / "nowhere").string()});
-    EXPECT_EQ(missing.status, Cli::usage);
-    EXPECT_EQ(missing.err, "No such file or directory\n");
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "nowhere"));
 }
 
 namespace {
@@ -515,4 +514,77 @@ TEST_F(CliTest, TidyRefusesBadChoices)
     const Outcome text = runCli({"tidy", path, "--changelog", "txt", "--fix", "none"});
     EXPECT_EQ(text.status, Cli::done) << text.err;
     EXPECT_EQ(contents(m_folder / "Dated (tidied).ged"), datedTree);
+}
+
+TEST_F(CliTest, SavingSaysWhereAndWhyItFailed)
+{
+    const std::string path = write("Smith.ged", cleanTree);
+    const std::string nowhere = (m_folder / "nowhere").string();
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"tidy", path, "--out", nowhere},
+         "Couldn\u2019t save \u201CSmith (tidied).ged\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+        {{"tidy", path, "--out", path},
+         "Couldn\u2019t save \u201CSmith (tidied).ged\u201D in \u201C" + path +
+             "\u201D: that isn\u2019t a folder.\n"},
+        {{"check", path, "--report", nowhere + "/Smith report.txt"},
+         "Couldn\u2019t save \u201CSmith report.txt\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+        {{"sample", nowhere + "/Sample.ged"},
+         "Couldn\u2019t save \u201CSample.ged\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = runCli(c.arguments);
+        EXPECT_EQ(outcome.status, Cli::usage) << testing::PrintToString(c.arguments);
+        EXPECT_TRUE(outcome.err.starts_with(c.err)) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(nowhere));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+}
+
+TEST_F(CliTest, TidyRunsAtTheSameMomentTakeNumbersInTurn)
+{
+    const std::string path = write("Smith.ged", datedTree);
+    constexpr int runs = 8;
+    std::latch start(runs);
+    std::vector<Outcome> outcomes(runs);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < runs; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            outcomes[i] = runCli({"tidy", path, "--fix", "all"});
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::set<std::string> copies;
+    for (const Outcome& outcome : outcomes) {
+        ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+        const std::string saved = "Saved \u201C";
+        const std::size_t from = outcome.out.find(saved) + saved.size();
+        copies.insert(outcome.out.substr(from, outcome.out.find("\u201D", from) - from));
+    }
+    std::set<std::string> expected = {"Smith (tidied).ged"};
+    for (int n = 2; n <= runs; ++n)
+        expected.insert("Smith (tidied) " + std::to_string(n) + ".ged");
+    EXPECT_EQ(copies, expected);
+    // Each copy is whole, and its change log carries its number and names it.
+    const std::string fixed = contents(m_folder / "Smith (tidied).ged");
+    EXPECT_NE(fixed.find("2 DATE 12 MAR 1890\n"), std::string::npos) << fixed;
+    for (const std::string& copy : copies) {
+        EXPECT_EQ(contents(m_folder / copy), fixed) << copy;
+        const std::string log =
+            contents(m_folder / (std::filesystem::path(copy).stem().string() + " change log.txt"));
+        EXPECT_NE(log.find("\nCleaned copy: " + copy + "\n"), std::string::npos) << log;
+    }
+    // The original, the copies and their logs: no temporary file is left.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1 + 2 * runs);
 }

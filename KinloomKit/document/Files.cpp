@@ -2,6 +2,7 @@
 
 #include "document/SaveError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -35,6 +36,94 @@ public:
 private:
     int m_fd;
 };
+
+/// A failure to save `name` in `folder`, in the program's own words where the reason is a common one.
+std::string saveFailure(int error, const std::string& name, const std::filesystem::path& folder)
+{
+    std::string reason;
+    switch (error) {
+    case ENOENT:
+        reason = "the folder doesn\u2019t exist.";
+        break;
+    case ENOTDIR:
+        reason = "that isn\u2019t a folder.";
+        break;
+    case EACCES:
+    case EPERM:
+        reason = "you don\u2019t have permission to write there.";
+        break;
+    case EROFS:
+        reason = "the folder is on a read-only disk.";
+        break;
+    case ENOSPC:
+        reason = "there isn\u2019t enough space left on the disk.";
+        break;
+    case EDQUOT:
+        reason = "your disk quota is used up.";
+        break;
+    case ENAMETOOLONG:
+        reason = "the name is too long.";
+        break;
+    default:
+        reason = std::string(std::strerror(error)) + ".";
+        break;
+    }
+    std::error_code ignored;
+    const std::string shown =
+        folder.empty() ? std::filesystem::current_path(ignored).string() : folder.string();
+    return "Couldn\u2019t save \u201C" + name + "\u201D in \u201C" + shown + "\u201D: " + reason;
+}
+
+/// Writes the bytes to a new hidden file in the folder (named after `name`) and flushes them to the
+/// disk; returns 0 with `temporary` set to its path, or the error number with nothing left behind.
+int writeTemporary(const std::filesystem::path& folder, const std::string& name, std::string_view bytes,
+                   std::string& temporary)
+{
+    temporary = (folder / ("." + name + ".kinloom-XXXXXX")).string();
+    FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (fd.get() < 0)
+        return errno;
+    auto fail = [&](int error) {
+        ::unlink(temporary.c_str());
+        return error;
+    };
+    ::fchmod(fd.get(), 0644);
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t put = ::write(fd.get(), bytes.data() + written, bytes.size() - written);
+        if (put < 0) {
+            if (errno == EINTR)
+                continue;
+            return fail(errno);
+        }
+        written += static_cast<std::size_t>(put);
+    }
+    if (::fsync(fd.get()) != 0 || ::close(fd.release()) != 0)
+        return fail(errno);
+    return 0;
+}
+
+/// Gives the temporary file its name; returns 0, or the error number (EEXIST when the name is taken)
+/// with the temporary file still there. The kernel refuses to replace an existing name, so a file
+/// that appeared meanwhile survives.
+int placeWithoutReplacing(const std::string& temporary, const std::string& path)
+{
+    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS)
+        return errno;
+    // File systems without the no-replace rename: a hard link fails on an existing name too.
+    if (::link(temporary.c_str(), path.c_str()) != 0)
+        return errno;
+    ::unlink(temporary.c_str());
+    return 0;
+}
+
+std::string numberedName(const std::string& stem, std::string_view extension, std::uint64_t counter)
+{
+    return counter == 1 ? stem + "." + std::string(extension)
+                        : stem + " " + std::to_string(counter) + "." + std::string(extension);
+}
 
 } // namespace
 
@@ -97,17 +186,6 @@ std::string baseName(const std::string& fileName)
     return dot == std::string::npos || dot == 0 ? fileName : fileName.substr(0, dot);
 }
 
-std::filesystem::path freeName(const std::filesystem::path& folder, const std::string& stem,
-                               std::string_view extension)
-{
-    std::filesystem::path candidate = folder / (stem + "." + std::string(extension));
-    for (int counter = 2;
-         std::filesystem::symlink_status(candidate).type() != std::filesystem::file_type::not_found;
-         ++counter)
-        candidate = folder / (stem + " " + std::to_string(counter) + "." + std::string(extension));
-    return candidate;
-}
-
 bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b)
 {
     std::error_code error;
@@ -122,54 +200,44 @@ bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b)
 
 std::optional<std::string> writeNewFile(const std::string& path, std::string_view bytes)
 {
-    const std::string name = fileName(path);
+    const std::filesystem::path target(path);
+    const std::string name = target.filename().string();
     const std::string existsText = SaveError{SaveError::Exists{name}}.description();
     std::error_code ignored;
-    if (std::filesystem::symlink_status(path, ignored).type() != std::filesystem::file_type::not_found)
+    if (std::filesystem::symlink_status(target, ignored).type() != std::filesystem::file_type::not_found)
         return existsText;
 
-    const std::string folder =
-        path.size() > name.size() ? path.substr(0, path.size() - name.size()) : std::string();
-    std::string temporary = folder + "." + name + ".kinloom-XXXXXX";
-    FileDescriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (fd.get() < 0)
-        return std::string(std::strerror(errno));
-    auto fail = [&](int error) {
-        ::unlink(temporary.c_str());
-        return std::optional<std::string>(std::strerror(error));
-    };
-    ::fchmod(fd.get(), 0644);
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t put = ::write(fd.get(), bytes.data() + written, bytes.size() - written);
-        if (put < 0) {
-            if (errno == EINTR)
-                continue;
-            return fail(errno);
-        }
-        written += static_cast<std::size_t>(put);
-    }
-    if (::fsync(fd.get()) != 0 || ::close(fd.release()) != 0)
-        return fail(errno);
-
-    // The kernel refuses to replace an existing name, so a file that appeared meanwhile survives.
-    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
+    std::string temporary;
+    if (const int error = writeTemporary(target.parent_path(), name, bytes, temporary))
+        return saveFailure(error, name, target.parent_path());
+    const int error = placeWithoutReplacing(temporary, path);
+    if (error == 0)
         return std::nullopt;
-    if (errno == EEXIST) {
-        ::unlink(temporary.c_str());
-        return existsText;
-    }
-    if (errno != EINVAL && errno != ENOSYS)
-        return fail(errno);
-    // File systems without the no-replace rename: a hard link fails on an existing name too.
-    if (::link(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(temporary.c_str());
-        return error == EEXIST ? std::optional<std::string>(existsText)
-                               : std::optional<std::string>(std::strerror(error));
-    }
     ::unlink(temporary.c_str());
-    return std::nullopt;
+    return error == EEXIST ? existsText : saveFailure(error, name, target.parent_path());
+}
+
+std::optional<std::filesystem::path> writeNewNumberedFile(const std::filesystem::path& folder,
+                                                          const std::string& stem, std::string_view extension,
+                                                          std::string_view bytes, std::string& error)
+{
+    std::string temporary;
+    if (const int failure = writeTemporary(folder, numberedName(stem, extension, 1), bytes, temporary)) {
+        error = saveFailure(failure, numberedName(stem, extension, 1), folder);
+        return std::nullopt;
+    }
+    // The bytes are written once; only the name is tried until one is free.
+    for (std::uint64_t counter = 1;; ++counter) {
+        std::filesystem::path candidate = folder / numberedName(stem, extension, counter);
+        const int failure = placeWithoutReplacing(temporary, candidate.string());
+        if (failure == 0)
+            return candidate;
+        if (failure != EEXIST) {
+            ::unlink(temporary.c_str());
+            error = saveFailure(failure, candidate.filename().string(), folder);
+            return std::nullopt;
+        }
+    }
 }
 
 } // namespace kinloom::Files
