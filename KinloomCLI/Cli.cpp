@@ -608,6 +608,15 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     return done;
 }
 
+/// A count rounded down to its two leading digits (43,817,112 → 43,000,000), for estimates.
+std::uint64_t roughly(std::uint64_t count)
+{
+    std::uint64_t unit = 1;
+    while (count / unit >= 100)
+        unit *= 10;
+    return count / unit * unit;
+}
+
 int sample(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     const auto parsed = parseArguments(arguments, {{"--people", true}, {"--seed", true}}, err);
@@ -629,6 +638,14 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
             return usage;
         }
         seed = *value;
+    }
+    // A generated tree of a million people peaks at 0.61 GB while it is made and written.
+    constexpr std::uint64_t bytesPerPerson = 640;
+    if (const std::uint64_t room = Files::availableMemory() / bytesPerPerson; people && *people > room) {
+        err << "kinloom-cli: a tree of " << *people
+            << " people needs more memory than this computer has available; it has room for about "
+            << roughly(room) << "\n";
+        return usage;
     }
     const std::string& path = parsed->positional[0];
     const std::string text = people ? SampleTree::syntheticText(*people, seed) : SampleTree::sampleText();

@@ -9,6 +9,7 @@
 #include <latch>
 #include <set>
 #include <sstream>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -28,6 +29,15 @@ Outcome runCli(const std::vector<std::string>& arguments)
     std::ostringstream out, err;
     const int status = Cli::run(arguments, out, err);
     return {status, out.str(), err.str()};
+}
+
+/// The address space this process has mapped, in bytes.
+std::uint64_t mappedBytes()
+{
+    std::ifstream statm("/proc/self/statm");
+    std::uint64_t pages = 0;
+    statm >> pages;
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 class CliTest : public ::testing::Test
@@ -133,6 +143,19 @@ TEST_F(CliTest, RefusalsAndStatuses)
     // Nothing was written over or beside the refused files.
     EXPECT_EQ(std::filesystem::file_size(notGedcom), 15u);
     EXPECT_FALSE(std::filesystem::exists(m_folder / "x.ged"));
+}
+
+TEST_F(CliTest, SampleRefusesMorePeopleThanMemoryHolds)
+{
+    const std::string path = (m_folder / "huge.ged").string();
+    const Outcome outcome = runCli({"sample", path, "--people", "99999999999"});
+    EXPECT_EQ(outcome.status, Cli::usage);
+    EXPECT_TRUE(
+        outcome.err.starts_with("kinloom-cli: a tree of 99999999999 people needs more memory than this "
+                                "computer has available; it has room for about "))
+        << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(CliTest, SampleWritesTreesThatRead)
@@ -587,4 +610,43 @@ TEST_F(CliTest, TidyRunsAtTheSameMomentTakeNumbersInTurn)
     }
     // The original, the copies and their logs: no temporary file is left.
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1 + 2 * runs);
+}
+
+TEST_F(CliTest, InputThatNeverEndsIsRefusedAndPipesRead)
+{
+    // Under a limit on the process's address space, so that refusing takes little memory and time.
+    const auto limited = [](const std::string& command) {
+        rlimit limit{};
+        getrlimit(RLIMIT_AS, &limit);
+        limit.rlim_cur = mappedBytes() + (std::uint64_t{512} << 20);
+        setrlimit(RLIMIT_AS, &limit);
+        const Outcome outcome = runCli({command, "/dev/zero"});
+        std::cerr << outcome.err << std::flush;
+        // Anything printed as a result fails the test.
+        std::_Exit(outcome.out.empty() ? outcome.status : 100);
+    };
+    for (const std::string command : {"info", "check", "tidy"}) {
+        EXPECT_EXIT(
+            limited(command), testing::ExitedWithCode(Cli::unreadable),
+            "^Couldn\u2019t read \u201Czero\u201D: The input never ends, or is too large to work on in "
+            "this computer\u2019s memory\n$")
+            << command;
+    }
+
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    // More than a pipe holds at once, so the tree arrives while it is read.
+    std::thread writer([&] {
+        for (int i = 0; i < 1000; ++i) {
+            if (::write(ends[1], cleanTree.data(), cleanTree.size()) !=
+                static_cast<ssize_t>(cleanTree.size()))
+                break;
+        }
+        close(ends[1]);
+    });
+    const Outcome piped = runCli({"info", "/dev/fd/" + std::to_string(ends[0]), "--json"});
+    writer.join();
+    close(ends[0]);
+    ASSERT_EQ(piped.status, Cli::done) << piped.err;
+    EXPECT_EQ(nlohmann::json::parse(piped.out)["lines"], 8000);
 }

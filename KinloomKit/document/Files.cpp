@@ -7,9 +7,12 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace kinloom::Files {
 namespace {
@@ -36,6 +39,11 @@ public:
 private:
     int m_fd;
 };
+
+// Whatever reads a tree works on it afterwards: reading, indexing and scanning one take up to about
+// six times its bytes (5.6 times for a tree of a million people), so input beyond a sixth of the
+// memory available could not be worked on anyway.
+constexpr std::uint64_t workingBytesPerByte = 6;
 
 /// A failure to save `name` in `folder`, in the program's own words where the reason is a common one.
 std::string saveFailure(int error, const std::string& name, const std::filesystem::path& folder)
@@ -140,11 +148,20 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
         error = std::strerror(EISDIR);
         return std::nullopt;
     }
+    const bool regular = S_ISREG(info.st_mode);
+    const std::string tooLarge =
+        regular ? "The file is too large to work on in this computer\u2019s memory"
+                : "The input never ends, or is too large to work on in this computer\u2019s memory";
+    const std::uint64_t limit = availableMemory() / workingBytesPerByte;
+    if (regular && static_cast<std::uint64_t>(info.st_size) > limit) {
+        error = tooLarge;
+        return std::nullopt;
+    }
     const auto size = static_cast<std::size_t>(info.st_size);
     // A large file is copied straight out of the page cache: a third faster than reading it into
     // a zero-filled buffer, which matters for a tree of a million people.
     constexpr std::size_t mapFrom = std::size_t{32} << 20;
-    if (S_ISREG(info.st_mode) && size >= mapFrom) {
+    if (regular && size >= mapFrom) {
         void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd.get(), 0);
         if (mapped != MAP_FAILED) {
             std::string bytes(static_cast<const char*>(mapped), size);
@@ -152,14 +169,31 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
             return bytes;
         }
     }
-    std::string bytes;
-    // The size is a hint only: the file may change while it is read.
-    bytes.resize(size);
-    std::size_t filled = 0;
+    // The size is a hint only: the file may change while it is read, and streams have none. The
+    // input goes into blocks joined at the end, so nothing is zero-filled or copied while it grows
+    // and input that never ends reaches the limit soon.
+    struct Block
+    {
+        std::unique_ptr<char[]> data;
+        std::size_t size = 0;
+        std::size_t filled = 0;
+    };
+    std::vector<Block> blocks;
+    std::uint64_t total = 0;
     for (;;) {
-        if (filled == bytes.size())
-            bytes.resize(bytes.size() + 65536);
-        const ssize_t got = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
+        if (blocks.empty() || blocks.back().filled == blocks.back().size) {
+            if (total > limit) {
+                error = tooLarge;
+                return std::nullopt;
+            }
+            // One byte more than the size, or past the limit, tells whether the input went on.
+            constexpr std::uint64_t blockSize = std::uint64_t{16} << 20;
+            const auto next = static_cast<std::size_t>(
+                std::min(blocks.empty() ? std::uint64_t{size} + 1 : blockSize, limit + 1 - total));
+            blocks.push_back({std::make_unique_for_overwrite<char[]>(next), next, 0});
+        }
+        Block& block = blocks.back();
+        const ssize_t got = ::read(fd.get(), block.data.get() + block.filled, block.size - block.filled);
         if (got < 0) {
             if (errno == EINTR)
                 continue;
@@ -168,10 +202,53 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
         }
         if (got == 0)
             break;
-        filled += static_cast<std::size_t>(got);
+        block.filled += static_cast<std::size_t>(got);
+        total += static_cast<std::uint64_t>(got);
     }
-    bytes.resize(filled);
+    std::string bytes;
+    bytes.reserve(static_cast<std::size_t>(total));
+    for (const Block& block : blocks)
+        bytes.append(block.data.get(), block.filled);
     return bytes;
+}
+
+std::uint64_t availableMemory()
+{
+    const auto pageSize = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    std::uint64_t available = 0;
+    if (FILE* meminfo = std::fopen("/proc/meminfo", "re")) {
+        char line[256];
+        unsigned long long kilobytes = 0;
+        while (std::fgets(line, sizeof line, meminfo)) {
+            if (std::sscanf(line, "MemAvailable: %llu kB", &kilobytes) == 1) {
+                available = std::uint64_t{kilobytes} * 1024;
+                break;
+            }
+        }
+        std::fclose(meminfo);
+    }
+    // Without the kernel's estimate, the free pages alone: less than could be had, never more.
+    if (available == 0)
+        available = static_cast<std::uint64_t>(::sysconf(_SC_AVPHYS_PAGES)) * pageSize;
+
+    // What the process holds already counts against its limits ("ulimit -v", "ulimit -d").
+    unsigned long long mapped = 0, resident = 0, shared = 0, text = 0, library = 0, data = 0;
+    if (FILE* statm = std::fopen("/proc/self/statm", "re")) {
+        if (std::fscanf(statm, "%llu %llu %llu %llu %llu %llu", &mapped, &resident, &shared, &text, &library,
+                        &data) != 6)
+            mapped = data = 0;
+        std::fclose(statm);
+    }
+    auto within = [&](rlim_t limit, std::uint64_t used) {
+        if (limit != RLIM_INFINITY)
+            available = std::min<std::uint64_t>(available, limit > used ? limit - used : 0);
+    };
+    rlimit own{};
+    if (::getrlimit(RLIMIT_AS, &own) == 0)
+        within(own.rlim_cur, mapped * pageSize);
+    if (::getrlimit(RLIMIT_DATA, &own) == 0)
+        within(own.rlim_cur, data * pageSize);
+    return available;
 }
 
 std::string fileName(const std::string& path)

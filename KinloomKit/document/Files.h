@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -7,8 +8,14 @@
 
 namespace kinloom::Files {
 
-/// The whole file's bytes, or none with `error` set to the system's description of the failure.
+/// The whole file's bytes, or none with `error` set to the system's description of the failure, or
+/// to a sentence when the input never ends or is too large to work on in this computer's memory.
+/// Pipes and other streams are read to their end.
 [[nodiscard]] std::optional<std::string> readFile(const std::string& path, std::string& error);
+
+/// The bytes of memory this process can still take: what the system has available (the page cache
+/// it can give back included), within the process's own limits on its address space and data.
+[[nodiscard]] std::uint64_t availableMemory();
 
 /// The last component of a path ("Smith Family.ged").
 [[nodiscard]] std::string fileName(const std::string& path);

@@ -169,6 +169,17 @@ TEST_F(FilesTest, FailuresSayWhereAndLeaveNothingBehind)
     EXPECT_EQ(error, "No such file or directory");
 }
 
+TEST_F(FilesTest, FilesLargerThanMemoryAreRefusedUnread)
+{
+    // A sparse file as large as all the memory there is: refusing it reads none of it.
+    const auto path = m_folder / "huge.ged";
+    ASSERT_EQ(Files::writeNewFile(path.string(), ""), std::nullopt);
+    std::filesystem::resize_file(path, Files::availableMemory() + 1);
+    std::string error;
+    EXPECT_EQ(Files::readFile(path.string(), error), std::nullopt);
+    EXPECT_EQ(error, "The file is too large to work on in this computer\u2019s memory");
+}
+
 TEST_F(FilesTest, LargeFilesReadWhole)
 {
     // Large files take another path through the page cache; their bytes must be the same.
