@@ -6,7 +6,6 @@
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
-#include "document/SaveError.h"
 #include "family/TreeIndex.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
@@ -33,14 +32,20 @@ constexpr const char* usageText =
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
-    "         dateFormats, places, missing, links, file) and/or fix ids\n";
+    "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
+    "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
 
-/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
+/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag),
+/// and the values of options that may be repeated, in order.
 struct Arguments
 {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
+    std::map<std::string, std::vector<std::string>> repeated;
 };
+
+/// Options whose values add up rather than replace each other.
+const std::set<std::string> repeatableOptions = {"--fix"};
 
 /// Splits a command's arguments (after the command's name) by the options it knows. Every command
 /// takes one file; an unknown option, a missing value or another number of files is an error.
@@ -67,7 +72,13 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             err << "kinloom-cli: " << argument << " needs a value\n" << usageText;
             return std::nullopt;
         }
-        parsed.options[argument] = arguments[++i];
+        const std::string& value = arguments[++i];
+        if (repeatableOptions.contains(argument)) {
+            parsed.repeated[argument].push_back(value);
+        } else if (!parsed.options.emplace(argument, value).second) {
+            err << "kinloom-cli: " << argument << " can be given only once\n" << usageText;
+            return std::nullopt;
+        }
     }
     if (parsed.positional.size() != 1) {
         err << usageText;
@@ -453,31 +464,37 @@ struct FixChoice
 {
     std::set<IssueCategory> categories;
     std::vector<std::string> ids;
-
-    [[nodiscard]] bool isEmpty() const { return categories.empty() && ids.empty(); }
 };
 
-/// Reads WHAT: "none", "all", or a comma list of categories and fix ids.
-std::optional<FixChoice> parseFixChoice(const std::string& what, std::ostream& err)
+/// Reads each WHAT given: "none", "all", or a comma list of categories and fix ids. A value that is
+/// exactly one of the file's fix ids is taken whole, since place fix ids hold commas.
+std::optional<FixChoice> parseFixChoice(const std::vector<std::string>& values,
+                                        const std::set<std::string>& fixIDs, std::ostream& err)
 {
     FixChoice choice;
-    if (what == "none")
-        return choice;
-    std::size_t start = 0;
-    while (start <= what.size()) {
-        const std::size_t end = std::min(what.find(',', start), what.size());
-        const std::string item = what.substr(start, end - start);
-        start = end + 1;
-        if (item.empty() || item == "none") {
-            err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
-            return std::nullopt;
+    for (const std::string& what : values) {
+        if (what == "none")
+            continue;
+        if (fixIDs.contains(what)) {
+            choice.ids.push_back(what);
+            continue;
         }
-        if (item == "all")
-            choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
-        else if (const auto category = issueCategoryFromRawValue(item))
-            choice.categories.insert(*category);
-        else
-            choice.ids.push_back(item);
+        std::size_t start = 0;
+        while (start <= what.size()) {
+            const std::size_t end = std::min(what.find(',', start), what.size());
+            const std::string item = what.substr(start, end - start);
+            start = end + 1;
+            if (item.empty() || item == "none") {
+                err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
+                return std::nullopt;
+            }
+            if (item == "all")
+                choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
+            else if (const auto category = issueCategoryFromRawValue(item))
+                choice.categories.insert(*category);
+            else
+                choice.ids.push_back(item);
+        }
     }
     return choice;
 }
@@ -525,21 +542,29 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << "kinloom-cli: --changelog needs txt or pdf\n";
         return usage;
     }
-    const auto fixOption = parsed->options.find("--fix");
-    const std::optional<FixChoice> choice =
-        parseFixChoice(fixOption != parsed->options.end() ? fixOption->second : "none", err);
-    if (!choice)
-        return usage;
+    const auto fixOption = parsed->repeated.find("--fix");
+    const std::vector<std::string> fixValues =
+        fixOption != parsed->repeated.end() ? fixOption->second : std::vector<std::string>();
 
     const std::string& path = parsed->positional[0];
     const std::optional<GedcomDocument> document = openDocument(path, err);
     if (!document)
         return unreadable;
 
+    // The values are read against the file's fix ids, so only a scan can tell what they ask for.
     std::optional<ApplyResult> applied;
-    if (!choice->isEmpty()) {
-        const std::optional<std::vector<Fix>> fixes =
-            chosenFixes(*choice, Scanner::scan(*document, *options), err);
+    if (std::any_of(fixValues.begin(), fixValues.end(),
+                    [](const std::string& what) { return what != "none"; })) {
+        const ScanResult result = Scanner::scan(*document, *options);
+        std::set<std::string> fixIDs;
+        for (const Issue& issue : result.issues) {
+            if (issue.fix)
+                fixIDs.insert(issue.fix->id);
+        }
+        const std::optional<FixChoice> choice = parseFixChoice(fixValues, fixIDs, err);
+        if (!choice)
+            return usage;
+        const std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
         if (!fixes)
             return usage;
         applied = FixApplier::apply(*fixes, *document, 1);
@@ -552,26 +577,25 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
     const std::string originalName = Files::fileName(path);
     const std::string stem = Files::baseName(originalName) + " (tidied)";
-    const std::filesystem::path copyPath = Files::freeName(folder, stem, "ged");
-    if (Files::isSameFile(copyPath, opened)) {
-        err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
-        return usage;
-    }
     const GedcomWriter::Output output = GedcomWriter::write(cleaned);
-    if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
-        err << *error << "\n";
+    // The name is settled as the file is created, so tidying at the same moment into one folder takes
+    // the next number instead of failing; the opened file's own name is never free.
+    std::string error;
+    const std::optional<std::filesystem::path> copyPath =
+        Files::writeNewNumberedFile(folder, stem, "ged", output.data, error);
+    if (!copyPath) {
+        err << error << "\n";
         return usage;
     }
-    const std::string copyName = copyPath.filename().string();
-    const std::filesystem::path logPath =
-        Files::freeName(folder, copyPath.stem().string() + " change log", logKind);
+    const std::string copyName = copyPath->filename().string();
     const std::vector<ChangeEntry> entries = applied ? applied->entries : std::vector<ChangeEntry>();
     std::string log =
         Report::changeLogText(entries, originalName, copyName, std::chrono::system_clock::now(), output.note);
     if (logKind == "pdf")
         log = pdfBytes(log, "Kinloom change log: " + copyName);
-    if (const auto error = Files::writeNewFile(logPath.string(), log)) {
-        err << *error << "\n";
+    if (!Files::writeNewNumberedFile(folder, copyPath->stem().string() + " change log", logKind, log,
+                                     error)) {
+        err << error << "\n";
         return usage;
     }
     if (applied) {
@@ -587,6 +611,15 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         out << *output.note << "\n";
     out << "Saved \u201C" << copyName << "\u201D and its change log.\n";
     return done;
+}
+
+/// A count rounded down to its two leading digits (43,817,112 → 43,000,000), for estimates.
+std::uint64_t roughly(std::uint64_t count)
+{
+    std::uint64_t unit = 1;
+    while (count / unit >= 100)
+        unit *= 10;
+    return count / unit * unit;
 }
 
 int sample(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
@@ -610,6 +643,14 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
             return usage;
         }
         seed = *value;
+    }
+    // A generated tree of a million people peaks at 0.61 GB while it is made and written.
+    constexpr std::uint64_t bytesPerPerson = 640;
+    if (const std::uint64_t room = Files::availableMemory() / bytesPerPerson; people && *people > room) {
+        err << "kinloom-cli: a tree of " << *people
+            << " people needs more memory than this computer has available; it has room for about "
+            << roughly(room) << "\n";
+        return usage;
     }
     const std::string& path = parsed->positional[0];
     const std::string text = people ? SampleTree::syntheticText(*people, seed) : SampleTree::sampleText();
