@@ -66,6 +66,19 @@ Edit removal(std::int64_t node)
 
 const std::string checkTheDates = " Check the dates in your family-tree program or sources.";
 
+/// Event lines from "TAG" or "TAG date" pieces: "BIRT 1900" gives a BIRT line with its DATE.
+std::string events(const std::vector<std::string_view>& facts)
+{
+    std::string out;
+    for (const std::string_view fact : facts) {
+        const std::size_t blank = fact.find(' ');
+        out += "1 " + std::string(fact.substr(0, blank)) + "\n";
+        if (blank != std::string_view::npos)
+            out += "2 DATE " + std::string(fact.substr(blank + 1)) + "\n";
+    }
+    return out;
+}
+
 } // namespace
 
 // One parent and one child; every threshold is met exactly once and crossed once.
@@ -194,6 +207,111 @@ TEST(ChecksTest, ImpossibleDatesFollowTheChildrenAndCheckEachPairOnce)
               (std::vector<Expected>{{"imp-old-@M@-@C@", "Mother very old at birth", Severity::warning},
                                      {"imp-age-@M@", "Lived over 119 years", Severity::warning},
                                      {"imp-age-@D@", "Lived over 119 years", Severity::warning}}));
+}
+
+// A person's birth is their first dated BIRT, else the christening; their death the first dated
+// DEAT, else the burial.
+TEST(ChecksTest, ImpossibleDatesOfOnePersonReadTheRightFacts)
+{
+    struct Row
+    {
+        const char* situation;
+        std::vector<std::string_view> facts;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const Expected died{"imp-death-@P@", "Died before being born", Severity::error};
+    const Expected buriedBeforeDying{"imp-burial-@P@", "Buried before dying", Severity::error};
+    const Expected christened{"imp-chr-@P@", "Christened before being born", Severity::error};
+    const std::vector<Row> rows = {
+        {"an undated birth gives way to the christening",
+         {"BIRT", "CHR 1858", "DEAT 1851"},
+         {died},
+         "Pat Doe (@P@): christened 1858, died 1851."},
+        {"or to the baptism", {"BAPM 1858", "DEAT 1851"}, {died}},
+        {"the first dated birth counts", {"BIRT", "BIRT 1900", "DEAT 1899"}, {died}},
+        {"the first dated death counts", {"BIRT 1900", "DEAT", "DEAT 1899"}, {died}},
+        {"a christening is compared only with a dated birth", {"BIRT", "CHR 1858", "BAPM 1850"}, {}},
+        {"christened before the dated birth",
+         {"BIRT", "BIRT 1900", "CHR 1899"},
+         {christened},
+         "Pat Doe (@P@): born 1900, christened 1899."},
+        {"a death before the birth says it for the burial too",
+         {"BIRT 1900", "DEAT 1899", "BURI 1899"},
+         {died}},
+        {"buried before dying", {"BIRT 1800", "DEAT 1900", "BURI 1899"}, {buriedBeforeDying}},
+        {"a burial is compared only with a dated death", {"DEAT", "BURI 1899"}, {}},
+        {"a vague birth might be before the burial", {"BIRT ABT 1850", "BURI 1850"}, {}},
+        {"buried the year of the birth", {"BIRT 1850", "BURI 1850"}, {}},
+        {"a life measured to the burial",
+         {"BIRT 1800", "BURI 1922"},
+         {{"imp-age-@P@", "Lived over 120 years", Severity::warning}},
+         "Pat Doe (@P@): born 1800, buried 1922."},
+        {"a date ending with a full stop closes the detail",
+         {"BIRT 44 B.C.", "DEAT 45 B.C."},
+         {died},
+         "Pat Doe (@P@): born 44 B.C., died 45 B.C."},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.facts));
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+        }
+    }
+}
+
+// The parent rules read the same births and deaths; only a recorded birth can follow a parent's
+// death, as a christening often does.
+TEST(ChecksTest, ParentRulesReadTheSameBirthsAndDeaths)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* role;
+        std::vector<std::string_view> parent;
+        std::vector<std::string_view> child;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const std::vector<Row> rows = {
+        {"a parent christened after the child's birth",
+         "WIFE",
+         {"BIRT", "CHR 1911"},
+         {"BIRT", "BIRT 1908"},
+         {{"imp-order-@P@-@C@", "Born after their child", Severity::error}},
+         "Pat Doe (@P@): christened 1911, after their child Kim Doe (@C@), born 1908."},
+        {"a child known only by christening",
+         "HUSB",
+         {"BIRT 1800"},
+         {"BIRT", "CHR 1900"},
+         {{"imp-old-@P@-@C@", "Father very old at birth", Severity::warning}}},
+        {"a mother known dead only by her burial",
+         "WIFE",
+         {"BIRT 1850", "DEAT", "BURI 1886"},
+         {"BIRT 1887"},
+         {{"imp-afterdeath-@P@-@C@", "Born after the mother died", Severity::error}},
+         "Pat Doe (@P@): buried 1886, before their child Kim Doe (@C@), born 1887."},
+        {"christened after the mother died", "WIFE", {"BIRT 1850", "DEAT 1886"}, {"BIRT", "CHR 1887"}, {}},
+        {"christened over a year after the father died",
+         "HUSB",
+         {"BIRT 1850", "DEAT 1886"},
+         {"BAPM 1890"},
+         {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.parent) +
+                        "0 @C@ INDI\n1 NAME Kim /Doe/\n" + events(row.child) + "0 @F1@ FAM\n1 " + row.role +
+                        " @P@\n1 CHIL @C@\n");
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+        }
+    }
 }
 
 TEST(ChecksTest, PlaceKeysAndWriting)
