@@ -4,8 +4,11 @@
 #include "document/Text.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <limits>
+#include <set>
+#include <tuple>
 #include <utility>
 
 namespace kinloom::Checks {
@@ -15,6 +18,11 @@ const char* const checkTheDates = " Check the dates in your family-tree program 
 
 constexpr std::uint32_t none = UINT32_MAX;
 constexpr double absent = std::numeric_limits<double>::quiet_NaN();
+
+// Twins may be born either side of midnight, or a day or two apart; no other birth follows a
+// sibling's within half a year.
+constexpr int twinDays = 2;
+constexpr double siblingGap = 0.5;
 
 std::optional<double> present(double value)
 {
@@ -162,6 +170,32 @@ struct Members
     }
 };
 
+/// Whether a range is one whole day.
+bool isExactDay(double low, double high)
+{
+    return std::abs(high - low - 1.0 / 365) < 1e-9;
+}
+
+/// The day a range of one whole day starts on, counted in real days: the range's numbers give
+/// every month 31 days, which would put 28 February and 1 March four days apart.
+std::int32_t dayNumber(double low)
+{
+    using namespace std::chrono;
+    const double whole = std::floor(low);
+    const auto slot = static_cast<unsigned>(std::lround((low - whole) * 372)); // (month - 1) * 31 + day - 1
+    const sys_days first{year(static_cast<int>(whole)) / month(slot / 31 + 1) / day(1)};
+    return static_cast<std::int32_t>((first + days(slot % 31)).time_since_epoch().count());
+}
+
+/// A child of one family whose birth is an exact day.
+struct DatedChild
+{
+    double low = 0;
+    std::int32_t day = 0;
+    std::uint32_t order = 0; ///< among the family's children
+    std::uint32_t person = 0;
+};
+
 class Finder
 {
 public:
@@ -198,6 +232,11 @@ public:
                 }
             }
         }
+
+        for (std::uint32_t f = 0; f < m_index.families.size(); ++f) {
+            marriage(f);
+            siblings(f);
+        }
         return std::move(m_issues);
     }
 
@@ -219,7 +258,7 @@ private:
             std::move(detail));
     }
 
-    /// A finding about a parent and child.
+    /// A finding about two records: the parent and child, the person and family, or two siblings.
     void add(std::string_view first, std::string_view second, const char* prefix, Severity severity,
              std::string title, std::string detail)
     {
@@ -237,12 +276,17 @@ private:
         const auto burialHigh = bound(events.burial, false);
         const auto label = [&] { return recordLabel(person.record) + ": "; };
 
-        // A burial that stands in for the death is not a death before the birth.
+        // One wrong date gives one finding: a burial that stands in for the death is judged as a
+        // burial, and a burial before the birth is not also before the death.
         const bool diedFirst = events.died && deathHigh && birthLow && *deathHigh <= *birthLow;
         if (diedFirst)
             add(person, "imp-death-", Severity::error, "Died before being born",
                 label() + birthText(events) + ", died " + written(events.death));
-        if (events.died && burialHigh && deathLow && *burialHigh <= *deathLow)
+        const bool buriedFirst = !diedFirst && burialHigh && birthLow && *burialHigh <= *birthLow;
+        if (buriedFirst)
+            add(person, "imp-buried-", Severity::error, "Buried before being born",
+                label() + birthText(events) + ", buried " + written(events.burial));
+        if (events.died && !buriedFirst && burialHigh && deathLow && *burialHigh <= *deathLow)
             add(person, "imp-burial-", Severity::error, "Buried before dying",
                 label() + "died " + written(events.death) + ", buried " + written(events.burial));
         if (const auto christeningHigh = bound(events.christening, false);
@@ -294,18 +338,110 @@ private:
                     recordLabel(child.record) + ", born " + written(Events(child).birth));
     }
 
+    /// The family's marriage against the birth and death of each spouse.
+    void marriage(std::uint32_t f)
+    {
+        const Family& family = m_index.families[f];
+        const auto marriage =
+            std::find_if(family.events.begin(), family.events.end(),
+                         [](const EventFact& fact) { return fact.tag() == "MARR" && hasDate(fact); });
+        if (marriage == family.events.end())
+            return;
+        const auto marriageLow = present(marriage->low), marriageHigh = present(marriage->high);
+        const auto married = [&] {
+            return ", married " + written(&*marriage) + " (" + recordLabel(family.record) + ")";
+        };
+        const std::uint32_t husband = m_members.husbands[f], wife = m_members.wives[f];
+        for (const std::uint32_t s : {husband, wife == husband ? none : wife}) {
+            if (s == none)
+                continue;
+            const Person& spouse = m_index.people[s];
+            const auto birthLow = present(m_bounds[s].birthLow);
+            const auto deathHigh = present(m_bounds[s].deathHigh);
+            const auto label = [&] { return recordLabel(spouse.record) + ": "; };
+            if (marriageHigh && birthLow && *marriageHigh <= *birthLow) {
+                add(spouse.xref, family.xref, "imp-marrborn-", Severity::error, "Married before being born",
+                    label() + birthText(Events(spouse)) + married());
+            } else if (marriageHigh && birthLow && *marriageHigh - *birthLow < m_options.minParentAge) {
+                add(spouse.xref, family.xref, "imp-marryoung-", Severity::warning, "Married very young",
+                    label() + birthText(Events(spouse)) + married() + ", at most " +
+                        wholeYears(*marriageHigh - *birthLow) + " years old");
+            }
+            if (marriageLow && deathHigh && *marriageLow >= *deathHigh)
+                add(spouse.xref, family.xref, "imp-marrdied-", Severity::error, "Married after dying",
+                    label() + deathText(Events(spouse)) + married());
+        }
+    }
+
+    /// Children of the family born on exact days too close together. Each birth is compared only
+    /// with the latest birth more than twinDays before it, so a birth too soon after twins is
+    /// reported once; a pair already reported for another family is not reported again.
+    void siblings(std::uint32_t f)
+    {
+        const std::uint32_t first = m_members.childrenFirst[f], end = m_members.childrenFirst[f + 1];
+        if (end - first < 2)
+            return;
+        m_dated.clear();
+        for (std::uint32_t i = first; i < end; ++i) {
+            const std::uint32_t c = m_members.children[i];
+            const Bounds& bounds = m_bounds[c];
+            if (m_born[c] && isExactDay(bounds.birthLow, bounds.birthHigh))
+                m_dated.push_back({bounds.birthLow, dayNumber(bounds.birthLow), i - first, c});
+        }
+        if (m_dated.size() < 2)
+            return;
+        // A child listed twice is one child.
+        std::sort(m_dated.begin(), m_dated.end(), [](const DatedChild& a, const DatedChild& b) {
+            return std::tie(a.day, a.person, a.order) < std::tie(b.day, b.person, b.order);
+        });
+        m_dated.erase(
+            std::unique(m_dated.begin(), m_dated.end(),
+                        [](const DatedChild& a, const DatedChild& b) { return a.person == b.person; }),
+            m_dated.end());
+
+        m_pairs.clear();
+        std::size_t before = 0; // how many births lie more than twinDays before the current one
+        for (std::size_t j = 1; j < m_dated.size(); ++j) {
+            while (before < j && m_dated[before].day < m_dated[j].day - twinDays)
+                ++before;
+            if (before > 0 && m_dated[j].low - m_dated[before - 1].low < siblingGap) {
+                const DatedChild& a = m_dated[before - 1];
+                const DatedChild& b = m_dated[j];
+                m_pairs.push_back(a.order < b.order ? std::pair{a, b} : std::pair{b, a});
+            }
+        }
+        std::sort(m_pairs.begin(), m_pairs.end(), [](const auto& a, const auto& b) {
+            return std::pair{a.first.order, a.second.order} < std::pair{b.first.order, b.second.order};
+        });
+        for (const auto& [one, other] : m_pairs) {
+            if (!m_reportedSiblings
+                     .emplace(std::min(one.person, other.person), std::max(one.person, other.person))
+                     .second)
+                continue;
+            const Person& a = m_index.people[one.person];
+            const Person& b = m_index.people[other.person];
+            add(a.xref, b.xref, "imp-siblings-", Severity::warning, "Siblings born too close together",
+                recordLabel(a.record) + ": born " + written(Events(a).birth) + ", and their sibling " +
+                    recordLabel(b.record) + ", born " + written(Events(b).birth));
+        }
+    }
+
     const TreeIndex& m_index;
     const ScanOptions& m_options;
     const Members m_members;
     std::vector<Bounds> m_bounds; ///< of every person
     std::vector<bool> m_born;     ///< of every person: whether the birth is a BIRT, not a christening
+    // Scratch for one family's children, kept to spare allocations.
+    std::vector<DatedChild> m_dated;
+    std::vector<std::pair<DatedChild, DatedChild>> m_pairs;
+    std::set<std::pair<std::uint32_t, std::uint32_t>> m_reportedSiblings;
     std::vector<Issue> m_issues;
 };
 
 } // namespace
 
 // Findings follow the people in file order: a person's own dates, then the person as a child
-// against each parent.
+// against each parent; then the families in file order: the marriage, then the children.
 std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options)
 {
     return Finder(index, options).run();
