@@ -876,6 +876,11 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
                               "Father very old at birth",
                               "Born after the mother died",
                               "Born over a year after the father died",
+                              "Buried before being born",
+                              "Married before being born",
+                              "Married after dying",
+                              "Married very young",
+                              "Siblings born too close together",
                               "Date not in the standard form",
                               "Date reads two ways",
                               "Not a date Kinloom can read",
@@ -898,6 +903,21 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
     EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const std::string& title) {
         return title.starts_with("Dates are written ");
     }));
+}
+
+// Each impossible date planted in the sample tree is found, and nothing else.
+TEST(ChecksTest, SampleTreeImpossibleDates)
+{
+    const Tree tree(SampleTree::sampleText());
+    std::vector<std::string> ids;
+    for (const Issue& issue : Checks::impossibleDates(tree.index, {}))
+        ids.push_back(issue.id);
+    EXPECT_EQ(ids, (std::vector<std::string>{
+                       "imp-burial-@I1@", "imp-chr-@I5@", "imp-age-@I11@", "imp-death-@I12@",
+                       "imp-old-@I15@-@I18@", "imp-order-@I22@-@I23@", "imp-old-@I25@-@I29@",
+                       "imp-afterdeath-@I26@-@I32@", "imp-young-@I33@-@I34@", "imp-death-@I37@",
+                       "imp-buried-@I39@", "imp-afterdeath-@I38@-@I41@", "imp-marrborn-@I22@-@F6@",
+                       "imp-marryoung-@I33@-@F9@", "imp-marrdied-@I3@-@F10@", "imp-siblings-@I43@-@I44@"}));
 }
 
 // Every fix that needs no review, applied, leaves nothing for its finding to say.
