@@ -1913,6 +1913,11 @@ private:
             std::int32_t married = family.children > 0
                                        ? m_people[family.firstChild].birth - 60 - m_rng.days(800)
                                        : adults + 3 * yearDays + m_rng.days(10 * yearDays);
+            // A childless couple marries while both live (parents outlive their children's births).
+            for (const std::int32_t death : {husband.death, wife.death}) {
+                if (death != noDate)
+                    married = std::min(married, death - 30);
+            }
             married = std::max(married, adults);
             if (yearOf(married) <= 2023) {
                 out += "1 MARR\n";
