@@ -328,26 +328,28 @@ std::string_view severityName(Severity severity)
     return {};
 }
 
-Json scanJSON(const ScanResult& result, const std::string& fileName)
+Json findingJSON(const Issue& issue)
+{
+    return {
+        {"id", issue.id},
+        {"category", rawValue(issue.category)},
+        {"severity", severityName(issue.severity)},
+        {"title", issue.title},
+        {"detail", issue.detail},
+        {"records", issue.records},
+        {"fix", issue.fix ? fixJSON(*issue.fix) : Json(nullptr)},
+        {"places", issue.places ? placesJSON(*issue.places) : Json(nullptr)},
+        {"match", issue.match ? matchJSON(*issue.match) : Json(nullptr)},
+    };
+}
+
+/// The file's name and the statistics: the scan's JSON document up to its findings.
+Json scanHeadJSON(const ScanResult& result, const std::string& fileName)
 {
     const TreeStats& stats = result.stats;
     Json dateStyles = Json::array();
     for (const DateStyleCount& style : stats.dateStyles)
         dateStyles.push_back({{"style", style.style}, {"count", style.count}});
-    Json findings = Json::array();
-    for (const Issue& issue : result.issues) {
-        findings.push_back({
-            {"id", issue.id},
-            {"category", rawValue(issue.category)},
-            {"severity", severityName(issue.severity)},
-            {"title", issue.title},
-            {"detail", issue.detail},
-            {"records", issue.records},
-            {"fix", issue.fix ? fixJSON(*issue.fix) : Json(nullptr)},
-            {"places", issue.places ? placesJSON(*issue.places) : Json(nullptr)},
-            {"match", issue.match ? matchJSON(*issue.match) : Json(nullptr)},
-        });
-    }
     return {
         {"file", fileName},
         {"statistics",
@@ -364,8 +366,39 @@ Json scanJSON(const ScanResult& result, const std::string& fileName)
              {"dateStyles", std::move(dateStyles)},
              {"numericOrder", stats.numericOrder ? Json(rawValue(*stats.numericOrder)) : Json(nullptr)},
          }},
-        {"findings", std::move(findings)},
     };
+}
+
+/// Prints the scan as one JSON document laid out as `dump(2)` lays it out, one finding at a time,
+/// so that printing adds no more than a finding's worth of memory to the scan's: on a
+/// million-person tree the whole document is some 300 MB of text.
+void printScanJSON(const ScanResult& result, const std::string& fileName, std::ostream& out)
+{
+    std::string text = scanHeadJSON(result, fileName).dump(2);
+    // The head's closing "\n}" gives way to the findings, which come last.
+    text.resize(text.size() - 2);
+    text += ",\n  \"findings\": [";
+    constexpr std::size_t flushSize = std::size_t{1} << 16;
+    bool first = true;
+    for (const Issue& issue : result.issues) {
+        text += first ? "\n    " : ",\n    ";
+        first = false;
+        // A finding sits two levels deep. Line breaks inside strings are written escaped, so every
+        // break in the dump is one of its layout.
+        const std::string finding = findingJSON(issue).dump(2);
+        std::size_t start = 0;
+        for (std::size_t end; (end = finding.find('\n', start)) != std::string::npos; start = end + 1) {
+            text.append(finding, start, end + 1 - start);
+            text += "    ";
+        }
+        text.append(finding, start);
+        if (text.size() >= flushSize) {
+            out << text;
+            text.clear();
+        }
+    }
+    text += first ? "]\n}\n" : "\n  ]\n}\n";
+    out << text;
 }
 
 /// Whether a path ends in the extension, in any case (".TXT" as ".txt").
@@ -429,7 +462,7 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
         }
     }
     if (parsed->options.contains("--json")) {
-        out << scanJSON(result, fileName).dump(2) << "\n";
+        printScanJSON(result, fileName, out);
     } else if (reportPath) {
         out << "Saved \u201C" << Files::fileName(*reportPath) << "\u201D.\n";
     } else {

@@ -1,5 +1,9 @@
 #include "KinloomCLI/Cli.h"
 
+#include "checks/Scanner.h"
+#include "document/GedcomReader.h"
+#include "sample/SampleTree.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -269,6 +273,69 @@ TEST_F(CliTest, CheckJSON)
     ASSERT_EQ(fix["preview"].size(), 1u);
     EXPECT_EQ(fix["preview"][0]["before"], "12  MAR 1890");
     EXPECT_EQ(fix["preview"][0]["after"], "12 MAR 1890");
+}
+
+TEST_F(CliTest, CheckJSONIsTheScanFindingByFinding)
+{
+    const std::string text = SampleTree::sampleText();
+    const Outcome outcome = runCli({"check", write("Sample Tree.ged", text), "--json"});
+    ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+    // Written a finding at a time, yet laid out exactly as the whole document dumped at once.
+    const auto parsed = nlohmann::ordered_json::parse(outcome.out);
+    EXPECT_EQ(outcome.out, parsed.dump(2) + "\n");
+
+    auto keys = [](const nlohmann::ordered_json& object) {
+        std::vector<std::string> names;
+        for (const auto& item : object.items())
+            names.push_back(item.key());
+        return names;
+    };
+    EXPECT_EQ(keys(parsed), (std::vector<std::string>{"file", "statistics", "findings"}));
+    EXPECT_EQ(keys(parsed["statistics"]),
+              (std::vector<std::string>{"people", "families", "sources", "otherRecords", "dates", "places",
+                                        "lines", "version", "encoding", "dateStyles", "numericOrder"}));
+
+    const ScanResult result = Scanner::scan(GedcomReader::read(text));
+    EXPECT_EQ(parsed["statistics"]["people"], result.stats.people);
+    EXPECT_EQ(parsed["statistics"]["dateStyles"].size(), result.stats.dateStyles.size());
+    const auto& findings = parsed["findings"];
+    ASSERT_EQ(findings.size(), result.issues.size());
+    std::size_t withFix = 0, withPlaces = 0, withMatch = 0;
+    for (std::size_t i = 0; i < result.issues.size(); ++i) {
+        const Issue& issue = result.issues[i];
+        const auto& finding = findings[i];
+        SCOPED_TRACE(issue.id);
+        EXPECT_EQ(keys(finding), (std::vector<std::string>{"id", "category", "severity", "title", "detail",
+                                                           "records", "fix", "places", "match"}));
+        EXPECT_EQ(finding["id"], issue.id);
+        EXPECT_EQ(finding["category"], rawValue(issue.category));
+        EXPECT_EQ(finding["title"], issue.title);
+        EXPECT_EQ(finding["detail"], issue.detail);
+        EXPECT_EQ(finding["records"], issue.records);
+        EXPECT_EQ(finding["fix"].is_null(), !issue.fix);
+        if (issue.fix) {
+            ++withFix;
+            EXPECT_EQ(finding["fix"]["id"], issue.fix->id);
+            EXPECT_EQ(finding["fix"]["needsReview"], issue.fix->needsReview);
+            EXPECT_EQ(finding["fix"]["edits"].size(), issue.fix->edits.size());
+            EXPECT_EQ(finding["fix"]["preview"].size(), issue.fix->preview.size());
+        }
+        EXPECT_EQ(finding["places"].is_null(), !issue.places);
+        if (issue.places) {
+            ++withPlaces;
+            EXPECT_EQ(finding["places"]["suggested"], issue.places->suggested);
+        }
+        EXPECT_EQ(finding["match"].is_null(), !issue.match);
+        if (issue.match) {
+            ++withMatch;
+            EXPECT_EQ(finding["match"]["keep"], issue.match->keep);
+            EXPECT_EQ(finding["match"]["score"], issue.match->score);
+        }
+    }
+    // The sample tree has findings with each of the optional parts.
+    EXPECT_GT(withFix, 0u);
+    EXPECT_GT(withPlaces, 0u);
+    EXPECT_GT(withMatch, 0u);
 }
 
 TEST_F(CliTest, CheckFailsOnSeverity)
