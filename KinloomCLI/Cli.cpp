@@ -5,6 +5,7 @@
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
+#include "document/Progress.h"
 #include "document/SaveError.h"
 #include "family/TreeIndex.h"
 #include "output/Report.h"
@@ -164,36 +165,125 @@ std::string_view lineEndingName(std::string_view ending)
     return "LF";
 }
 
+/// The progress of a command on a large file, shown on the terminal as one line that each stage
+/// overwrites ("Checking place names… 33%") and that is cleared before anything else is printed.
+class ProgressLine
+{
+public:
+    ProgressLine(const ProgressTerminal& terminal, const std::string& path)
+    {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(path, error);
+        if (terminal.stream && !error && size > terminal.minimumFileSize)
+            m_stream = terminal.stream;
+    }
+    ~ProgressLine() { clear(); }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    /// A callback that shows the engine's progress here, under another stage text when one is
+    /// given; none when nothing is shown, so that the engine does no work for it.
+    ProgressCallback callback(std::string stage = {})
+    {
+        if (!m_stream)
+            return {};
+        return [this, stage = std::move(stage)](const Progress& progress) {
+            show(stage.empty() ? progress : Progress{stage, progress.fraction});
+        };
+    }
+
+    void show(const Progress& progress)
+    {
+        if (!m_stream)
+            return;
+        std::string line = progress.stage;
+        if (progress.fraction)
+            line += " " + std::to_string(static_cast<int>(*progress.fraction * 100)) + "%";
+        if (line == m_shown)
+            return;
+        // Back to the line's start and erase it, so a shorter line leaves nothing of a longer one.
+        *m_stream << "\r\x1B[K" << line << std::flush;
+        m_shown = std::move(line);
+    }
+
+    void clear()
+    {
+        if (!m_stream || m_shown.empty())
+            return;
+        *m_stream << "\r\x1B[K" << std::flush;
+        m_shown.clear();
+    }
+
+private:
+    std::ostream* m_stream = nullptr;
+    std::string m_shown;
+};
+
+/// A file's name for a progress line: long names are shortened, so that the line fits on one row
+/// of the terminal and is overwritten whole.
+std::string shortName(const std::string& name)
+{
+    constexpr std::size_t longest = 40;
+    std::size_t characters = 0;
+    std::size_t cut = 0;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if ((static_cast<unsigned char>(name[i]) & 0xC0) == 0x80)
+            continue;
+        if (characters == longest - 1)
+            cut = i;
+        if (++characters > longest)
+            return name.substr(0, cut) + "\u2026";
+    }
+    return name;
+}
+
 /// Reads and parses a file, or says why not in the app's own words.
-std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream& err)
+std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream& err, ProgressLine& progress)
 {
     const std::string name = Files::fileName(path);
+    const std::string stage = "Reading " + shortName(name) + "\u2026";
+    progress.show({stage, std::nullopt});
     std::string error;
     std::optional<std::string> bytes = Files::readFile(path, error);
     if (!bytes) {
+        progress.clear();
         err << "Couldn\u2019t read \u201C" << name << "\u201D: " << error << "\n";
         return std::nullopt;
     }
-    GedcomDocument document = GedcomReader::read(std::move(*bytes));
+    GedcomDocument document = GedcomReader::read(std::move(*bytes), progress.callback(stage));
     if (!document.hasWellFormedRecord()) {
+        progress.clear();
         err << "\u201C" << name << "\u201D doesn\u2019t look like a family-tree (GEDCOM) file.\n";
         return std::nullopt;
     }
     return document;
 }
 
-int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+/// Scans with its progress shown, cleared again for what the command prints next.
+ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions& options,
+                               ProgressLine& progress)
+{
+    ScanResult result = Scanner::scan(document, options, 0, progress.callback());
+    progress.clear();
+    return result;
+}
+
+int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+         const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(arguments, {{"--json", false}}, err);
     if (!parsed)
         return usage;
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
 
     const std::int64_t lines = document->nextID - 1;
+    progress.show({"Indexing people and families\u2026", std::nullopt});
     const TreeIndex index = TreeIndex::build(*document);
+    progress.clear();
     if (parsed->options.contains("--json")) {
         nlohmann::json json = {
             {"file", Files::fileName(path)},
@@ -411,7 +501,8 @@ bool hasExtension(const std::string& path, std::string_view extension)
 }
 
 /// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
-int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+          const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
         arguments, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
@@ -447,11 +538,12 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     }
 
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    const ScanResult result = Scanner::scan(*document, *options);
+    const ScanResult result = scanShowingProgress(*document, *options, progress);
     const std::string fileName = Files::fileName(path);
 
     if (reportPath) {
@@ -537,7 +629,8 @@ std::optional<std::vector<Fix>> chosenFixes(const FixChoice& choice, const ScanR
 
 /// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it,
 /// after applying the chosen fixes as one batch.
-int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+         const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
         arguments, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
@@ -563,17 +656,23 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         return usage;
 
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
 
     std::optional<ApplyResult> applied;
     if (!choice->isEmpty()) {
         const std::optional<std::vector<Fix>> fixes =
-            chosenFixes(*choice, Scanner::scan(*document, *options), err);
+            chosenFixes(*choice, scanShowingProgress(*document, *options, progress), err);
         if (!fixes)
             return usage;
+        const std::size_t count = fixes->size();
+        progress.show(
+            {"Applying " + std::to_string(count) + (count == 1 ? " change\u2026" : " changes\u2026"),
+             std::nullopt});
         applied = FixApplier::apply(*fixes, *document, 1);
+        progress.clear();
     }
     const GedcomDocument& cleaned = applied ? applied->document : *document;
 
@@ -588,7 +687,8 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
         return usage;
     }
-    const GedcomWriter::Output output = GedcomWriter::write(cleaned);
+    const GedcomWriter::Output output = GedcomWriter::write(cleaned, progress.callback());
+    progress.clear();
     if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
         err << *error << "\n";
         return usage;
@@ -652,7 +752,8 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
 
 } // namespace
 
-int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+        const ProgressTerminal& terminal)
 {
     if (arguments.empty()) {
         err << usageText;
@@ -660,11 +761,11 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     }
     const std::string& command = arguments[0];
     if (command == "info")
-        return info(arguments, out, err);
+        return info(arguments, out, err, terminal);
     if (command == "check")
-        return check(arguments, out, err);
+        return check(arguments, out, err, terminal);
     if (command == "tidy")
-        return tidy(arguments, out, err);
+        return tidy(arguments, out, err, terminal);
     if (command == "sample")
         return sample(arguments, out, err);
     if (command == "--help" || command == "help") {

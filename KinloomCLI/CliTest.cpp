@@ -338,6 +338,49 @@ TEST_F(CliTest, CheckJSONIsTheScanFindingByFinding)
     EXPECT_GT(withMatch, 0u);
 }
 
+TEST_F(CliTest, ProgressGoesToTheTerminalOnly)
+{
+    const std::string text = SampleTree::sampleText();
+    const std::string path = write("Sample Tree.ged", text);
+    const std::string clear = "\r\x1B[K";
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::vector<std::string> shown; ///< lines shown in this order, among others
+    };
+    const Case cases[] = {
+        {{"info", path}, {"Reading Sample Tree.ged\u2026 100%", "Indexing people and families\u2026"}},
+        {{"check", path, "--json"},
+         {"Reading Sample Tree.ged\u2026 0%", "Checking the file\u2026 0%", "Checking place names\u2026",
+          "Looking for duplicates\u2026 100%"}},
+        {{"tidy", path, "--fix", "all", "--out", m_folder.string()},
+         {"Looking for duplicates\u2026 100%", "Applying ", "Writing the cleaned copy\u2026 0%",
+          "Writing the cleaned copy\u2026 100%"}},
+        {{"info", write("Hello.ged", "Hello\n")}, {"Reading Hello.ged\u2026"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.arguments));
+        std::ostringstream out, err, terminal;
+        Cli::run(c.arguments, out, err, {&terminal, 0});
+        const std::string shown = terminal.str();
+        std::size_t at = 0;
+        for (const std::string& line : c.shown) {
+            at = shown.find(clear + line, at);
+            ASSERT_NE(at, std::string::npos) << line << " in " << shown;
+        }
+        // The line is cleared before the command prints anything, and nothing of it goes elsewhere.
+        EXPECT_TRUE(shown.ends_with(clear));
+        EXPECT_EQ(out.str().find_first_of("\r\x1B"), std::string::npos);
+        EXPECT_EQ(err.str().find_first_of("\r\x1B"), std::string::npos);
+    }
+
+    // Smaller files than the threshold show nothing, and the output is the same either way.
+    std::ostringstream out, err, terminal;
+    ASSERT_EQ(Cli::run({"check", path, "--json"}, out, err, {&terminal, text.size()}), Cli::done);
+    EXPECT_EQ(terminal.str(), "");
+    EXPECT_EQ(out.str(), runCli({"check", path, "--json"}).out);
+}
+
 TEST_F(CliTest, CheckFailsOnSeverity)
 {
     // Worst findings: a warning (no header), none, an error (died before being born).
