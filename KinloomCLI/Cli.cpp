@@ -1,12 +1,12 @@
 #include "KinloomCLI/Cli.h"
 
+#include "KinloomPdf/PdfRenderer.h"
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
 #include "document/Progress.h"
-#include "document/SaveError.h"
 #include "family/TreeIndex.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
@@ -27,20 +27,26 @@ namespace {
 
 constexpr const char* usageText =
     "usage: kinloom-cli info FILE [--json]\n"
-    "       kinloom-cli check FILE [--json] [--report OUT.txt] [OPTIONS] [--fail-on warning|error]\n"
-    "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt] [OPTIONS]\n"
+    "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
+    "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
-    "         dateFormats, places, missing, links, file) and/or fix ids\n";
+    "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
+    "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
 
-/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag).
+/// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag),
+/// and the values of options that may be repeated, in order.
 struct Arguments
 {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
+    std::map<std::string, std::vector<std::string>> repeated;
 };
+
+/// Options whose values add up rather than replace each other.
+const std::set<std::string> repeatableOptions = {"--fix"};
 
 /// Splits a command's arguments (after the command's name) by the options it knows. Every command
 /// takes one file; an unknown option, a missing value or another number of files is an error.
@@ -67,7 +73,13 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             err << "kinloom-cli: " << argument << " needs a value\n" << usageText;
             return std::nullopt;
         }
-        parsed.options[argument] = arguments[++i];
+        const std::string& value = arguments[++i];
+        if (repeatableOptions.contains(argument)) {
+            parsed.repeated[argument].push_back(value);
+        } else if (!parsed.options.emplace(argument, value).second) {
+            err << "kinloom-cli: " << argument << " can be given only once\n" << usageText;
+            return std::nullopt;
+        }
     }
     if (parsed.positional.size() != 1) {
         err << usageText;
@@ -500,6 +512,13 @@ bool hasExtension(const std::string& path, std::string_view extension)
     return actual == extension;
 }
 
+/// The text laid out as PDF pages, for a report or change log asked for as PDF.
+std::string pdfBytes(const std::string& text, const std::string& title)
+{
+    PdfRenderer::ensureGuiApplication();
+    return PdfRenderer::render(text, title);
+}
+
 /// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
 int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
           const ProgressTerminal& terminal)
@@ -526,12 +545,8 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     // The output's kind is settled before the file is read, so a wrong name costs no scan.
     std::optional<std::string> reportPath;
     if (const auto option = parsed->options.find("--report"); option != parsed->options.end()) {
-        if (hasExtension(option->second, ".pdf")) {
-            err << "PDF reports are not available yet; write the report as text (.txt).\n";
-            return usage;
-        }
-        if (!hasExtension(option->second, ".txt")) {
-            err << "kinloom-cli: --report needs a file name ending in .txt\n" << usageText;
+        if (!hasExtension(option->second, ".txt") && !hasExtension(option->second, ".pdf")) {
+            err << "kinloom-cli: --report needs a file name ending in .txt or .pdf\n" << usageText;
             return usage;
         }
         reportPath = option->second;
@@ -547,7 +562,9 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     const std::string fileName = Files::fileName(path);
 
     if (reportPath) {
-        const std::string text = Report::reportText(result, fileName, scanDate);
+        std::string text = Report::reportText(result, fileName, scanDate);
+        if (hasExtension(*reportPath, ".pdf"))
+            text = pdfBytes(text, "Kinloom report: " + fileName);
         if (const auto error = Files::writeNewFile(*reportPath, text)) {
             err << *error << "\n";
             return usage;
@@ -572,31 +589,37 @@ struct FixChoice
 {
     std::set<IssueCategory> categories;
     std::vector<std::string> ids;
-
-    [[nodiscard]] bool isEmpty() const { return categories.empty() && ids.empty(); }
 };
 
-/// Reads WHAT: "none", "all", or a comma list of categories and fix ids.
-std::optional<FixChoice> parseFixChoice(const std::string& what, std::ostream& err)
+/// Reads each WHAT given: "none", "all", or a comma list of categories and fix ids. A value that is
+/// exactly one of the file's fix ids is taken whole, since place fix ids hold commas.
+std::optional<FixChoice> parseFixChoice(const std::vector<std::string>& values,
+                                        const std::set<std::string>& fixIDs, std::ostream& err)
 {
     FixChoice choice;
-    if (what == "none")
-        return choice;
-    std::size_t start = 0;
-    while (start <= what.size()) {
-        const std::size_t end = std::min(what.find(',', start), what.size());
-        const std::string item = what.substr(start, end - start);
-        start = end + 1;
-        if (item.empty() || item == "none") {
-            err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
-            return std::nullopt;
+    for (const std::string& what : values) {
+        if (what == "none")
+            continue;
+        if (fixIDs.contains(what)) {
+            choice.ids.push_back(what);
+            continue;
         }
-        if (item == "all")
-            choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
-        else if (const auto category = issueCategoryFromRawValue(item))
-            choice.categories.insert(*category);
-        else
-            choice.ids.push_back(item);
+        std::size_t start = 0;
+        while (start <= what.size()) {
+            const std::size_t end = std::min(what.find(',', start), what.size());
+            const std::string item = what.substr(start, end - start);
+            start = end + 1;
+            if (item.empty() || item == "none") {
+                err << "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n";
+                return std::nullopt;
+            }
+            if (item == "all")
+                choice.categories.insert(allIssueCategories.begin(), allIssueCategories.end());
+            else if (const auto category = issueCategoryFromRawValue(item))
+                choice.categories.insert(*category);
+            else
+                choice.ids.push_back(item);
+        }
     }
     return choice;
 }
@@ -639,21 +662,15 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
-    if (const auto option = parsed->options.find("--changelog"); option != parsed->options.end()) {
-        if (option->second == "pdf") {
-            err << "PDF change logs are not available yet; use --changelog txt.\n";
-            return usage;
-        }
-        if (option->second != "txt") {
-            err << "kinloom-cli: --changelog needs txt or pdf\n";
-            return usage;
-        }
-    }
-    const auto fixOption = parsed->options.find("--fix");
-    const std::optional<FixChoice> choice =
-        parseFixChoice(fixOption != parsed->options.end() ? fixOption->second : "none", err);
-    if (!choice)
+    const auto logOption = parsed->options.find("--changelog");
+    const std::string logKind = logOption != parsed->options.end() ? logOption->second : "txt";
+    if (logKind != "txt" && logKind != "pdf") {
+        err << "kinloom-cli: --changelog needs txt or pdf\n";
         return usage;
+    }
+    const auto fixOption = parsed->repeated.find("--fix");
+    const std::vector<std::string> fixValues =
+        fixOption != parsed->repeated.end() ? fixOption->second : std::vector<std::string>();
 
     const std::string& path = parsed->positional[0];
     ProgressLine progress(terminal, path);
@@ -661,10 +678,20 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     if (!document)
         return unreadable;
 
+    // The values are read against the file's fix ids, so only a scan can tell what they ask for.
     std::optional<ApplyResult> applied;
-    if (!choice->isEmpty()) {
-        const std::optional<std::vector<Fix>> fixes =
-            chosenFixes(*choice, scanShowingProgress(*document, *options, progress), err);
+    if (std::any_of(fixValues.begin(), fixValues.end(),
+                    [](const std::string& what) { return what != "none"; })) {
+        const ScanResult result = scanShowingProgress(*document, *options, progress);
+        std::set<std::string> fixIDs;
+        for (const Issue& issue : result.issues) {
+            if (issue.fix)
+                fixIDs.insert(issue.fix->id);
+        }
+        const std::optional<FixChoice> choice = parseFixChoice(fixValues, fixIDs, err);
+        if (!choice)
+            return usage;
+        const std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
         if (!fixes)
             return usage;
         const std::size_t count = fixes->size();
@@ -682,25 +709,26 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
     const std::string originalName = Files::fileName(path);
     const std::string stem = Files::baseName(originalName) + " (tidied)";
-    const std::filesystem::path copyPath = Files::freeName(folder, stem, "ged");
-    if (Files::isSameFile(copyPath, opened)) {
-        err << SaveError{SaveError::SameAsOriginal{}}.description() << "\n";
-        return usage;
-    }
     const GedcomWriter::Output output = GedcomWriter::write(cleaned, progress.callback());
     progress.clear();
-    if (const auto error = Files::writeNewFile(copyPath.string(), output.data)) {
-        err << *error << "\n";
+    // The name is settled as the file is created, so tidying at the same moment into one folder takes
+    // the next number instead of failing; the opened file's own name is never free.
+    std::string error;
+    const std::optional<std::filesystem::path> copyPath =
+        Files::writeNewNumberedFile(folder, stem, "ged", output.data, error);
+    if (!copyPath) {
+        err << error << "\n";
         return usage;
     }
-    const std::string copyName = copyPath.filename().string();
-    const std::filesystem::path logPath =
-        Files::freeName(folder, copyPath.stem().string() + " change log", "txt");
+    const std::string copyName = copyPath->filename().string();
     const std::vector<ChangeEntry> entries = applied ? applied->entries : std::vector<ChangeEntry>();
-    const std::string log =
+    std::string log =
         Report::changeLogText(entries, originalName, copyName, std::chrono::system_clock::now(), output.note);
-    if (const auto error = Files::writeNewFile(logPath.string(), log)) {
-        err << *error << "\n";
+    if (logKind == "pdf")
+        log = pdfBytes(log, "Kinloom change log: " + copyName);
+    if (!Files::writeNewNumberedFile(folder, copyPath->stem().string() + " change log", logKind, log,
+                                     error)) {
+        err << error << "\n";
         return usage;
     }
     if (applied) {
@@ -716,6 +744,15 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         out << *output.note << "\n";
     out << "Saved \u201C" << copyName << "\u201D and its change log.\n";
     return done;
+}
+
+/// A count rounded down to its two leading digits (43,817,112 → 43,000,000), for estimates.
+std::uint64_t roughly(std::uint64_t count)
+{
+    std::uint64_t unit = 1;
+    while (count / unit >= 100)
+        unit *= 10;
+    return count / unit * unit;
 }
 
 int sample(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
@@ -739,6 +776,14 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
             return usage;
         }
         seed = *value;
+    }
+    // A generated tree of a million people peaks at 0.61 GB while it is made and written.
+    constexpr std::uint64_t bytesPerPerson = 640;
+    if (const std::uint64_t room = Files::availableMemory() / bytesPerPerson; people && *people > room) {
+        err << "kinloom-cli: a tree of " << *people
+            << " people needs more memory than this computer has available; it has room for about "
+            << roughly(room) << "\n";
+        return usage;
     }
     const std::string& path = parsed->positional[0];
     const std::string text = people ? SampleTree::syntheticText(*people, seed) : SampleTree::sampleText();

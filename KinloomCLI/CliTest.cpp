@@ -10,7 +10,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <latch>
+#include <set>
 #include <sstream>
+#include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace kinloom;
@@ -29,6 +33,15 @@ Outcome runCli(const std::vector<std::string>& arguments)
     std::ostringstream out, err;
     const int status = Cli::run(arguments, out, err);
     return {status, out.str(), err.str()};
+}
+
+/// The address space this process has mapped, in bytes.
+std::uint64_t mappedBytes()
+{
+    std::ifstream statm("/proc/self/statm");
+    std::uint64_t pages = 0;
+    statm >> pages;
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 class CliTest : public ::testing::Test
@@ -136,6 +149,19 @@ TEST_F(CliTest, RefusalsAndStatuses)
     EXPECT_FALSE(std::filesystem::exists(m_folder / "x.ged"));
 }
 
+TEST_F(CliTest, SampleRefusesMorePeopleThanMemoryHolds)
+{
+    const std::string path = (m_folder / "huge.ged").string();
+    const Outcome outcome = runCli({"sample", path, "--people", "99999999999"});
+    EXPECT_EQ(outcome.status, Cli::usage);
+    EXPECT_TRUE(
+        outcome.err.starts_with("kinloom-cli: a tree of 99999999999 people needs more memory than this "
+                                "computer has available; it has room for about "))
+        << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST_F(CliTest, SampleWritesTreesThatRead)
 {
     const std::string small = (m_folder / "Sample Tree.ged").string();
@@ -179,14 +205,10 @@ TEST_F(CliTest, TidyWritesANumberedCopyAndChangeLog)
         << log;
     EXPECT_TRUE(std::filesystem::exists(m_folder / "Smith (tidied) change log.txt"));
 
-    // Into another folder; a folder that is not there is a clear failure and writes nothing.
+    // Into another folder.
     std::filesystem::create_directory(m_folder / "out");
     EXPECT_EQ(runCli({"tidy", path, "--out", (m_folder / "out").string()}).status, Cli::done);
     EXPECT_EQ(contents(m_folder / "out" / "Smith (tidied).ged"), original);
-    const Outcome missing = runCli({"tidy", path, "--out", (m_folder / "nowhere").string()});
-    EXPECT_EQ(missing.status, Cli::usage);
-    EXPECT_EQ(missing.err, "No such file or directory\n");
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "nowhere"));
 }
 
 namespace {
@@ -440,7 +462,6 @@ TEST_F(CliTest, CheckWritesTheReportOnlyAsANewFile)
 TEST_F(CliTest, CheckRefusesBadArguments)
 {
     const std::string path = write("Clean.ged", cleanTree);
-    const std::string pdf = (m_folder / "report.pdf").string();
     struct Case
     {
         std::vector<std::string> arguments;
@@ -448,9 +469,6 @@ TEST_F(CliTest, CheckRefusesBadArguments)
         std::string err;
     };
     const Case cases[] = {
-        {{"check", path, "--report", pdf},
-         Cli::usage,
-         "PDF reports are not available yet; write the report as text (.txt).\n"},
         {{"check", path, "--report", (m_folder / "report.html").string()}, Cli::usage, ""},
         {{"check", path, "--fail-on", "note"}, Cli::usage, "kinloom-cli: --fail-on needs warning or error\n"},
         {{"check", path, "--numeric-order", "dayFirst"},
@@ -477,7 +495,6 @@ TEST_F(CliTest, CheckRefusesBadArguments)
         }
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_FALSE(std::filesystem::exists(pdf));
 
     // Good values of every option are taken.
     const Outcome tuned = runCli({"check", path, "--numeric-order", "month-first", "--min-parent-age", "14",
@@ -564,6 +581,34 @@ TEST_F(CliTest, TidySaysWhatWasSkipped)
     EXPECT_EQ(copy.find("@I3@"), std::string::npos) << copy;
 }
 
+TEST_F(CliTest, TidyTakesAPlaceFixByItsIdAndFixMoreThanOnce)
+{
+    // The place fix's id holds the comma of the place's name.
+    const std::string path =
+        write("Places.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n"
+                            "1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 12  MAR 1890\n"
+                            "2 PLAC M\u00FCnchen, Bayern\n1 DEAT\n2 PLAC M\u00FCnchen, Bayern\n"
+                            "1 BURI\n2 PLAC Munchen,Bayern\n0 TRLR\n");
+    const Outcome outcome = runCli({"tidy", path, "--fix", "place-munchen,bayern", "--fix", "dateFormats"});
+    ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+    EXPECT_EQ(outcome.out, "Applied 2 fixes.\nSaved \u201CPlaces (tidied).ged\u201D and its change log.\n");
+    const std::string copy = contents(m_folder / "Places (tidied).ged");
+    EXPECT_NE(copy.find("2 DATE 12 MAR 1890\n"), std::string::npos) << copy;
+    EXPECT_NE(copy.find("1 BURI\n2 PLAC M\u00FCnchen, Bayern\n"), std::string::npos) << copy;
+
+    // A value that is not one of the file's ids is still a comma list.
+    const Outcome unknown = runCli({"tidy", path, "--fix", "place-munchen,bavaria"});
+    EXPECT_EQ(unknown.status, Cli::usage);
+    EXPECT_EQ(unknown.err,
+              "kinloom-cli: --fix names \u201Cbavaria\u201D, which is neither a category nor a fix "
+              "found in this file\n");
+
+    // Other options take one value.
+    const Outcome twice = runCli({"tidy", path, "--out", m_folder.string(), "--out", m_folder.string()});
+    EXPECT_EQ(twice.status, Cli::usage);
+    EXPECT_TRUE(twice.err.starts_with("kinloom-cli: --out can be given only once\n")) << twice.err;
+}
+
 TEST_F(CliTest, TidyRefusesBadChoices)
 {
     const std::string path = write("Dated.ged", datedTree);
@@ -573,7 +618,6 @@ TEST_F(CliTest, TidyRefusesBadChoices)
         std::string err;
     };
     const Case cases[] = {
-        {{"--changelog", "pdf"}, "PDF change logs are not available yet; use --changelog txt.\n"},
         {{"--changelog", "html"}, "kinloom-cli: --changelog needs txt or pdf\n"},
         {{"--fix", "dateFormats,"},
          "kinloom-cli: --fix needs none, all, or a comma list of categories and fix ids\n"},
@@ -597,4 +641,141 @@ TEST_F(CliTest, TidyRefusesBadChoices)
     const Outcome text = runCli({"tidy", path, "--changelog", "txt", "--fix", "none"});
     EXPECT_EQ(text.status, Cli::done) << text.err;
     EXPECT_EQ(contents(m_folder / "Dated (tidied).ged"), datedTree);
+}
+
+TEST_F(CliTest, WritesReportsAndChangeLogsAsPDF)
+{
+    const std::string path = write("Dated.ged", datedTree);
+    const std::string report = (m_folder / "Dated report.pdf").string();
+    const Outcome checked = runCli({"check", path, "--report", report});
+    ASSERT_EQ(checked.status, Cli::done) << checked.err;
+    EXPECT_EQ(checked.out, "Saved \u201CDated report.pdf\u201D.\n");
+    const std::string pdf = contents(report);
+    EXPECT_TRUE(pdf.starts_with("%PDF-")) << pdf.substr(0, 20);
+    const Outcome again = runCli({"check", path, "--report", report});
+    EXPECT_EQ(again.status, Cli::usage);
+    EXPECT_EQ(again.err, "\u201CDated report.pdf\u201D already exists. Choose a new name: the original and "
+                         "other files are never overwritten.\n");
+    EXPECT_EQ(contents(report), pdf);
+
+    // The change log takes the copy's name and numbering, with the extension pdf.
+    for (const char* copy : {"Dated (tidied)", "Dated (tidied) 2"}) {
+        const Outcome tidied = runCli({"tidy", path, "--fix", "all", "--changelog", "pdf"});
+        ASSERT_EQ(tidied.status, Cli::done) << tidied.err;
+        EXPECT_TRUE(contents(m_folder / (std::string(copy) + " change log.pdf")).starts_with("%PDF-"))
+            << copy;
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "Dated (tidied) change log.txt"));
+}
+
+TEST_F(CliTest, SavingSaysWhereAndWhyItFailed)
+{
+    const std::string path = write("Smith.ged", cleanTree);
+    const std::string nowhere = (m_folder / "nowhere").string();
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"tidy", path, "--out", nowhere},
+         "Couldn\u2019t save \u201CSmith (tidied).ged\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+        {{"tidy", path, "--out", path},
+         "Couldn\u2019t save \u201CSmith (tidied).ged\u201D in \u201C" + path +
+             "\u201D: that isn\u2019t a folder.\n"},
+        {{"check", path, "--report", nowhere + "/Smith report.txt"},
+         "Couldn\u2019t save \u201CSmith report.txt\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+        {{"sample", nowhere + "/Sample.ged"},
+         "Couldn\u2019t save \u201CSample.ged\u201D in \u201C" + nowhere +
+             "\u201D: the folder doesn\u2019t exist.\n"},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = runCli(c.arguments);
+        EXPECT_EQ(outcome.status, Cli::usage) << testing::PrintToString(c.arguments);
+        EXPECT_TRUE(outcome.err.starts_with(c.err)) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(nowhere));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+}
+
+TEST_F(CliTest, TidyRunsAtTheSameMomentTakeNumbersInTurn)
+{
+    const std::string path = write("Smith.ged", datedTree);
+    constexpr int runs = 8;
+    std::latch start(runs);
+    std::vector<Outcome> outcomes(runs);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < runs; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            outcomes[i] = runCli({"tidy", path, "--fix", "all"});
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::set<std::string> copies;
+    for (const Outcome& outcome : outcomes) {
+        ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+        const std::string saved = "Saved \u201C";
+        const std::size_t from = outcome.out.find(saved) + saved.size();
+        copies.insert(outcome.out.substr(from, outcome.out.find("\u201D", from) - from));
+    }
+    std::set<std::string> expected = {"Smith (tidied).ged"};
+    for (int n = 2; n <= runs; ++n)
+        expected.insert("Smith (tidied) " + std::to_string(n) + ".ged");
+    EXPECT_EQ(copies, expected);
+    // Each copy is whole, and its change log carries its number and names it.
+    const std::string fixed = contents(m_folder / "Smith (tidied).ged");
+    EXPECT_NE(fixed.find("2 DATE 12 MAR 1890\n"), std::string::npos) << fixed;
+    for (const std::string& copy : copies) {
+        EXPECT_EQ(contents(m_folder / copy), fixed) << copy;
+        const std::string log =
+            contents(m_folder / (std::filesystem::path(copy).stem().string() + " change log.txt"));
+        EXPECT_NE(log.find("\nCleaned copy: " + copy + "\n"), std::string::npos) << log;
+    }
+    // The original, the copies and their logs: no temporary file is left.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1 + 2 * runs);
+}
+
+TEST_F(CliTest, InputThatNeverEndsIsRefusedAndPipesRead)
+{
+    // Under a limit on the process's address space, so that refusing takes little memory and time.
+    const auto limited = [](const std::string& command) {
+        rlimit limit{};
+        getrlimit(RLIMIT_AS, &limit);
+        limit.rlim_cur = mappedBytes() + (std::uint64_t{512} << 20);
+        setrlimit(RLIMIT_AS, &limit);
+        const Outcome outcome = runCli({command, "/dev/zero"});
+        std::cerr << outcome.err << std::flush;
+        // Anything printed as a result fails the test.
+        std::_Exit(outcome.out.empty() ? outcome.status : 100);
+    };
+    for (const std::string command : {"info", "check", "tidy"}) {
+        EXPECT_EXIT(
+            limited(command), testing::ExitedWithCode(Cli::unreadable),
+            "^Couldn\u2019t read \u201Czero\u201D: The input never ends, or is too large to work on in "
+            "this computer\u2019s memory\n$")
+            << command;
+    }
+
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    // More than a pipe holds at once, so the tree arrives while it is read.
+    std::thread writer([&] {
+        for (int i = 0; i < 1000; ++i) {
+            if (::write(ends[1], cleanTree.data(), cleanTree.size()) !=
+                static_cast<ssize_t>(cleanTree.size()))
+                break;
+        }
+        close(ends[1]);
+    });
+    const Outcome piped = runCli({"info", "/dev/fd/" + std::to_string(ends[0]), "--json"});
+    writer.join();
+    close(ends[0]);
+    ASSERT_EQ(piped.status, Cli::done) << piped.err;
+    EXPECT_EQ(nlohmann::json::parse(piped.out)["lines"], 8000);
 }

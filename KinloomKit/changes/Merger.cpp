@@ -81,31 +81,184 @@ bool sameContinuations(const A& a, const B& b)
     }
 }
 
-/// Adds `from`'s sub-lines that `into` lacks (continuations aside) below `into`; returns what was
-/// added, as GEDCOM lines at `level`, and counts the sub-lines already there.
-template <class Node>
-std::vector<std::vector<std::string>> addMissingSubLines(GedcomNode& into, const Node& from, int level,
-                                                         std::size_t& alreadyThere)
+/// Lines that only support a fact (citations, notes, media, associations): two lines that differ in
+/// these alone are one fact with more support.
+bool supportsFact(std::string_view tag)
 {
-    std::vector<std::vector<std::string>> added;
+    return tag == "SOUR" || tag == "NOTE" || tag == "OBJE" || tag == "SNOTE" || tag == "ASSO";
+}
+
+/// Whether `b` gives a detail that `a` gives otherwise: a sub-line whose tag `a` uses too, though in
+/// no line that says the same.
+template <class A, class B>
+bool givesOtherDetail(const A& a, const B& b)
+{
+    for (const auto& detail : b.children()) {
+        if (detail.isMalformed() || isContinuation(detail) || supportsFact(detail.tag()))
+            continue;
+        bool tagUsed = false;
+        bool said = false;
+        for (const auto& other : a.children()) {
+            if (other.isMalformed() || other.tag() != detail.tag())
+                continue;
+            tagUsed = true;
+            if (sameLine(other, detail) && sameContinuations(other, detail)) {
+                said = true;
+                break;
+            }
+        }
+        if (tagUsed && !said)
+            return true;
+    }
+    return false;
+}
+
+/// Whether two lines are one fact: they say the same, and no detail below one contradicts the other
+/// (two births with different dates are two facts).
+template <class A, class B>
+bool agree(const A& a, const B& b)
+{
+    return sameLine(a, b) && sameContinuations(a, b) && !givesOtherDetail(a, b) && !givesOtherDetail(b, a);
+}
+
+struct Counterpart
+{
+    std::size_t index = none; ///< among the kept line's sub-lines; `none` when the line is a fact of its own
+    bool identical = false;
+};
+
+template <class Node>
+bool addsTo(const GedcomNode& into, const Node& from);
+
+/// The sub-line of `into` that `line` is folded into: an identical one; else, of those that agree with
+/// it, one that has all it says, or the only one. With two candidates and no clear choice the line
+/// stays a fact of its own.
+template <class Node>
+Counterpart counterpart(const GedcomNode& into, const Node& line)
+{
+    const auto& lines = into.children();
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (sameTree(lines[i], line))
+            return {i, true};
+    }
+    std::size_t agreeing = none;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (!agree(lines[i], line))
+            continue;
+        if (!addsTo(lines[i], line))
+            return {i, false};
+        agreeing = i;
+        ++count;
+    }
+    return {count == 1 ? agreeing : none, false};
+}
+
+/// Whether folding `from`'s sub-lines into `into` would add anything, at any depth.
+template <class Node>
+bool addsTo(const GedcomNode& into, const Node& from)
+{
     for (const auto& child : from.children()) {
         if (isContinuation(child))
             continue;
-        const bool present = std::any_of(into.children().begin(), into.children().end(),
-                                         [&](const GedcomNode& kept) { return sameTree(kept, child); });
-        if (present) {
-            ++alreadyThere;
+        const Counterpart match = counterpart(into, child);
+        if (match.index == none || (!match.identical && addsTo(into.children()[match.index], child)))
+            return true;
+    }
+    return false;
+}
+
+template <class Node>
+GedcomNode toNode(const Node& node)
+{
+    if constexpr (std::is_same_v<Node, GedcomNode>)
+        return node;
+    else
+        return node.toNode();
+}
+
+/// One line as GEDCOM text at `level`, without its sub-lines.
+std::string lineText(const GedcomNode& node, int level)
+{
+    if (node.isMalformed())
+        return node.raw().value_or("");
+    return std::to_string(level) + " " + node.tag() + (node.value() ? " " + *node.value() : std::string());
+}
+
+/// What happened to one top-level line of the removed record, or to a sub-line it gave a kept line.
+struct Step
+{
+    enum class Kind
+    {
+        housekeeping, ///< dropped: CHAN or RIN
+        alreadyThere, ///< dropped: the kept record says the same
+        sexTakenOver, ///< the kept record's unknown sex replaced
+        sexConflict,  ///< the kept sex stays; the other is kept as a note, with its sub-lines
+        added,        ///< moved across with its sub-lines
+        addedUnder    ///< a sub-line moved below the kept line that agrees with its own
+    };
+    Kind kind = Kind::added;
+    std::vector<std::string> lines; ///< GEDCOM text: dropped or moved lines, or the note and its sub-lines
+    std::string tag;                ///< housekeeping: the line's tag
+    std::string under;              ///< addedUnder: the kept line, and those above it, " / " between
+    std::string keptValue;          ///< sex classes: the kept record's value, trimmed
+    std::string removedValue;       ///< sex classes: the removed record's value, trimmed
+    std::size_t count = 0;          ///< alreadyThere: lines already in the kept record
+};
+
+Step alreadyThere(std::size_t count)
+{
+    Step step{Step::Kind::alreadyThere};
+    step.count = count;
+    return step;
+}
+
+/// Folds `from`'s sub-lines into `into`, which says the same as `from`: what `into` lacks is added
+/// below it (a step each, when `steps` is given), what agrees is folded in turn, and the lines
+/// already there are counted. `under` names `into` in the steps.
+template <class Node>
+void foldSubLines(GedcomNode& into, const Node& from, int level, const std::string& under,
+                  std::vector<Step>* steps, std::size_t& already)
+{
+    for (const auto& child : from.children()) {
+        if (isContinuation(child))
+            continue;
+        const Counterpart match = counterpart(into, child);
+        if (match.index != none) {
+            ++already;
+            if (!match.identical) {
+                GedcomNode& kept = into.children()[match.index];
+                foldSubLines(kept, child, level + 1, under + " / " + lineText(kept, level), steps, already);
+            }
             continue;
         }
-        std::vector<std::string> lines;
-        detail::appendChangeLines(child, level, lines);
-        added.push_back(std::move(lines));
-        if constexpr (std::is_same_v<Node, GedcomNode>)
-            into.children().push_back(child);
-        else
-            into.children().push_back(child.toNode());
+        if (steps) {
+            Step step{Step::Kind::addedUnder};
+            detail::appendChangeLines(child, level, step.lines);
+            step.under = under;
+            steps->push_back(std::move(step));
+        }
+        into.children().push_back(toNode(child));
     }
-    return added;
+}
+
+/// Folds a line of the removed record into the kept line that says the same: one already-there step
+/// for the line and what it shares, after a step for each sub-line it gives.
+template <class Node>
+void foldLine(GedcomNode& into, const Node& from, std::vector<Step>& steps, std::size_t already = 1)
+{
+    foldSubLines(into, from, 2, lineText(into, 1), &steps, already);
+    if (already > 0)
+        steps.push_back(alreadyThere(already));
+}
+
+bool hasSubLines(NodeView line)
+{
+    for (NodeView child : line.children()) {
+        if (!isContinuation(child))
+            return true;
+    }
+    return false;
 }
 
 std::string trimmed(std::optional<std::string_view> value)
@@ -140,27 +293,6 @@ void insertBeforeChange(GedcomNode& record, GedcomNode line)
     children.insert(change, std::move(line));
 }
 
-/// What happened to one top-level line of the removed record.
-struct Step
-{
-    enum class Kind
-    {
-        housekeeping, ///< dropped: CHAN or RIN
-        alreadyThere, ///< dropped: the kept record says the same
-        sexTakenOver, ///< the kept record's unknown sex replaced
-        sexConflict,  ///< the kept sex stays; the other is kept as a note
-        added,        ///< moved across with its sub-lines
-        addedUnder    ///< sub-lines moved below the kept line that agrees with it
-    };
-    Kind kind = Kind::added;
-    std::vector<std::string> lines; ///< GEDCOM text: dropped or moved lines, or the note line
-    std::string tag;                ///< housekeeping: the line's tag
-    std::string under;              ///< addedUnder: the kept line, at level 1
-    std::string keptValue;          ///< sex classes: the kept record's value, trimmed
-    std::string removedValue;       ///< sex classes: the removed record's value, trimmed
-    std::size_t count = 0;          ///< alreadyThere: lines already in the kept record
-};
-
 /// The one classification of a merge: folds the removed record's top-level lines into `kept` and
 /// says what became of each. The merger and the preview both run it, so they cannot disagree.
 std::vector<Step> fold(GedcomNode& kept, NodeView removed, std::int64_t& nextID)
@@ -183,58 +315,50 @@ std::vector<Step> fold(GedcomNode& kept, NodeView removed, std::int64_t& nextID)
                 std::find_if(keptLines.begin(), keptLines.end(), [](const GedcomNode& child) {
                     return !child.isMalformed() && child.tag() == "SEX";
                 });
-            if (isUnknownSex(removedSex) ||
-                (keptSex != keptLines.end() && sexKey(text(keptSex->value())) == removedSex)) {
-                steps.push_back({Step::Kind::alreadyThere, {}, {}, {}, {}, {}, 1});
+            if (keptSex == keptLines.end() && isUnknownSex(removedSex) && !hasSubLines(line)) {
+                steps.push_back(alreadyThere(1));
                 continue;
             }
             if (keptSex != keptLines.end()) {
+                const std::string keptKey = sexKey(text(keptSex->value()));
+                if (isUnknownSex(removedSex) || keptKey == removedSex) {
+                    foldLine(*keptSex, line, steps);
+                    continue;
+                }
                 Step step;
                 step.keptValue = trimmed(text(keptSex->value()));
                 step.removedValue = trimmed(line.value());
-                if (isUnknownSex(sexKey(text(keptSex->value())))) {
+                if (isUnknownSex(keptKey)) {
                     step.kind = Step::Kind::sexTakenOver;
                     keptSex->setValue(step.removedValue);
-                } else {
-                    step.kind = Step::Kind::sexConflict;
-                    const std::string note =
-                        "Merged from " + removedXref + ", which had SEX " + step.removedValue;
-                    step.lines.push_back("1 NOTE " + note);
-                    insertBeforeChange(kept, GedcomNode(nextID++, "NOTE", note));
+                    steps.push_back(std::move(step));
+                    foldLine(*keptSex, line, steps, 0);
+                    continue;
                 }
+                // The other sex's sub-lines (its citations) go with the note that keeps it, not
+                // below a sex they do not support.
+                step.kind = Step::Kind::sexConflict;
+                GedcomNode note(nextID++, "NOTE",
+                                "Merged from " + removedXref + ", which had SEX " + step.removedValue);
+                step.lines.push_back(lineText(note, 1));
+                for (NodeView child : line.children()) {
+                    if (isContinuation(child))
+                        continue;
+                    detail::appendChangeLines(child, 2, step.lines);
+                    note.children().push_back(child.toNode());
+                }
+                insertBeforeChange(kept, std::move(note));
                 steps.push_back(std::move(step));
                 continue;
             }
-            // No sex recorded on the kept side: the line is simply moved across below.
+            // No sex recorded on the kept side: the line is moved across like any other.
         }
-        // An identical line anywhere wins over the first line that agrees but has other sub-lines.
-        bool identical = false;
-        GedcomNode* agreeing = nullptr;
-        for (GedcomNode& child : keptLines) {
-            if (!sameLine(child, line))
-                continue;
-            if (sameTree(child, line)) {
-                identical = true;
-                break;
-            }
-            if (!agreeing && sameContinuations(child, line))
-                agreeing = &child;
-        }
-        if (identical) {
-            steps.push_back({Step::Kind::alreadyThere, {}, {}, {}, {}, {}, 1});
-            continue;
-        }
-        if (agreeing) {
-            std::size_t already = 1;
-            const std::string under =
-                "1 " + agreeing->tag() + (agreeing->value() ? " " + *agreeing->value() : std::string());
-            for (auto& lines : addMissingSubLines(*agreeing, line, 2, already)) {
-                Step step{Step::Kind::addedUnder};
-                step.lines = std::move(lines);
-                step.under = under;
-                steps.push_back(std::move(step));
-            }
-            steps.push_back({Step::Kind::alreadyThere, {}, {}, {}, {}, {}, already});
+        const Counterpart match = counterpart(kept, line);
+        if (match.index != none) {
+            if (match.identical)
+                steps.push_back(alreadyThere(1));
+            else
+                foldLine(keptLines[match.index], line, steps);
             continue;
         }
         Step step{Step::Kind::added};
@@ -273,8 +397,6 @@ std::vector<std::string> changeLines(const std::vector<Step>& steps, std::string
             lines.push_back("  SEX " + step.keptValue + " \u2192 " + step.removedValue);
             break;
         case Step::Kind::sexConflict:
-            lines.push_back("  + " + step.lines.front());
-            break;
         case Step::Kind::added:
             for (const std::string& line : step.lines)
                 lines.push_back("  + " + line);
@@ -303,6 +425,7 @@ Outcome outcomeOf(const std::vector<Step>& steps)
             break;
         case Step::Kind::sexConflict:
             outcome.notes.push_back(step.lines.front().substr(std::string_view("1 NOTE ").size()));
+            outcome.added.insert(outcome.added.end(), step.lines.begin() + 1, step.lines.end());
             break;
         case Step::Kind::added:
         case Step::Kind::addedUnder:
@@ -416,8 +539,9 @@ bool hasRepeatedLinks(NodeView record)
     return false;
 }
 
-/// Drops later repeats of a top-level pointer line (same tag, same pointer), keeping the first and
-/// moving below it whatever sub-lines only the repeat had. Returns how many were dropped.
+/// Drops later repeats of a top-level pointer line (same tag, same pointer, no detail given otherwise),
+/// keeping the first and moving below it whatever sub-lines only the repeat had. Two citations of one
+/// source on other pages both stay. Returns how many were dropped.
 std::size_t dropRepeatedLinks(GedcomNode& record)
 {
     auto& lines = record.children();
@@ -426,15 +550,14 @@ std::size_t dropRepeatedLinks(GedcomNode& record)
         if (lines[i].isMalformed() || !lines[i].value() || !TreeIndex::isPointer(*lines[i].value()))
             continue;
         for (std::size_t j = i + 1; j < lines.size();) {
-            if (lines[j].isMalformed() || lines[j].tag() != lines[i].tag() ||
-                lines[j].value() != lines[i].value()) {
+            if (!agree(lines[i], lines[j])) {
                 ++j;
                 continue;
             }
             std::size_t ignored = 0;
             const GedcomNode repeat = std::move(lines[j]);
             lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(j));
-            (void)addMissingSubLines(lines[i], repeat, 2, ignored);
+            foldSubLines(lines[i], repeat, 2, {}, nullptr, ignored);
             ++dropped;
         }
     }
@@ -633,7 +756,7 @@ std::vector<PreviewLine> preview(NodeView keep, NodeView remove)
         case Step::Kind::sexConflict:
             lines.push_back({"Sex differs (" + step.keptValue + " here, " + step.removedValue +
                                  " there): kept as a note.",
-                             std::nullopt, step.lines.front()});
+                             std::nullopt, joined(step.lines)});
             break;
         case Step::Kind::added:
             lines.push_back({"Added to " + label, std::nullopt, joined(step.lines)});

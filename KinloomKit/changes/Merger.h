@@ -11,8 +11,9 @@
 #include <vector>
 
 // Folds one record into another of the same kind (people, families, any record): the removed
-// record's lines that the kept one lacks are moved across, its housekeeping lines are dropped,
-// and every pointer that named it names the kept record.
+// record's lines that the kept one lacks are moved across (below the kept line that says the same,
+// where there is one), its housekeeping lines are dropped, and every pointer that named it names the
+// kept record. No fact is lost: lines that say the same give the kept line the sub-lines it lacks.
 namespace kinloom::Merger {
 
 /// What one merge did to the lines of the removed record.

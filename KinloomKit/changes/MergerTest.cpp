@@ -3,6 +3,7 @@
 #include "changes/FixApplier.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
+#include "output/Report.h"
 #include "sample/SampleTree.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +51,31 @@ TEST(MergerTest, LineClasses)
          {},
          "1 SEX F\n"},
         {"sex where the kept record has none", name, "1 SEX F\n", {"  + 1 SEX F"}, name + "1 SEX F\n"},
+        {"an equal sex gives its citation",
+         name + "1 SEX M\n",
+         "1 SEX M\n2 SOUR @S1@\n3 PAGE entry 12\n",
+         {"   (under 1 SEX M) + 2 SOUR @S1@", "   (under 1 SEX M) + 3 PAGE entry 12"},
+         name + "1 SEX M\n2 SOUR @S1@\n3 PAGE entry 12\n"},
+        {"an unknown sex gives its citation",
+         "1 SEX F\n",
+         "1 SEX U\n2 SOUR @S2@\n",
+         {"   (under 1 SEX F) + 2 SOUR @S2@"},
+         "1 SEX F\n2 SOUR @S2@\n"},
+        {"an unknown sex with a citation where the kept record has none",
+         name,
+         "1 SEX U\n2 SOUR @S2@\n",
+         {"  + 1 SEX U", "  + 2 SOUR @S2@"},
+         name + "1 SEX U\n2 SOUR @S2@\n"},
+        {"a sex taken over brings its citation",
+         "1 SEX U\n2 NOTE asked\n",
+         "1 SEX F\n2 NOTE asked\n2 SOUR @S1@\n",
+         {"  SEX U \u2192 F", "   (under 1 SEX F) + 2 SOUR @S1@"},
+         "1 SEX F\n2 NOTE asked\n2 SOUR @S1@\n"},
+        {"a conflicting sex keeps its citation with the note",
+         name + "1 SEX M\n" + change,
+         "1 SEX F\n2 SOUR @S1@\n3 PAGE entry 12\n",
+         {"  + 1 NOTE Merged from @I2@, which had SEX F", "  + 2 SOUR @S1@", "  + 3 PAGE entry 12"},
+         name + "1 SEX M\n1 NOTE Merged from @I2@, which had SEX F\n2 SOUR @S1@\n3 PAGE entry 12\n" + change},
         {"a new line with its sub-lines goes before the change date",
          name + change,
          "1 DEAT\n2 DATE 1950\n2 PLAC Leeds\n",
@@ -65,6 +91,26 @@ TEST(MergerTest, LineClasses)
          "1 BIRT\n2 DATE 1890\n2 PLAC Leeds\n3 MAP\n",
          {"   (under 1 BIRT) + 2 PLAC Leeds", "   (under 1 BIRT) + 3 MAP"},
          "1 BIRT\n2 DATE 1890\n2 PLAC Leeds\n3 MAP\n1 BIRT\n2 DATE 1891\n"},
+        {"a citation gives what the kept one lacks, deeper down",
+         "1 BIRT\n2 DATE 1890\n2 SOUR @S1@\n3 PAGE 4\n",
+         "1 BIRT\n2 SOUR @S1@\n3 PAGE 4\n3 QUAY 3\n",
+         {"   (under 1 BIRT / 2 SOUR @S1@) + 3 QUAY 3"},
+         "1 BIRT\n2 DATE 1890\n2 SOUR @S1@\n3 PAGE 4\n3 QUAY 3\n"},
+        {"births with different dates are two facts",
+         "1 BIRT\n2 DATE 1891\n2 SOUR @S1@\n",
+         "1 BIRT\n2 DATE 1890\n2 SOUR @S1@\n",
+         {"  + 1 BIRT", "  + 2 DATE 1890", "  + 2 SOUR @S1@"},
+         "1 BIRT\n2 DATE 1891\n2 SOUR @S1@\n1 BIRT\n2 DATE 1890\n2 SOUR @S1@\n"},
+        {"citations of other pages are two citations",
+         "1 SOUR @S1@\n2 PAGE 4\n",
+         "1 SOUR @S1@\n2 PAGE 9\n",
+         {"  + 1 SOUR @S1@", "  + 2 PAGE 9"},
+         "1 SOUR @S1@\n2 PAGE 4\n1 SOUR @S1@\n2 PAGE 9\n"},
+        {"a line two kept lines agree with stays its own unless one has it all",
+         "1 RESI\n2 DATE 1881\n1 RESI\n2 DATE 1891\n",
+         "1 RESI\n2 PLAC Leeds\n1 RESI\n",
+         {"  + 1 RESI", "  + 2 PLAC Leeds"},
+         "1 RESI\n2 DATE 1881\n1 RESI\n2 DATE 1891\n1 RESI\n2 PLAC Leeds\n"},
         {"a line with fewer sub-lines adds nothing",
          "1 BIRT\n2 DATE 1890\n",
          "1 BIRT\n",
@@ -237,8 +283,13 @@ TEST(MergerTest, PreviewAgreesWithTheMerge)
         for (const PreviewLine& line : Merger::preview(keep, remove)) {
             if (line.context.starts_with("Added to") && !line.before)
                 moved += (moved.empty() ? "" : " / ") + *line.after;
-            if (line.context.starts_with("Sex differs ("))
-                notes += line.after->substr(7);
+            if (line.context.starts_with("Sex differs (")) {
+                // The note line, then the sub-lines it took with it.
+                const std::size_t end = line.after->find(" / ");
+                notes += line.after->substr(7, end == std::string::npos ? end : end - 7);
+                if (end != std::string::npos)
+                    moved += (moved.empty() ? "" : " / ") + line.after->substr(end + 3);
+            }
             if (line.context.starts_with("Already in "))
                 already = std::stoul(line.context.substr(line.context.rfind(": ") + 2));
             dropped += line.context == "Dropped (only described the merged record)";
@@ -277,4 +328,31 @@ TEST(MergerTest, ThroughTheApplier)
     EXPECT_EQ(result.document.nextID, document.nextID + 1);
     EXPECT_EQ(GedcomWriter::render(result.document),
               "0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SEX M\n1 NOTE Merged from @I2@, which had SEX F\n");
+}
+
+// The citation under a removed SEX line that agrees with the kept one reaches the cleaned copy, and
+// the change log says where it went.
+TEST(MergerTest, ACitationUnderAnEqualSexReachesTheCopyAndTheLog)
+{
+    const GedcomDocument document = GedcomReader::read("0 @I1@ INDI\n1 NAME Tom /Hart/\n1 SEX M\n"
+                                                       "1 CHAN\n2 DATE 1 JAN 2020\n"
+                                                       "0 @I2@ INDI\n1 NAME Tom /Hart/\n1 SEX M\n"
+                                                       "2 SOUR @S1@\n3 PAGE entry 12\n"
+                                                       "0 @S1@ SOUR\n1 TITL Parish register\n");
+    const Fix fix{"dup-@I1@-@I2@", "Merge @I2@ into @I1@", {Edit{Edit::Merge{"@I1@", "@I2@"}}}, {}, true};
+    const ApplyResult result = FixApplier::apply({fix}, document, 1);
+    const Lines lines = {merged, "   (under 1 SEX M) + 2 SOUR @S1@", "   (under 1 SEX M) + 3 PAGE entry 12"};
+    ASSERT_EQ(result.entries.size(), 1u);
+    EXPECT_EQ(result.entries[0].lines, lines);
+    EXPECT_EQ(GedcomWriter::render(result.document),
+              "0 @I1@ INDI\n1 NAME Tom /Hart/\n1 SEX M\n2 SOUR @S1@\n3 PAGE entry 12\n"
+              "1 CHAN\n2 DATE 1 JAN 2020\n"
+              "0 @S1@ SOUR\n1 TITL Parish register\n");
+    const std::string log =
+        Report::changeLogText(result.entries, "Hart.ged", "Hart (tidied).ged", {}, std::nullopt);
+    EXPECT_NE(log.find("    Merged @I2@ into @I1@.\n"
+                       "       (under 1 SEX M) + 2 SOUR @S1@\n"
+                       "       (under 1 SEX M) + 3 PAGE entry 12\n"),
+              std::string::npos)
+        << log;
 }

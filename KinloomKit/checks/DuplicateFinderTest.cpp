@@ -1,5 +1,6 @@
 #include "checks/DuplicateFinder.h"
 
+#include "changes/FixApplier.h"
 #include "checks/Checks.h"
 #include "document/GedcomReader.h"
 #include "sample/SampleTree.h"
@@ -501,6 +502,68 @@ TEST(DuplicateFinderChecks, SameCoupleNeedsBothPartners)
         ids.push_back(issue.id);
     // A husband alone is no couple; a third family of the couple pairs with the first.
     EXPECT_EQ(ids, (std::vector<std::string>{"dupfam-@F1@-@F4@", "dupfam-@F1@-@F5@"}));
+}
+
+// A merge finding's preview says what applying its fix does, down to the sub-lines that lines
+// already there give the kept record; people and families alike.
+TEST(DuplicateFinderChecks, MergePreviewSaysWhatTheMergeDoes)
+{
+    const auto tree = treeOf(
+        person("@I1@", "Tom /Hart/",
+               "1 SEX M\n1 BIRT\n2 DATE 3 MAR 1850\n2 PLAC Leeds\n1 OCCU Weaver\n1 RESI\n2 PLAC Leeds\n"
+               "1 FAMS @F1@\n1 FAMS @F2@\n") +
+        person("@I2@", "Tom /Hart/",
+               "1 SEX M\n2 SOUR @S1@\n3 PAGE entry 12\n1 BIRT\n2 DATE 3 MAR 1850\n2 SOUR @S1@\n"
+               "3 PAGE entry 40\n") +
+        person("@I3@", "Ann /Lee/", "1 SEX F\n1 FAMS @F1@\n1 FAMS @F2@\n") +
+        "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I3@\n1 MARR\n2 DATE 1875\n"
+        "0 @F2@ FAM\n1 HUSB @I1@\n1 WIFE @I3@\n1 MARR\n2 DATE 1875\n2 SOUR @S1@\n1 MARR\n2 DATE 1876\n"
+        "0 @S1@ SOUR\n1 TITL Parish register\n");
+    const std::vector<Issue> issues = Checks::duplicates(tree->index, tree->document, ScanOptions{});
+    ASSERT_EQ(issues.size(), 2u);
+    ASSERT_TRUE(issues[0].fix && issues[1].fix);
+    using Preview = std::vector<PreviewLine>;
+    const std::string tom = "Tom Hart (@I1@)";
+    EXPECT_EQ(
+        issues[0].fix->preview,
+        (Preview{{"Added to " + tom + " under 1 SEX M", std::nullopt, "2 SOUR @S1@ / 3 PAGE entry 12"},
+                 {"Added to " + tom + " under 1 BIRT", std::nullopt, "2 SOUR @S1@ / 3 PAGE entry 40"},
+                 {"Already in " + tom + ": 4 lines", std::nullopt, std::nullopt},
+                 {"Record @I2@ is removed; links to it will point to @I1@", "0 @I2@ INDI", std::nullopt}}));
+    // The marriage of another year is another fact.
+    EXPECT_EQ(
+        issues[1].fix->preview,
+        (Preview{{"Added to @F1@ FAM under 1 MARR", std::nullopt, "2 SOUR @S1@"},
+                 {"Added to @F1@ FAM", std::nullopt, "1 MARR / 2 DATE 1876"},
+                 {"Already in @F1@ FAM: 4 lines", std::nullopt, std::nullopt},
+                 {"Record @F2@ is removed; links to it will point to @F1@", "0 @F2@ FAM", std::nullopt}}));
+
+    const ApplyResult result = FixApplier::apply({*issues[0].fix, *issues[1].fix}, tree->document, 1);
+    ASSERT_EQ(result.entries.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        SCOPED_TRACE(issues[i].id);
+        // The lines that the preview shows as added, written as the change log writes them.
+        std::vector<std::string> fromPreview, applied;
+        for (const PreviewLine& line : issues[i].fix->preview) {
+            if (!line.context.starts_with("Added to "))
+                continue;
+            const std::size_t under = line.context.find(" under ");
+            const std::string prefix =
+                under == std::string::npos ? "  + " : "   (under " + line.context.substr(under + 7) + ") + ";
+            for (std::size_t from = 0;;) {
+                const std::size_t end = line.after->find(" / ", from);
+                fromPreview.push_back(prefix + line.after->substr(from, end - from));
+                if (end == std::string::npos)
+                    break;
+                from = end + 3;
+            }
+        }
+        for (const std::string& line : result.entries[i].lines) {
+            if (line.starts_with("  + ") || line.starts_with("   (under "))
+                applied.push_back(line);
+        }
+        EXPECT_EQ(applied, fromPreview);
+    }
 }
 
 } // namespace

@@ -110,8 +110,8 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
                                  NodeView record, bool v7, NumericDateOrder order)
 {
     const std::string id = "date-" + std::to_string(node.id());
-    const std::optional<std::string> from =
-        node.value() ? std::optional<std::string>(std::string(*node.value())) : std::nullopt;
+    // The applier compares the whole value, continuation lines and blanks included, and replaces it.
+    const std::string from = node.fullValue();
     const DateNormalization normalization = GedcomDates::normalize(value, v7, order);
     if (const auto* fix = std::get_if<DateNormalization::Fix>(&normalization.value)) {
         Issue issue{id,

@@ -189,6 +189,38 @@ TEST(ScannerTest, DateFindings)
     EXPECT_EQ(seven.stats.dates, 1u);
 }
 
+// A date continued on CONC or CONT lines is fixed whole: the fix compares the full value and
+// replaces it, continuation lines and all.
+TEST(ScannerTest, DatesContinuedOnOtherLinesCanBeFixed)
+{
+    struct Case
+    {
+        std::string dateLines;
+        std::string fixed;
+    };
+    const Case cases[] = {
+        {"2 DATE 12  MAR\n3 CONC  1890\n", "12 MAR 1890"},
+        {"2 DATE 12 MAR\n3 CONT 1890\n", "12 MAR 1890"},
+        {"2 DATE sometime in\n3 CONC  spring\n", "(sometime in spring)"},
+        {"2 DATE 12 mar 1890 \n", "12 MAR 1890"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.dateLines);
+        const GedcomDocument document = GedcomReader::read(
+            "0 HEAD\n0 @I1@ INDI\n1 NAME Mary /Smith/\n1 BIRT\n" + c.dateLines + "0 TRLR\n");
+        const ScanResult scanned = Scanner::scan(document);
+        const Issue* issue = findIssue(scanned, "date-5");
+        ASSERT_NE(issue, nullptr);
+        ASSERT_TRUE(issue->fix);
+        const ApplyResult applied = FixApplier::apply({*issue->fix}, document, 1);
+        ASSERT_EQ(applied.entries.size(), 1u);
+        EXPECT_EQ(findIssue(Scanner::scan(applied.document), "date-5"), nullptr);
+        const NodeView date = *applied.document.record(1).firstChild("BIRT")->firstChild("DATE");
+        EXPECT_EQ(date.value(), c.fixed);
+        EXPECT_TRUE(date.children().empty());
+    }
+}
+
 TEST(ScannerTest, ImpossibleDatesOfOnePerson)
 {
     const GedcomDocument document =
