@@ -331,10 +331,18 @@ bool ranksAbove(std::size_t sizeA, std::size_t orderA, std::size_t sizeB, std::s
     return sizeA > sizeB || (sizeA == sizeB && orderA < orderB);
 }
 
-/// A match with the positions it is sorted by and the sizes of its records.
+/// A match with the positions it is sorted by.
 struct Found
 {
     DuplicateMatch match;
+    std::size_t keepOrder = 0;
+    std::size_t removeOrder = 0;
+};
+
+/// What choosing among a person's matches reads of one.
+struct Ends
+{
+    double score = 0;
     std::size_t keepOrder = 0;
     std::size_t removeOrder = 0;
     std::size_t keepSize = 0;
@@ -348,8 +356,10 @@ struct Found
 /// whatever order the merges run in, ticking every fix merges the whole crowd into it.
 constexpr std::size_t bestMatches = 3;
 
-/// The pairs that are among the `bestMatches` chosen of either of their two people.
-std::vector<Found> bestOfEach(std::vector<Found> found)
+/// Which of `count` matches (`ends(i)` of each) are among the `bestMatches` chosen by either of
+/// their two people.
+template <class EndsOf>
+std::vector<std::uint8_t> chooseBest(std::size_t count, EndsOf ends)
 {
     struct Pick
     {
@@ -357,14 +367,14 @@ std::vector<Found> bestOfEach(std::vector<Found> found)
         double score = 0;
         std::size_t partnerSize = 0;
         std::size_t partnerOrder = 0;
-        std::size_t found = 0;
+        std::size_t match = 0;
     };
     std::vector<Pick> picks;
-    picks.reserve(2 * found.size());
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        const Found& f = found[i];
-        picks.push_back({f.keepOrder, f.match.score, f.removeSize, f.removeOrder, i});
-        picks.push_back({f.removeOrder, f.match.score, f.keepSize, f.keepOrder, i});
+    picks.reserve(2 * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Ends e = ends(i);
+        picks.push_back({e.keepOrder, e.score, e.removeSize, e.removeOrder, i});
+        picks.push_back({e.removeOrder, e.score, e.keepSize, e.keepOrder, i});
     }
     std::sort(picks.begin(), picks.end(), [](const Pick& x, const Pick& y) {
         if (x.person != y.person)
@@ -373,7 +383,7 @@ std::vector<Found> bestOfEach(std::vector<Found> found)
             return x.score > y.score;
         return ranksAbove(x.partnerSize, x.partnerOrder, y.partnerSize, y.partnerOrder);
     });
-    std::vector<std::uint8_t> chosen(found.size());
+    std::vector<std::uint8_t> chosen(count);
     for (std::size_t begin = 0, end = 0; begin < picks.size(); begin = end) {
         std::size_t top = begin;
         for (end = begin; end < picks.size() && picks[end].person == picks[begin].person; ++end) {
@@ -381,41 +391,43 @@ std::vector<Found> bestOfEach(std::vector<Found> found)
                            picks[top].partnerOrder))
                 top = end;
         }
-        chosen[picks[top].found] = 1;
+        chosen[picks[top].match] = 1;
         for (std::size_t i = begin, taken = 1; i < end && taken < bestMatches; ++i) {
             if (i != top) {
-                chosen[picks[i].found] = 1;
+                chosen[picks[i].match] = 1;
                 ++taken;
             }
         }
     }
-    std::vector<Found> best;
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        if (chosen[i])
-            best.push_back(std::move(found[i]));
-    }
-    return best;
+    return chosen;
 }
 
-/// Scores a pair (`a` first in the file) and keeps it when it reaches the threshold; the reasons
-/// are only written for the pairs kept, and only those need their relatives, which
-/// `findRelatives` fills in when the candidates come without them.
+/// A pair that reached the threshold, before its reasons are written: kept small, as a crowd has
+/// many more of them than are reported.
+struct Scored
+{
+    std::uint32_t first = 0;  ///< slot of the candidate first in the file
+    std::uint32_t second = 0; ///< slot of the other
+    double similarity = 0;    ///< of the given names
+    double score = 0;
+};
+
+/// Scores a pair (`a` first in the file, the two at `slots` of their list) and keeps it when it
+/// reaches the threshold; only those pairs need the relatives, which `findRelatives` fills in
+/// when the candidates come without them.
 template <class FindRelatives>
-void scorePair(const Candidate& a, const Candidate& b, double similarity, double threshold,
-               std::vector<Found>& found, FindRelatives findRelatives)
+void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, std::size_t> slots,
+               double similarity, double threshold, std::vector<Scored>& scored, FindRelatives findRelatives)
 {
     // Whether two people are relatives is only asked of the pairs that would be reported.
     const detail::Comparison quick = evaluate(a, b, similarity, nullptr, false);
     if (quick.verdict != detail::Verdict::match || quick.match.score < threshold)
         return;
     findRelatives();
-    std::vector<std::string> reasons;
-    detail::Comparison full = evaluate(a, b, similarity, &reasons);
-    if (full.verdict != detail::Verdict::match)
+    if (evaluate(a, b, similarity, nullptr).verdict != detail::Verdict::match)
         return;
-    const bool keepA = full.match.keep == a.person->xref;
-    found.push_back({std::move(full.match), keepA ? a.order : b.order, keepA ? b.order : a.order,
-                     keepA ? a.size : b.size, keepA ? b.size : a.size});
+    scored.push_back({static_cast<std::uint32_t>(slots.first), static_cast<std::uint32_t>(slots.second),
+                      similarity, quick.match.score});
 }
 
 std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
@@ -1650,7 +1662,7 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     // Each thread scores the pairs it found: its candidates are its own, so it alone fills in
     // their relatives.
     std::vector<std::uint8_t> withRelatives(candidates.size());
-    std::vector<std::vector<Found>> found(parts);
+    std::vector<std::vector<Scored>> found(parts);
     inParts(parts, [&](unsigned part) {
         auto relativesKnown = [&](std::size_t slot) {
             if (!withRelatives[slot]) {
@@ -1662,16 +1674,17 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         for (const AlikePair& pair : alike[part]) {
             const auto first = static_cast<std::size_t>(slots[pair.first]);
             const auto second = static_cast<std::size_t>(slots[pair.second]);
-            scorePair(candidates[first], candidates[second], pair.similarity, threshold, found[part], [&] {
-                relativesKnown(first);
-                relativesKnown(second);
-            });
+            scorePair(candidates[first], candidates[second], {first, second}, pair.similarity, threshold,
+                      found[part], [&] {
+                          relativesKnown(first);
+                          relativesKnown(second);
+                      });
         }
     });
 
-    std::vector<Found> all;
+    std::vector<Scored> all;
     for (auto& part : found)
-        std::move(part.begin(), part.end(), std::back_inserter(all));
+        all.insert(all.end(), part.begin(), part.end());
     if (statistics) {
         *statistics = {};
         statistics->candidates = lights.size();
@@ -1683,8 +1696,28 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         for (const std::size_t scored : pairsScored)
             statistics->pairsScored += scored;
     }
-    all = bestOfEach(std::move(all));
-    return sorted(all);
+    // The reasons are written for the matches reported only.
+    const std::vector<std::uint8_t> chosen = chooseBest(all.size(), [&](std::size_t i) {
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        const bool keepA = ranksAbove(a.size, a.order, b.size, b.order);
+        const Candidate& keep = keepA ? a : b;
+        const Candidate& remove = keepA ? b : a;
+        return Ends{all[i].score, keep.order, remove.order, keep.size, remove.size};
+    });
+    std::vector<Found> reported;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (!chosen[i])
+            continue;
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        std::vector<std::string> reasons;
+        Comparison comparison = evaluate(a, b, all[i].similarity, &reasons);
+        const bool keepA = comparison.match.keep == a.person->xref;
+        reported.push_back(
+            {std::move(comparison.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
+    }
+    return sorted(reported);
 }
 
 std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold)
@@ -1699,13 +1732,20 @@ std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, doubl
                 continue;
             const bool keepFirst = comparison.match.keep == list[i].person->xref;
             found.push_back({std::move(comparison.match), keepFirst ? list[i].order : list[j].order,
-                             keepFirst ? list[j].order : list[i].order,
-                             keepFirst ? list[i].size : list[j].size,
-                             keepFirst ? list[j].size : list[i].size});
+                             keepFirst ? list[j].order : list[i].order});
         }
     }
-    found = bestOfEach(std::move(found));
-    return sorted(found);
+    const std::vector<std::uint8_t> chosen = chooseBest(found.size(), [&](std::size_t i) {
+        const Found& f = found[i];
+        return Ends{f.match.score, f.keepOrder, f.removeOrder, index.people[f.keepOrder].record.subtreeSize(),
+                    index.people[f.removeOrder].record.subtreeSize()};
+    });
+    std::vector<Found> reported;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        if (chosen[i])
+            reported.push_back(std::move(found[i]));
+    }
+    return sorted(reported);
 }
 
 } // namespace detail
