@@ -1054,7 +1054,8 @@ private:
         bool keyed = false;
     };
 
-    /// The people before the one being compared whose births can still be its, best-ranked first.
+    /// The people before the one being compared whose births can still be its and who met only
+    /// their nearest, best-ranked first.
     class Leaders
     {
     public:
@@ -1064,28 +1065,27 @@ private:
             m_expiry = {};
         }
 
-        void add(std::size_t size, std::uint32_t order, std::uint32_t position, double high)
+        /// `from` is where in the other list the person's own comparisons began.
+        void add(std::size_t size, std::uint32_t order, std::uint32_t position, std::uint32_t from,
+                 double high)
         {
-            const Ranked ranked{size, order, position};
+            const Ranked ranked{size, order, position, from};
             m_ranked.insert(ranked);
             m_expiry.push({high + 2, ranked});
         }
 
-        /// Forgets those born two or more years before `low`.
-        void expire(double low)
+        /// Forgets those born two or more years before `low`, and visits the best of the others
+        /// with their position and where their comparisons began.
+        template <class Visit>
+        void forBest(double low, Visit visit)
         {
             while (!m_expiry.empty() && m_expiry.top().first <= low) {
                 m_ranked.erase(m_expiry.top().second);
                 m_expiry.pop();
             }
-        }
-
-        template <class Visit>
-        void forBest(Visit visit) const
-        {
             std::size_t count = 0;
             for (auto at = m_ranked.begin(); at != m_ranked.end() && count < crowdLeaders; ++at, ++count)
-                visit(at->position);
+                visit(at->position, at->from);
         }
 
     private:
@@ -1094,6 +1094,7 @@ private:
             std::size_t size = 0;
             std::uint32_t order = 0;
             std::uint32_t position = 0;
+            std::uint32_t from = 0;
             bool operator<(const Ranked& other) const
             {
                 return ranksAbove(size, order, other.size, other.order);
@@ -1175,27 +1176,25 @@ private:
     // Sorted by the low end of the birth: once a later birth starts two years after an earlier
     // one's range ends, so do all after it, and the birth rule rules every such pair out.
 
+    // A person whose own comparisons stopped at `crowdNeighbours` people still in its years
+    // becomes a leader: the later people meet the best-ranked leaders as well.
+
     void compareWithin(Bucket& bucket)
     {
         const std::vector<Entry>& entries = bucket.entries;
-        // Beyond this many a later person is not compared with every earlier one in its years.
-        const bool crowded = bucket.bounded > crowdNeighbours + 1;
-        if (crowded)
-            m_leaders[0].clear();
+        m_leaders[0].clear();
         for (std::size_t i = 0; i < bucket.bounded; ++i) {
-            if (crowded) {
-                m_leaders[0].expire(entries[i].low);
-                m_leaders[0].forBest([&](std::uint32_t position) {
-                    if (i - position > crowdNeighbours)
-                        visit(entries[position], entries[i]);
-                });
-                m_leaders[0].add(sizeOf(entries[i]), entries[i].candidate, static_cast<std::uint32_t>(i),
-                                 entries[i].high);
-            }
+            m_leaders[0].forBest(entries[i].low, [&](std::uint32_t position, std::uint32_t) {
+                if (i - position > crowdNeighbours)
+                    visit(entries[position], entries[i]);
+            });
             const double limit = entries[i].high + 2;
-            for (std::size_t j = i + 1;
-                 j < bucket.bounded && j <= i + crowdNeighbours && entries[j].low < limit; ++j)
+            std::size_t j = i + 1;
+            for (; j < bucket.bounded && j <= i + crowdNeighbours && entries[j].low < limit; ++j)
                 visit(entries[i], entries[j]);
+            if (j < bucket.bounded && j > i + crowdNeighbours && entries[j].low < limit)
+                m_leaders[0].add(sizeOf(entries[i]), entries[i].candidate, static_cast<std::uint32_t>(i), 0,
+                                 entries[i].high);
         }
         if (entries.size() - bucket.bounded <= crowdNeighbours) {
             for (std::size_t i = bucket.bounded; i < entries.size(); ++i) {
@@ -1212,48 +1211,36 @@ private:
     {
         const std::vector<Entry>& a = x.entries;
         const std::vector<Entry>& b = y.entries;
-        const bool crowded = x.bounded > crowdNeighbours || y.bounded > crowdNeighbours;
-        if (crowded) {
-            m_leaders[0].clear();
-            m_leaders[1].clear();
-        }
-        // Where in the other list each person's own comparisons began, to tell which pairs a
-        // leader has already met.
-        std::vector<std::uint32_t>& fromA = m_from[0];
-        std::vector<std::uint32_t>& fromB = m_from[1];
-        if (crowded) {
-            fromA.assign(x.bounded, 0);
-            fromB.assign(y.bounded, 0);
-        }
-        // The two lists merged by birth: each person against the later people of the other list.
+        m_leaders[0].clear();
+        m_leaders[1].clear();
+        // The two lists merged by birth: each person against the later people of the other list,
+        // and the leaders of the other list who have not met it.
         for (std::size_t i = 0, j = 0; i < x.bounded && j < y.bounded;) {
             if (a[i].low < b[j].low || (a[i].low == b[j].low && a[i].candidate < b[j].candidate)) {
-                if (crowded) {
-                    m_leaders[1].expire(a[i].low);
-                    m_leaders[1].forBest([&](std::uint32_t k) {
-                        if (i - fromB[k] >= crowdNeighbours)
-                            visit(b[k], a[i]);
-                    });
-                    m_leaders[0].add(sizeOf(a[i]), a[i].candidate, static_cast<std::uint32_t>(i), a[i].high);
-                    fromA[i] = static_cast<std::uint32_t>(j);
-                }
+                m_leaders[1].forBest(a[i].low, [&](std::uint32_t k, std::uint32_t from) {
+                    if (i - from >= crowdNeighbours)
+                        visit(b[k], a[i]);
+                });
                 const double limit = a[i].high + 2;
-                for (std::size_t k = j; k < y.bounded && k < j + crowdNeighbours && b[k].low < limit; ++k)
+                std::size_t k = j;
+                for (; k < y.bounded && k < j + crowdNeighbours && b[k].low < limit; ++k)
                     visit(a[i], b[k]);
+                if (k < y.bounded && k >= j + crowdNeighbours && b[k].low < limit)
+                    m_leaders[0].add(sizeOf(a[i]), a[i].candidate, static_cast<std::uint32_t>(i),
+                                     static_cast<std::uint32_t>(j), a[i].high);
                 ++i;
             } else {
-                if (crowded) {
-                    m_leaders[0].expire(b[j].low);
-                    m_leaders[0].forBest([&](std::uint32_t k) {
-                        if (j - fromA[k] >= crowdNeighbours)
-                            visit(a[k], b[j]);
-                    });
-                    m_leaders[1].add(sizeOf(b[j]), b[j].candidate, static_cast<std::uint32_t>(j), b[j].high);
-                    fromB[j] = static_cast<std::uint32_t>(i);
-                }
+                m_leaders[0].forBest(b[j].low, [&](std::uint32_t k, std::uint32_t from) {
+                    if (j - from >= crowdNeighbours)
+                        visit(a[k], b[j]);
+                });
                 const double limit = b[j].high + 2;
-                for (std::size_t k = i; k < x.bounded && k < i + crowdNeighbours && a[k].low < limit; ++k)
+                std::size_t k = i;
+                for (; k < x.bounded && k < i + crowdNeighbours && a[k].low < limit; ++k)
                     visit(b[j], a[k]);
+                if (k < x.bounded && k >= i + crowdNeighbours && a[k].low < limit)
+                    m_leaders[1].add(sizeOf(b[j]), b[j].candidate, static_cast<std::uint32_t>(j),
+                                     static_cast<std::uint32_t>(i), b[j].high);
                 ++j;
             }
         }
@@ -1422,7 +1409,6 @@ private:
     std::size_t m_used = 0;
     bool m_skipUnknownPairs = false;
     std::array<Leaders, 2> m_leaders;
-    std::array<std::vector<std::uint32_t>, 2> m_from;
     std::vector<std::uint64_t> m_keys;
     std::vector<AlikePair> m_keyed; ///< pairs found by key, which may be found twice
 };

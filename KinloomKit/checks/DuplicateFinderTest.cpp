@@ -628,6 +628,23 @@ std::string undatedTree(unsigned seed, int people)
     return text;
 }
 
+TEST(DuplicateFinderBlocking, AWideBirthMeetsEveryoneInItsYears)
+{
+    // One birth a year for sixty years and one between the first and the last: the wide one is
+    // compared with far more people than a crowd's nearest.
+    std::string text = "0 @F1@ FAM\n";
+    for (int i = 0; i < 60; ++i)
+        text += person("@I" + std::to_string(i + 1) + "@", "John /Smith/",
+                       "1 BIRT\n2 DATE " + std::to_string(1800 + i) + "\n1 FAMC @F1@\n");
+    text += person("@I100@", "John /Smith/", "1 BIRT\n2 DATE BET 1800 AND 1860\n1 FAMC @F1@\n");
+    const auto tree = treeOf(text);
+    for (const double threshold : {0.0, 0.65}) {
+        const auto everyPair = finder::findComparingEveryPair(tree->index, threshold);
+        EXPECT_GT(everyPair.size(), 60u);
+        EXPECT_EQ(finder::find(tree->index, threshold, 1, nullptr), everyPair);
+    }
+}
+
 TEST(DuplicateFinderBlocking, PeopleWithoutBirthsAreComparedByWhatTheyShare)
 {
     for (const unsigned seed : {11u, 12u, 13u}) {
