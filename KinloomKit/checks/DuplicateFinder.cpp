@@ -424,7 +424,8 @@ void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, st
     if (quick.verdict != detail::Verdict::match || quick.match.score < threshold)
         return;
     findRelatives();
-    if (evaluate(a, b, similarity, nullptr).verdict != detail::Verdict::match)
+    if (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
+        std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref))
         return;
     scored.push_back({static_cast<std::uint32_t>(slots.first), static_cast<std::uint32_t>(slots.second),
                       similarity, quick.match.score});
@@ -640,17 +641,29 @@ std::uint32_t numbersKey(std::string_view name)
 /// given name that was only titles.
 void dropTitles(std::string& given, const Person& person)
 {
+    // The NAME line is found by its id: directly in a record as read, else among the lines.
+    const NodeView record = person.record;
+    const std::int64_t offset = person.names.front().nodeID - record.id();
+    std::optional<NodeView> line;
+    if (record.isConsecutivelyNumbered() && offset > 0 &&
+        static_cast<std::size_t>(offset) < record.subtreeSize()) {
+        line = record.at(static_cast<std::uint32_t>(offset));
+    } else {
+        for (const NodeView child : record.children()) {
+            if (child.id() == person.names.front().nodeID) {
+                line = child;
+                break;
+            }
+        }
+    }
     std::vector<std::string> prefix, suffix;
-    for (const NodeView line : person.record.children()) {
-        if (line.id() != person.names.front().nodeID)
-            continue;
-        for (const NodeView part : line.children()) {
+    if (line && line->hasChildren()) {
+        for (const NodeView part : line->children()) {
             const std::string_view tag = part.tag();
             if (tag == "NPFX" || tag == "NSFX")
                 for (std::string& word : NameWords::words(part.value().value_or(std::string_view())))
                     (tag == "NPFX" ? prefix : suffix).push_back(std::move(word));
         }
-        break;
     }
     auto among = [](std::string_view word, const std::vector<std::string>& list) {
         return std::find(list.begin(), list.end(), word) != list.end();
@@ -671,7 +684,12 @@ void dropTitles(std::string& given, const Person& person)
             break;
         to = start > from ? start - 1 : from;
     }
-    given = from < to ? given.substr(from, to - from) : std::string();
+    if (from >= to) {
+        given.clear();
+    } else {
+        given.resize(to);
+        given.erase(0, from);
+    }
 }
 
 char sexOf(const Person& person)
@@ -1436,7 +1454,7 @@ struct BlockKeyHash
 {
     std::size_t operator()(const BlockKey& key) const
     {
-        return std::hash<std::string_view>{}(key.surname) ^ (std::size_t{key.code} * 0x9E3779B97F4A7C15u);
+        return key.surname.empty() ? std::size_t{key.code} : std::hash<std::string_view>{}(key.surname);
     }
 };
 

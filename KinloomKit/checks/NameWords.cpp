@@ -3,12 +3,41 @@
 #include "document/Text.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <initializer_list>
 #include <unordered_set>
 
 namespace kinloom::NameWords {
 namespace {
 
-using Table = std::unordered_set<std::string_view>;
+/// A set of words that answers most words that are not in it without hashing them: nearly every
+/// name asked about is not, and the lengths of the words beginning with each letter tell most.
+class Table
+{
+public:
+    Table(std::initializer_list<std::string_view> words) : m_words(words)
+    {
+        for (const std::string_view word : words) {
+            if (word.size() < 32 && word.front() >= 'a' && word.front() <= 'z')
+                m_lengths[static_cast<std::size_t>(word.front() - 'a')] |= 1u << word.size();
+        }
+    }
+
+    [[nodiscard]] bool contains(std::string_view word) const
+    {
+        if (word.empty())
+            return false;
+        if (word.size() < 32 && word.front() >= 'a' && word.front() <= 'z' &&
+            !(m_lengths[static_cast<std::size_t>(word.front() - 'a')] & (1u << word.size())))
+            return false;
+        return m_words.contains(word);
+    }
+
+private:
+    std::unordered_set<std::string_view> m_words;
+    std::array<std::uint32_t, 26> m_lengths{};
+};
 
 // Folded as `words` folds them: "Mme" is mme, "Fräulein" fraulein.
 const Table& titles()
