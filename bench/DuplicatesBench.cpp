@@ -1,5 +1,8 @@
 // The duplicate finder on synthetic trees: time, pairs scored, and how many of the planted
-// duplicate pairs it finds at the default threshold, with why it misses the others.
+// duplicate pairs it finds at the default threshold, with why it misses the others. Then on
+// crowds of look-alikes, each in a process of its own so that its peak memory is its own: time,
+// peak memory, matches, and how many people are left once every match is merged.
+#include "changes/Merger.h"
 #include "checks/DuplicateFinder.h"
 #include "document/GedcomReader.h"
 #include "family/TreeIndex.h"
@@ -11,8 +14,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <random>
 #include <set>
 #include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -41,6 +48,8 @@ std::string_view verdictName(DuplicateFinder::detail::Verdict verdict)
         return "ruled out: births two or more years apart";
     case Verdict::deaths:
         return "ruled out: deaths two or more years apart";
+    case Verdict::diedBeforeBorn:
+        return "ruled out: one died before the other was born";
     case Verdict::littleEvidence:
         return "ruled out: evidence below 0.15";
     }
@@ -138,6 +147,96 @@ void run(std::size_t people)
     }
 }
 
+// ---- crowds ----
+
+std::string header()
+{
+    return "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n";
+}
+
+/// A tree imported many times over: 20,000 records of one man born in 1850.
+std::string datedCrowd()
+{
+    std::string text = header();
+    for (int i = 1; i <= 20'000; ++i)
+        text += "0 @I" + std::to_string(i) + "@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1850\n";
+    return text + "0 TRLR\n";
+}
+
+/// 20,000 records of one woman with nothing but her name.
+std::string undatedCrowd()
+{
+    std::string text = header();
+    for (int i = 1; i <= 20'000; ++i)
+        text += "0 @I" + std::to_string(i) + "@ INDI\n1 NAME Mary /Smith/\n1 SEX F\n";
+    return text + "0 TRLR\n";
+}
+
+/// One family of 3,000 sons of one name, born over twenty years.
+std::string familyCrowd()
+{
+    std::mt19937 random(1);
+    const char* months[] = {"JAN", "FEB", "MAR", "APR", "MAY", "JUN",
+                            "JUL", "AUG", "SEP", "OCT", "NOV", "DEC"};
+    std::string text = header() + "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n";
+    for (int i = 3; i < 3'003; ++i)
+        text += "1 CHIL @I" + std::to_string(i) + "@\n";
+    text += "0 @I1@ INDI\n1 NAME Thomas /Smith/\n1 SEX M\n1 FAMS @F1@\n";
+    text += "0 @I2@ INDI\n1 NAME Ann /Brown/\n1 SEX F\n1 FAMS @F1@\n";
+    for (int i = 3; i < 3'003; ++i)
+        text += "0 @I" + std::to_string(i) + "@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE " +
+                std::to_string(1 + random() % 28) + " " + months[random() % 12] + " " +
+                std::to_string(1850 + random() % 20) + "\n1 FAMC @F1@\n";
+    return text + "0 TRLR\n";
+}
+
+double peakMegabytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6;
+}
+
+void crowd(const char* name, std::string (*make)())
+{
+    GedcomDocument document = GedcomReader::read(make());
+    const TreeIndex index = TreeIndex::build(document);
+    const auto start = Clock::now();
+    const std::vector<DuplicateMatch> matches = DuplicateFinder::find(index, defaultThreshold);
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const double peak = peakMegabytes();
+    const std::size_t people = index.people.size();
+
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const DuplicateMatch& match : matches)
+        pairs.emplace_back(match.keep, match.remove);
+    (void)Merger::merge(pairs, document);
+    const std::size_t left = TreeIndex::build(document).people.size();
+    std::printf("%s: %.3f s, peak %.0f MB, %zu matches; merging them all leaves %zu of %zu people\n", name,
+                seconds, peak, matches.size(), left, people);
+}
+
+/// Runs each crowd in a child process, so that each peak is its own.
+void crowds()
+{
+    const std::pair<const char*, std::string (*)()> list[] = {
+        {"20,000 \u201cJohn Smith\u201d born 1850", datedCrowd},
+        {"20,000 undated \u201cMary Smith\u201d", undatedCrowd},
+        {"one family of 3,000 sons \u201cJohn Smith\u201d", familyCrowd},
+    };
+    for (const auto& [name, make] : list) {
+        std::fflush(stdout);
+        const pid_t pid = fork();
+        if (pid == 0) {
+            crowd(name, make);
+            std::fflush(stdout);
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -147,6 +246,7 @@ int main(int argc, char** argv)
         sizes.push_back(static_cast<std::size_t>(std::strtoull(argv[i], nullptr, 10)));
     if (sizes.empty())
         sizes = {10'000, 100'000, 1'000'000};
+    crowds();
     for (std::size_t people : sizes)
         run(people);
     return 0;

@@ -3,6 +3,7 @@
 #include "changes/FixApplier.h"
 #include "changes/Merger.h"
 #include "checks/Checks.h"
+#include "checks/NameWords.h"
 #include "document/Text.h"
 
 #include <algorithm>
@@ -10,7 +11,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <iterator>
+#include <queue>
+#include <set>
 #include <thread>
 #include <tuple>
 #include <unordered_map>
@@ -51,7 +55,7 @@ void appendNormalizedAscii(std::string_view text, std::string& out)
     for (char c : text) {
         if (c >= 'A' && c <= 'Z')
             c = static_cast<char>(c - 'A' + 'a');
-        if (c >= 'a' && c <= 'z') {
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
             if (blank && !out.empty())
                 out += ' ';
             blank = false;
@@ -77,7 +81,9 @@ void appendNormalized(std::string_view text, std::string& out)
         out.append(bytes, length);
     };
     Text::forEachFolded(text, [&](const Text::FoldedCharacter& character) {
-        if (character.kind == Text::FoldedCharacter::Kind::letter)
+        // Digits stay: "Son_1" and "Son_2" are two names.
+        if (character.kind == Text::FoldedCharacter::Kind::letter ||
+            character.kind == Text::FoldedCharacter::Kind::digit)
             letter(character.utf8.data(), character.utf8.size());
         else if (character.kind == Text::FoldedCharacter::Kind::blank)
             blank = true;
@@ -212,6 +218,14 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
     return true;
 }
 
+/// Whether a death lies wholly before a birth, whatever day either date means: a child named after
+/// a sibling who died is not that sibling. A range's high end is exclusive; open ends never rule out.
+template <class Fact>
+bool diedBeforeBorn(const Fact& death, const Fact& birth)
+{
+    return death && birth && death->high <= birth->low;
+}
+
 bool sexesDiffer(char a, char b)
 {
     return a != 0 && b != 0 && a != b;
@@ -256,8 +270,8 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     double nameWeight = 0;
     if (a.surname == b.surname)
         nameWeight = 0.45;
-    else if (a.surnameCode == b.surnameCode)
-        nameWeight = 0.315;
+    else if (!a.surnameCode.empty() && a.surnameCode == b.surnameCode)
+        nameWeight = 0.315; // no code, as of a surname without Latin letters, is no likeness
     else
         return out(Verdict::surnames);
     if (reasons) {
@@ -273,6 +287,8 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         return out(Verdict::births);
     if (!compareDates(a.death, b.death, deathKind, evidence, reasons))
         return out(Verdict::deaths);
+    if (diedBeforeBorn(a.death, b.birth) || diedBeforeBorn(b.death, a.birth))
+        return out(Verdict::diedBeforeBorn);
     if (a.birthPlace && b.birthPlace && *a.birthPlace == *b.birthPlace) {
         evidence += 0.1;
         if (reasons)
@@ -309,6 +325,12 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     return result;
 }
 
+/// Whether `a` is the record kept over `b`: the larger, then the first in the file.
+bool ranksAbove(std::size_t sizeA, std::size_t orderA, std::size_t sizeB, std::size_t orderB)
+{
+    return sizeA > sizeB || (sizeA == sizeB && orderA < orderB);
+}
+
 /// A match with the positions it is sorted by.
 struct Found
 {
@@ -317,24 +339,96 @@ struct Found
     std::size_t removeOrder = 0;
 };
 
-/// Scores a pair (`a` first in the file) and keeps it when it reaches the threshold; the reasons
-/// are only written for the pairs kept, and only those need their relatives, which
-/// `findRelatives` fills in when the candidates come without them.
+/// What choosing among a person's matches reads of one.
+struct Ends
+{
+    double score = 0;
+    std::size_t keepOrder = 0;
+    std::size_t removeOrder = 0;
+    std::size_t keepSize = 0;
+    std::size_t removeSize = 0;
+};
+
+/// How many matches each person is reported with at most: the match with the record that would be
+/// kept over all its others (the largest, then the first in the file), and the best of the rest,
+/// the highest scores first and of equal scores the record kept over the others. In a crowd of
+/// look-alikes everyone is then matched with the crowd's top record, which no fix removes:
+/// whatever order the merges run in, ticking every fix merges the whole crowd into it.
+constexpr std::size_t bestMatches = 3;
+
+/// Which of `count` matches (`ends(i)` of each) are among the `bestMatches` chosen by either of
+/// their two people.
+template <class EndsOf>
+std::vector<std::uint8_t> chooseBest(std::size_t count, EndsOf ends)
+{
+    struct Pick
+    {
+        std::size_t person = 0;
+        double score = 0;
+        std::size_t partnerSize = 0;
+        std::size_t partnerOrder = 0;
+        std::size_t match = 0;
+    };
+    std::vector<Pick> picks;
+    picks.reserve(2 * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Ends e = ends(i);
+        picks.push_back({e.keepOrder, e.score, e.removeSize, e.removeOrder, i});
+        picks.push_back({e.removeOrder, e.score, e.keepSize, e.keepOrder, i});
+    }
+    std::sort(picks.begin(), picks.end(), [](const Pick& x, const Pick& y) {
+        if (x.person != y.person)
+            return x.person < y.person;
+        if (x.score != y.score)
+            return x.score > y.score;
+        return ranksAbove(x.partnerSize, x.partnerOrder, y.partnerSize, y.partnerOrder);
+    });
+    std::vector<std::uint8_t> chosen(count);
+    for (std::size_t begin = 0, end = 0; begin < picks.size(); begin = end) {
+        std::size_t top = begin;
+        for (end = begin; end < picks.size() && picks[end].person == picks[begin].person; ++end) {
+            if (ranksAbove(picks[end].partnerSize, picks[end].partnerOrder, picks[top].partnerSize,
+                           picks[top].partnerOrder))
+                top = end;
+        }
+        chosen[picks[top].match] = 1;
+        for (std::size_t i = begin, taken = 1; i < end && taken < bestMatches; ++i) {
+            if (i != top) {
+                chosen[picks[i].match] = 1;
+                ++taken;
+            }
+        }
+    }
+    return chosen;
+}
+
+/// A pair that reached the threshold, before its reasons are written: kept small, as a crowd has
+/// many more of them than are reported.
+struct Scored
+{
+    std::uint32_t first = 0;  ///< slot of the candidate first in the file
+    std::uint32_t second = 0; ///< slot of the other
+    double similarity = 0;    ///< of the given names
+    double score = 0;
+};
+
+/// Scores a pair (`a` first in the file, the two at `slots` of their list) and keeps it when it
+/// reaches the threshold; only those pairs need the relatives, which `findRelatives` fills in
+/// when the candidates come without them.
 template <class FindRelatives>
-void scorePair(const Candidate& a, const Candidate& b, double similarity, double threshold,
-               std::vector<Found>& found, FindRelatives findRelatives)
+void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, std::size_t> slots,
+               double similarity, double threshold, std::vector<Scored>& scored, FindRelatives findRelatives)
 {
     // Whether two people are relatives is only asked of the pairs that would be reported.
     const detail::Comparison quick = evaluate(a, b, similarity, nullptr, false);
     if (quick.verdict != detail::Verdict::match || quick.match.score < threshold)
         return;
     findRelatives();
-    std::vector<std::string> reasons;
-    detail::Comparison full = evaluate(a, b, similarity, &reasons);
-    if (full.verdict != detail::Verdict::match)
+    if (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
+        std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref))
         return;
-    const bool keepA = full.match.keep == a.person->xref;
-    found.push_back({std::move(full.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
+    scored.push_back({static_cast<std::uint32_t>(slots.first), static_cast<std::uint32_t>(slots.second),
+                      similarity, quick.match.score});
 }
 
 std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
@@ -515,6 +609,89 @@ const EventFact* chosenFact(const Person& person, std::string_view dated, std::s
     return bySecond ? bySecond : byThird ? byThird : firstUndated;
 }
 
+/// The numbers in a normalised name, each run of digits followed by a blank: names that differ in
+/// a number are different names ("son1", "son2").
+std::string numbersOf(std::string_view name)
+{
+    std::string numbers;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (name[i] >= '0' && name[i] <= '9') {
+            numbers += name[i];
+            if (i + 1 == name.size() || name[i + 1] < '0' || name[i + 1] > '9')
+                numbers += ' ';
+        }
+    }
+    return numbers;
+}
+
+/// The numbers of a normalised name as one number, 0 when it has none; equal names give equal
+/// keys, and names with unequal keys differ in a number.
+std::uint32_t numbersKey(std::string_view name)
+{
+    if (std::none_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return 0;
+    std::uint32_t key = 2166136261u; // FNV-1a
+    for (const char c : numbersOf(name))
+        key = (key ^ static_cast<unsigned char>(c)) * 16777619u;
+    return key == 0 ? 1 : key;
+}
+
+/// Drops from normalised given names the titles written before them ("mrs marianna" is marianna)
+/// and the words of the name's own prefix and suffix parts (NPFX, NSFX). Nothing is left of a
+/// given name that was only titles.
+void dropTitles(std::string& given, const Person& person)
+{
+    // The NAME line is found by its id: directly in a record as read, else among the lines.
+    const NodeView record = person.record;
+    const std::int64_t offset = person.names.front().nodeID - record.id();
+    std::optional<NodeView> line;
+    if (record.isConsecutivelyNumbered() && offset > 0 &&
+        static_cast<std::size_t>(offset) < record.subtreeSize()) {
+        line = record.at(static_cast<std::uint32_t>(offset));
+    } else {
+        for (const NodeView child : record.children()) {
+            if (child.id() == person.names.front().nodeID) {
+                line = child;
+                break;
+            }
+        }
+    }
+    std::vector<std::string> prefix, suffix;
+    if (line && line->hasChildren()) {
+        for (const NodeView part : line->children()) {
+            const std::string_view tag = part.tag();
+            if (tag == "NPFX" || tag == "NSFX")
+                for (std::string& word : NameWords::words(part.value().value_or(std::string_view())))
+                    (tag == "NPFX" ? prefix : suffix).push_back(std::move(word));
+        }
+    }
+    auto among = [](std::string_view word, const std::vector<std::string>& list) {
+        return std::find(list.begin(), list.end(), word) != list.end();
+    };
+    std::size_t from = 0;
+    while (from < given.size()) {
+        const std::size_t end = std::min(given.find(' ', from), given.size());
+        const std::string_view word = std::string_view(given).substr(from, end - from);
+        if (!NameWords::isTitle(word) && !among(word, prefix))
+            break;
+        from = end + 1;
+    }
+    std::size_t to = from < given.size() ? given.size() : from;
+    while (!suffix.empty() && to > from) {
+        const std::size_t blank = given.rfind(' ', to - 1);
+        const std::size_t start = blank == std::string::npos || blank < from ? from : blank + 1;
+        if (!among(std::string_view(given).substr(start, to - start), suffix))
+            break;
+        to = start > from ? start - 1 : from;
+    }
+    if (from >= to) {
+        given.clear();
+    } else {
+        given.resize(to);
+        given.erase(0, from);
+    }
+}
+
 char sexOf(const Person& person)
 {
     const std::string_view sex = trimmed(person.sexValue().value_or(std::string_view()));
@@ -554,12 +731,17 @@ struct Light
     const Person* person = nullptr;
     std::string_view name; ///< normalised given names, a blank, the surname
     std::uint32_t givenLength = 0;
-    std::uint32_t code = 0; ///< the surname code packed into one number
+    std::uint32_t code = 0;    ///< the surname code packed into one number
+    std::uint32_t numbers = 0; ///< `numbersKey` of the given names
     char sex = 0;
     const EventFact* birth = nullptr;
     const EventFact* death = nullptr;
 
     [[nodiscard]] std::string_view given() const { return name.substr(0, givenLength); }
+    [[nodiscard]] std::string_view surname() const
+    {
+        return name.size() > givenLength ? name.substr(givenLength + 1) : std::string_view();
+    }
 };
 
 std::uint32_t packedCode(std::string_view code)
@@ -590,8 +772,14 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             if (person.names.empty())
                 continue;
             const PersonName& first = person.names.front();
+            // A placeholder is no name: the person is no candidate, and as a parent or spouse
+            // no evidence.
+            if (NameWords::isPlaceholderName(first.given))
+                continue;
             name.clear();
             slice.appendName(first.given, name);
+            if (!name.empty())
+                dropTitles(name, person);
             const auto givenLength = static_cast<std::uint32_t>(name.size());
             slice.appendName(first.surname.value_or(std::string_view()), name);
             const std::string_view text = slice.text(name);
@@ -602,8 +790,8 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             light.person = &person;
             light.name = text;
             light.givenLength = givenLength;
-            light.code =
-                packedCode(detail::soundex(text.size() > givenLength ? text.substr(givenLength + 1) : ""));
+            light.code = packedCode(detail::soundex(light.surname()));
+            light.numbers = numbersKey(light.given());
             light.sex = sexOf(person);
             light.birth = chosenFact(person, "BIRT", "CHR", "BAPM");
             light.death = chosenFact(person, "DEAT", "BURI", {});
@@ -814,13 +1002,22 @@ struct AlikePair
     double similarity = 0;
 };
 
-/// Finds, in one thread, the pairs of a block that get past the sex, the given names and the
-/// births: the only pairs that can match.
+/// In a crowd of look-alikes (a tree imported many times over, a family of many children of one
+/// name) comparing every pair would grow with the square of the crowd. There each person is
+/// compared with at most `crowdNeighbours` people after it in birth order and with the
+/// `crowdLeaders` best-ranked (largest, then first in the file) of those before it, so that every
+/// one meets the record the crowd would be merged into.
+constexpr std::size_t crowdNeighbours = 32;
+constexpr std::size_t crowdLeaders = 4;
+
+/// Finds, in one thread, the pairs of a block that get past the sex, the given names, the numbers
+/// in the names and the births: the only pairs that can match.
 class BlockScanner
 {
 public:
-    BlockScanner(const std::vector<Light>& list, const Words& words, std::vector<std::int32_t>& needed)
-        : m_list(list), m_words(words), m_needed(needed), m_cache(words),
+    BlockScanner(const TreeIndex& index, const std::vector<std::string_view>& names,
+                 const std::vector<Light>& list, const Words& words, std::vector<std::int32_t>& needed)
+        : m_index(index), m_names(names), m_list(list), m_words(words), m_needed(needed), m_cache(words),
           m_bucketOfWord(words.texts.size(), -1)
     {
         // Whether two first names are alike at all: 0 not known yet, 1 not, 2 alike. Small enough
@@ -847,6 +1044,17 @@ public:
                 }
             }
         }
+        // A pair of people without a birth range can be reached through more than one key.
+        std::sort(m_keyed.begin(), m_keyed.end(), [](const AlikePair& x, const AlikePair& y) {
+            return std::tie(x.first, x.second) < std::tie(y.first, y.second);
+        });
+        m_keyed.erase(std::unique(m_keyed.begin(), m_keyed.end(),
+                                  [](const AlikePair& x, const AlikePair& y) {
+                                      return x.first == y.first && x.second == y.second;
+                                  }),
+                      m_keyed.end());
+        found.insert(found.end(), m_keyed.begin(), m_keyed.end());
+        m_keyed.clear();
     }
 
 private:
@@ -858,7 +1066,74 @@ private:
         std::uint32_t canonical = 0;
         std::vector<Entry> entries;
         std::size_t bounded = 0;
+        /// For a crowd: positions in `entries` by what a person without a birth range can still
+        /// match on, each list best-ranked first. Made when first needed.
+        std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> keys;
+        bool keyed = false;
     };
+
+    /// The people before the one being compared whose births can still be its and who met only
+    /// their nearest, best-ranked first.
+    class Leaders
+    {
+    public:
+        void clear()
+        {
+            m_ranked.clear();
+            m_expiry = {};
+        }
+
+        /// `from` is where in the other list the person's own comparisons began.
+        void add(std::size_t size, std::uint32_t order, std::uint32_t position, std::uint32_t from,
+                 double high)
+        {
+            const Ranked ranked{size, order, position, from};
+            m_ranked.insert(ranked);
+            m_expiry.push({high + 2, ranked});
+        }
+
+        /// Forgets those born two or more years before `low`, and visits the best of the others
+        /// with their position and where their comparisons began.
+        template <class Visit>
+        void forBest(double low, Visit visit)
+        {
+            while (!m_expiry.empty() && m_expiry.top().first <= low) {
+                m_ranked.erase(m_expiry.top().second);
+                m_expiry.pop();
+            }
+            std::size_t count = 0;
+            for (auto at = m_ranked.begin(); at != m_ranked.end() && count < crowdLeaders; ++at, ++count)
+                visit(at->position, at->from);
+        }
+
+    private:
+        struct Ranked
+        {
+            std::size_t size = 0;
+            std::uint32_t order = 0;
+            std::uint32_t position = 0;
+            std::uint32_t from = 0;
+            bool operator<(const Ranked& other) const
+            {
+                return ranksAbove(size, order, other.size, other.order);
+            }
+        };
+        struct Later
+        {
+            bool operator()(const std::pair<double, Ranked>& x, const std::pair<double, Ranked>& y) const
+            {
+                return x.first > y.first;
+            }
+        };
+        std::set<Ranked> m_ranked;
+        std::priority_queue<std::pair<double, Ranked>, std::vector<std::pair<double, Ranked>>, Later>
+            m_expiry;
+    };
+
+    std::size_t sizeOf(const Entry& entry) const
+    {
+        return m_list[entry.candidate].person->record.subtreeSize();
+    }
 
     void group(std::span<const Entry> block, char sex)
     {
@@ -877,6 +1152,8 @@ private:
                 bucket.word = entry.word;
                 bucket.canonical = entry.canonical;
                 bucket.entries.clear();
+                bucket.keys.clear();
+                bucket.keyed = false;
             }
             m_buckets[static_cast<std::size_t>(at)].entries.push_back(entry);
         }
@@ -917,76 +1194,229 @@ private:
     // Sorted by the low end of the birth: once a later birth starts two years after an earlier
     // one's range ends, so do all after it, and the birth rule rules every such pair out.
 
-    void compareWithin(const Bucket& bucket)
+    // A person whose own comparisons stopped at `crowdNeighbours` people still in its years
+    // becomes a leader: the later people meet the best-ranked leaders as well.
+
+    void compareWithin(Bucket& bucket)
     {
         const std::vector<Entry>& entries = bucket.entries;
+        m_leaders[0].clear();
         for (std::size_t i = 0; i < bucket.bounded; ++i) {
+            m_leaders[0].forBest(entries[i].low, [&](std::uint32_t position, std::uint32_t) {
+                if (i - position > crowdNeighbours)
+                    visit(entries[position], entries[i]);
+            });
             const double limit = entries[i].high + 2;
-            for (std::size_t j = i + 1; j < bucket.bounded && entries[j].low < limit; ++j)
+            std::size_t j = i + 1;
+            for (; j < bucket.bounded && j <= i + crowdNeighbours && entries[j].low < limit; ++j)
                 visit(entries[i], entries[j]);
+            if (j < bucket.bounded && j > i + crowdNeighbours && entries[j].low < limit)
+                m_leaders[0].add(sizeOf(entries[i]), entries[i].candidate, static_cast<std::uint32_t>(i), 0,
+                                 entries[i].high);
         }
-        for (std::size_t i = bucket.bounded; i < entries.size(); ++i) {
-            for (std::size_t j = 0; j < i; ++j)
-                visit(entries[i], entries[j]);
+        if (entries.size() - bucket.bounded <= crowdNeighbours) {
+            for (std::size_t i = bucket.bounded; i < entries.size(); ++i) {
+                for (std::size_t j = 0; j < i; ++j)
+                    visit(entries[i], entries[j]);
+            }
+            return;
         }
+        for (std::size_t i = bucket.bounded; i < entries.size(); ++i)
+            visitByKeys(entries[i], bucket);
     }
 
-    void compareAcross(const Bucket& x, const Bucket& y)
+    void compareAcross(Bucket& x, Bucket& y)
     {
         const std::vector<Entry>& a = x.entries;
         const std::vector<Entry>& b = y.entries;
-        // The two lists merged by birth: each person against the later people of the other list.
+        m_leaders[0].clear();
+        m_leaders[1].clear();
+        // The two lists merged by birth: each person against the later people of the other list,
+        // and the leaders of the other list who have not met it.
         for (std::size_t i = 0, j = 0; i < x.bounded && j < y.bounded;) {
             if (a[i].low < b[j].low || (a[i].low == b[j].low && a[i].candidate < b[j].candidate)) {
+                m_leaders[1].forBest(a[i].low, [&](std::uint32_t k, std::uint32_t from) {
+                    if (i - from >= crowdNeighbours)
+                        visit(b[k], a[i]);
+                });
                 const double limit = a[i].high + 2;
-                for (std::size_t k = j; k < y.bounded && b[k].low < limit; ++k)
+                std::size_t k = j;
+                for (; k < y.bounded && k < j + crowdNeighbours && b[k].low < limit; ++k)
                     visit(a[i], b[k]);
+                if (k < y.bounded && k >= j + crowdNeighbours && b[k].low < limit)
+                    m_leaders[0].add(sizeOf(a[i]), a[i].candidate, static_cast<std::uint32_t>(i),
+                                     static_cast<std::uint32_t>(j), a[i].high);
                 ++i;
             } else {
+                m_leaders[0].forBest(b[j].low, [&](std::uint32_t k, std::uint32_t from) {
+                    if (j - from >= crowdNeighbours)
+                        visit(a[k], b[j]);
+                });
                 const double limit = b[j].high + 2;
-                for (std::size_t k = i; k < x.bounded && a[k].low < limit; ++k)
+                std::size_t k = i;
+                for (; k < x.bounded && k < i + crowdNeighbours && a[k].low < limit; ++k)
                     visit(b[j], a[k]);
+                if (k < x.bounded && k >= i + crowdNeighbours && a[k].low < limit)
+                    m_leaders[1].add(sizeOf(b[j]), b[j].candidate, static_cast<std::uint32_t>(j),
+                                     static_cast<std::uint32_t>(i), b[j].high);
                 ++j;
             }
         }
-        for (std::size_t i = x.bounded; i < a.size(); ++i) {
-            for (const Entry& other : b)
-                visit(a[i], other);
+        if ((a.size() - x.bounded) + (b.size() - y.bounded) <= crowdNeighbours) {
+            for (std::size_t i = x.bounded; i < a.size(); ++i) {
+                for (const Entry& other : b)
+                    visit(a[i], other);
+            }
+            for (std::size_t j = y.bounded; j < b.size(); ++j) {
+                for (std::size_t i = 0; i < x.bounded; ++i)
+                    visit(b[j], a[i]);
+            }
+            return;
         }
-        for (std::size_t j = y.bounded; j < b.size(); ++j) {
-            for (std::size_t i = 0; i < x.bounded; ++i)
-                visit(b[j], a[i]);
+        for (std::size_t i = x.bounded; i < a.size(); ++i)
+            visitByKeys(a[i], y);
+        for (std::size_t j = y.bounded; j < b.size(); ++j)
+            visitByKeys(b[j], x);
+    }
+
+    // Without a birth range the births add nothing, and a name alone never makes a match: only
+    // shared parents (their family or their names), a spouse's name or a death in the same or the
+    // next year lifts such a pair over the evidence floor (a birthplace needs a death as well).
+    // These are the keys the people of a crowd without a birth range are compared by.
+
+    enum class KeyKind : std::uint8_t
+    {
+        family,
+        parent,
+        spouse,
+        death
+    };
+
+    static std::uint64_t key(KeyKind kind, std::string_view text)
+    {
+        return std::hash<std::string_view>{}(text)*4 + static_cast<std::uint64_t>(kind);
+    }
+
+    static std::uint64_t key(KeyKind kind, long long year)
+    {
+        return static_cast<std::uint64_t>(year) * 4 + static_cast<std::uint64_t>(kind);
+    }
+
+    /// The keys of a person; with `probing`, the neighbouring years of its death as well.
+    void keysOf(const Entry& entry, bool probing, std::vector<std::uint64_t>& keys) const
+    {
+        keys.clear();
+        const Light& light = m_list[entry.candidate];
+        const Person& person = *light.person;
+        auto name = [&](std::string_view xref, KeyKind kind) {
+            if (const Person* other = m_index.person(xref)) {
+                const std::string_view text =
+                    m_names[static_cast<std::size_t>(other - m_index.people.data())];
+                if (!text.empty())
+                    keys.push_back(key(kind, text));
+            }
+        };
+        for (const FamilyLink& link : person.famc) {
+            keys.push_back(key(KeyKind::family, link.family));
+            if (const Family* family = m_index.family(link.family)) {
+                for (const auto& parent : {family->husband, family->wife}) {
+                    if (parent && *parent != person.xref)
+                        name(*parent, KeyKind::parent);
+                }
+            }
+        }
+        for (const FamilyLink& link : person.fams) {
+            if (const Family* family = m_index.family(link.family)) {
+                for (const auto& spouse : {family->husband, family->wife}) {
+                    if (spouse && *spouse != person.xref)
+                        name(*spouse, KeyKind::spouse);
+                }
+            }
+        }
+        // The year compared is the middle of a death range no wider than five years.
+        if (const EventFact* death = light.death;
+            death && !std::isnan(death->low) && !std::isnan(death->high) && death->high - death->low <= 5) {
+            const auto year = static_cast<long long>(std::floor((death->low + death->high) / 2));
+            keys.push_back(key(KeyKind::death, year));
+            if (probing) {
+                keys.push_back(key(KeyKind::death, year - 1));
+                keys.push_back(key(KeyKind::death, year + 1));
+            }
+        }
+        std::sort(keys.begin(), keys.end());
+        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    }
+
+    /// Compares a person without a birth range with the people of a bucket who share one of its
+    /// keys, at most `crowdNeighbours` of each key, the best-ranked first.
+    void visitByKeys(const Entry& entry, Bucket& bucket)
+    {
+        if (!bucket.keyed) {
+            bucket.keyed = true;
+            for (std::size_t i = 0; i < bucket.entries.size(); ++i) {
+                keysOf(bucket.entries[i], false, m_keys);
+                for (const std::uint64_t k : m_keys)
+                    bucket.keys[k].push_back(static_cast<std::uint32_t>(i));
+            }
+            for (auto& [k, positions] : bucket.keys) {
+                std::sort(positions.begin(), positions.end(), [&](std::uint32_t p, std::uint32_t q) {
+                    const Entry& x = bucket.entries[p];
+                    const Entry& y = bucket.entries[q];
+                    return ranksAbove(sizeOf(x), x.candidate, sizeOf(y), y.candidate);
+                });
+            }
+        }
+        keysOf(entry, true, m_keys);
+        for (const std::uint64_t k : m_keys) {
+            const auto at = bucket.keys.find(k);
+            if (at == bucket.keys.end())
+                continue;
+            const std::vector<std::uint32_t>& positions = at->second;
+            for (std::size_t n = 0; n < positions.size() && n < crowdNeighbours; ++n) {
+                const Entry& other = bucket.entries[positions[n]];
+                if (other.candidate != entry.candidate)
+                    visit(entry, other, &m_keyed);
+            }
         }
     }
 
-    void visit(const Entry& x, const Entry& y)
+    void visit(const Entry& x, const Entry& y, std::vector<AlikePair>* into = nullptr)
     {
         if (m_skipUnknownPairs && x.sex == 0 && y.sex == 0)
             return;
         ++pairsScored;
         const Entry& first = x.candidate < y.candidate ? x : y;
         const Entry& second = x.candidate < y.candidate ? y : x;
+        const Light& lightA = m_list[first.candidate];
+        const Light& lightB = m_list[second.candidate];
+        if (lightA.numbers != lightB.numbers ||
+            (lightA.numbers != 0 && numbersOf(lightA.given()) != numbersOf(lightB.given())))
+            return;
         double similarity;
         if (first.word == second.word)
-            similarity = m_list[first.candidate].given() == m_list[second.candidate].given() ? 1.0 : 0.92;
+            similarity = lightA.given() == lightB.given() ? 1.0 : 0.92;
         else if (first.canonical == second.canonical)
             similarity = 0.85;
         else
             similarity = m_cache.get(first.word, second.word);
         if (similarity == 0)
             return;
-        // Most pairs that get this far are people of one name who died years apart: the death
-        // rule, asked here, spares making them whole candidates. Open ends are NaN and compare
-        // false, as in the full comparison.
-        const EventFact* deathA = m_list[first.candidate].death;
-        const EventFact* deathB = m_list[second.candidate].death;
+        // Most pairs that get this far are people of one name who died years apart, or one who
+        // died before the other was born: the death rules, asked here, spare making them whole
+        // candidates. Open ends are NaN and compare false, as in the full comparison.
+        const EventFact* deathA = lightA.death;
+        const EventFact* deathB = lightB.death;
         if (deathA && deathB && (deathA->low >= deathB->high + 2 || deathB->low >= deathA->high + 2))
             return;
-        found.push_back({first.candidate, second.candidate, similarity});
+        if (diedBeforeBorn(deathA, lightB.birth) || diedBeforeBorn(deathB, lightA.birth))
+            return;
+        (into ? *into : found).push_back({first.candidate, second.candidate, similarity});
         m_needed[first.candidate] = 0;
         m_needed[second.candidate] = 0;
     }
 
+    const TreeIndex& m_index;
+    const std::vector<std::string_view>& m_names;
     const std::vector<Light>& m_list;
     const Words& m_words;
     std::vector<std::int32_t>& m_needed;
@@ -996,6 +1426,9 @@ private:
     std::vector<Bucket> m_buckets; ///< the first m_used are the current group's
     std::size_t m_used = 0;
     bool m_skipUnknownPairs = false;
+    std::array<Leaders, 2> m_leaders;
+    std::vector<std::uint64_t> m_keys;
+    std::vector<AlikePair> m_keyed; ///< pairs found by key, which may be found twice
 };
 
 /// The candidates grouped by surname code, largest group first, with the first given names
@@ -1007,13 +1440,33 @@ struct Blocks
     std::vector<std::pair<std::size_t, std::size_t>> ranges;
 };
 
+/// What a block gathers: one surname code, or one surname that has none (no Latin letters), as
+/// such surnames are alike only when they are equal.
+struct BlockKey
+{
+    std::uint32_t code = 0;
+    std::string_view surname; ///< when there is no code
+
+    bool operator==(const BlockKey&) const = default;
+};
+
+struct BlockKeyHash
+{
+    std::size_t operator()(const BlockKey& key) const
+    {
+        return key.surname.empty() ? std::size_t{key.code} : std::hash<std::string_view>{}(key.surname);
+    }
+};
+
+using BlockNumbers = std::unordered_map<BlockKey, std::uint32_t, BlockKeyHash>;
+
 Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
 {
     // Names and codes are numbered in each slice first, then the numbers made one across slices.
     std::vector<Entry> entries(lights.size());
     std::vector<std::uint32_t> blockOf(lights.size());
     std::vector<Words> sliceWords(parts);
-    std::vector<std::unordered_map<std::uint32_t, std::uint32_t>> sliceCodes(parts);
+    std::vector<BlockNumbers> sliceCodes(parts);
     inParts(parts, [&](unsigned part) {
         const auto [from, to] = sliceOf(lights.size(), part, parts);
         for (std::size_t i = from; i < to; ++i) {
@@ -1027,13 +1480,13 @@ Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
             entry.bounded = light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high);
             entry.low = entry.bounded ? light.birth->low : 0;
             entry.high = entry.bounded ? light.birth->high : 0;
+            const BlockKey key{light.code, light.code != 0 ? std::string_view() : light.surname()};
             auto& codes = sliceCodes[part];
-            blockOf[i] =
-                codes.try_emplace(light.code, static_cast<std::uint32_t>(codes.size())).first->second;
+            blockOf[i] = codes.try_emplace(key, static_cast<std::uint32_t>(codes.size())).first->second;
         }
     });
     Blocks blocks;
-    std::unordered_map<std::uint32_t, std::uint32_t> blockOfCode;
+    BlockNumbers blockOfCode;
     std::vector<std::vector<std::uint32_t>> wordIDs(parts), blockIDs(parts);
     for (unsigned part = 0; part < parts; ++part) {
         for (std::string_view word : sliceWords[part].texts)
@@ -1152,6 +1605,8 @@ double givenNameSimilarity(std::string_view a, std::string_view b)
         return 0;
     if (x == y)
         return 1.0;
+    if (numbersOf(a) != numbersOf(b))
+        return 0;
     return firstWordSimilarity(x.front(), y.front());
 }
 
@@ -1170,8 +1625,11 @@ Comparison compare(const Candidate& a, const Candidate& b)
 }
 
 // Only pairs that the rules rule out are never compared: people in different blocks (their
-// surnames differ and so do the codes), a man and a woman, first names with no similarity, and
-// births or deaths two years apart. So the result is what comparing every pair gives.
+// surnames differ and so do the codes), a man and a woman, first names with no similarity or
+// other numbers, births or deaths two years apart, a death before the other's birth, and people
+// without a birth range who share no family, parent's or spouse's name and no death year. So the
+// result is what comparing every pair gives, except in a crowd of look-alikes, where each person
+// meets its neighbours and the best-ranked.
 std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsigned threads,
                                  Statistics* statistics)
 {
@@ -1188,7 +1646,7 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     std::vector<std::size_t> pairsScored(parts);
     std::atomic<std::size_t> nextBlock{0};
     inParts(parts, [&](unsigned part) {
-        BlockScanner scanner(lights, blocks.words, slots);
+        BlockScanner scanner(index, storage.names, lights, blocks.words, slots);
         for (std::size_t next; (next = nextBlock++) < blocks.ranges.size();) {
             const auto [begin, end] = blocks.ranges[next];
             scanner.scan(std::span<const Entry>(blocks.entries).subspan(begin, end - begin));
@@ -1208,7 +1666,7 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     // Each thread scores the pairs it found: its candidates are its own, so it alone fills in
     // their relatives.
     std::vector<std::uint8_t> withRelatives(candidates.size());
-    std::vector<std::vector<Found>> found(parts);
+    std::vector<std::vector<Scored>> found(parts);
     inParts(parts, [&](unsigned part) {
         auto relativesKnown = [&](std::size_t slot) {
             if (!withRelatives[slot]) {
@@ -1220,16 +1678,17 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         for (const AlikePair& pair : alike[part]) {
             const auto first = static_cast<std::size_t>(slots[pair.first]);
             const auto second = static_cast<std::size_t>(slots[pair.second]);
-            scorePair(candidates[first], candidates[second], pair.similarity, threshold, found[part], [&] {
-                relativesKnown(first);
-                relativesKnown(second);
-            });
+            scorePair(candidates[first], candidates[second], {first, second}, pair.similarity, threshold,
+                      found[part], [&] {
+                          relativesKnown(first);
+                          relativesKnown(second);
+                      });
         }
     });
 
-    std::vector<Found> all;
+    std::vector<Scored> all;
     for (auto& part : found)
-        std::move(part.begin(), part.end(), std::back_inserter(all));
+        all.insert(all.end(), part.begin(), part.end());
     if (statistics) {
         *statistics = {};
         statistics->candidates = lights.size();
@@ -1241,7 +1700,28 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         for (const std::size_t scored : pairsScored)
             statistics->pairsScored += scored;
     }
-    return sorted(all);
+    // The reasons are written for the matches reported only.
+    const std::vector<std::uint8_t> chosen = chooseBest(all.size(), [&](std::size_t i) {
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        const bool keepA = ranksAbove(a.size, a.order, b.size, b.order);
+        const Candidate& keep = keepA ? a : b;
+        const Candidate& remove = keepA ? b : a;
+        return Ends{all[i].score, keep.order, remove.order, keep.size, remove.size};
+    });
+    std::vector<Found> reported;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (!chosen[i])
+            continue;
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        std::vector<std::string> reasons;
+        Comparison comparison = evaluate(a, b, all[i].similarity, &reasons);
+        const bool keepA = comparison.match.keep == a.person->xref;
+        reported.push_back(
+            {std::move(comparison.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
+    }
+    return sorted(reported);
 }
 
 std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold)
@@ -1259,7 +1739,17 @@ std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, doubl
                              keepFirst ? list[j].order : list[i].order});
         }
     }
-    return sorted(found);
+    const std::vector<std::uint8_t> chosen = chooseBest(found.size(), [&](std::size_t i) {
+        const Found& f = found[i];
+        return Ends{f.match.score, f.keepOrder, f.removeOrder, index.people[f.keepOrder].record.subtreeSize(),
+                    index.people[f.removeOrder].record.subtreeSize()};
+    });
+    std::vector<Found> reported;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        if (chosen[i])
+            reported.push_back(std::move(found[i]));
+    }
+    return sorted(reported);
 }
 
 } // namespace detail

@@ -33,7 +33,7 @@ struct DatedFact
 struct Candidate
 {
     const Person* person = nullptr;
-    std::string_view given;       ///< normalised given names of the first name; never empty
+    std::string_view given;       ///< normalised given names of the first name, titles dropped; never empty
     std::string_view surname;     ///< normalised surname of the first name; empty when none
     std::string_view surnameCode; ///< Soundex of the surname
     std::size_t size = 0;         ///< lines in the record; the larger record is kept
@@ -51,7 +51,8 @@ struct Candidate
     std::optional<std::string_view> birthPlace;
 };
 
-/// The candidates of a tree: every person whose first name has a given part, in file order.
+/// The candidates of a tree: every person whose first name has a given part once titles are
+/// dropped and that is no placeholder ("LIVING", "Son_2"), in file order.
 class Candidates
 {
 public:
@@ -70,15 +71,16 @@ private:
     std::shared_ptr<const Storage> m_storage;
 };
 
-/// The pairs whose score is at least the threshold, highest score first, then by the position
-/// of the record to keep, then of the record to remove.
+/// The pairs whose score is at least the threshold, each person with a few at most (the one with
+/// the record that would be kept over all its others, then its best), highest score first, then
+/// by the position of the record to keep, then of the record to remove.
 [[nodiscard]] std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold);
 
 namespace detail {
 
-/// Case, diacritics and width folded; only letters and single blanks between words left.
+/// Case, diacritics and width folded; only letters, digits and single blanks between words left.
 [[nodiscard]] std::string normalizeName(std::string_view text);
-/// American Soundex of the ASCII letters; empty when there are none.
+/// American Soundex of the ASCII letters; empty when there are none, which matches no code.
 [[nodiscard]] std::string soundex(std::string_view surname);
 /// Jaro-Winkler similarity of two words, on their characters (UTF-8).
 [[nodiscard]] double jaroWinkler(std::string_view a, std::string_view b);
@@ -99,6 +101,7 @@ enum class Verdict : std::uint8_t
     surnames,
     births,
     deaths,
+    diedBeforeBorn, ///< one died before the other was born
     littleEvidence, ///< a name alone never makes a match
 };
 
@@ -124,7 +127,8 @@ struct Statistics
 [[nodiscard]] std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsigned threads,
                                                Statistics* statistics);
 
-/// Every pair of candidates scored, with no blocking: what `find` must equal.
+/// Every pair of candidates scored, with no blocking, and a few kept for each person: what `find`
+/// must equal wherever no crowd of look-alikes makes it compare fewer.
 [[nodiscard]] std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold);
 
 } // namespace detail

@@ -1,12 +1,15 @@
 #include "checks/DuplicateFinder.h"
 
 #include "changes/FixApplier.h"
+#include "changes/Merger.h"
 #include "checks/Checks.h"
+#include "checks/NameWords.h"
 #include "document/GedcomReader.h"
 #include "sample/SampleTree.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -66,10 +69,10 @@ TEST(DuplicateFinderText, NormalizesNames)
         {"\u00D8rsted", "\u00F8rsted"},    // Ø has no decomposition: a letter of its own
         {"Jean-Baptiste", "jeanbaptiste"}, // dropped, not replaced
         {"O'Brien Jr.", "obrien jr"},
-        {"John 2nd", "john nd"},
+        {"John 2nd", "john 2nd"},      // digits are part of a name
         {"Mary\u00A0Ann", "mary ann"}, // no-break space is a blank
         {"\u00C5ke  \u00D6STERGAARD", "ake ostergaard"},
-        {"1234 ,.", ""},
+        {"Son_1 ,.", "son1"},
         {"", ""},
     };
     for (const auto& [text, normalized] : cases)
@@ -271,6 +274,162 @@ TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
     }
 }
 
+TEST(DuplicateFinderScore, WhatIsNotANameOrRulesOut)
+{
+    const std::string birth1850 = "1 BIRT\n2 DATE 12 MAR 1850\n";
+    const std::string parents = "0 @F1@ FAM\n1 HUSB @I8@\n1 WIFE @I9@\n1 CHIL @I1@\n1 CHIL @I2@\n" +
+                                person("@I8@", "Josephus /Dytko/", "1 SEX M\n1 FAMS @F1@\n") +
+                                person("@I9@", "Agnes /Wantuch/", "1 SEX F\n1 FAMS @F1@\n");
+    auto child = [&](const std::string& xref, const std::string& born, const std::string& died = "") {
+        return person(xref, "Josephus /Dytko/",
+                      "1 BIRT\n2 DATE " + born + "\n" +
+                          (died.empty() ? "" : "1 DEAT\n2 DATE " + died + "\n") + "1 FAMC @F1@\n");
+    };
+    const PairCase cases[] = {
+        {"a title is not a given name",
+         person("@I1@", "Mrs. Marianna /Topolski/", birth1850) +
+             person("@I2@", "Mrs. Regina /Topolski/", birth1850),
+         Verdict::givenNames},
+        {"titles dropped, with or without a full stop",
+         person("@I1@", "Mrs. Marianna /Topolski/", birth1850) +
+             person("@I2@", "MRS Marianna /Topolski/", birth1850),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"the name's prefix and suffix parts dropped",
+         person("@I1@", "Rt Hon John Esq /Smith/", "2 NPFX Rt Hon\n2 NSFX Esq\n" + birth1850) +
+             person("@I2@", "John /Smith/", birth1850),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"names that differ in a number",
+         person("@I1@", "Henry_1 /Tudor/", birth1850) + person("@I2@", "Henry_2 /Tudor/", birth1850),
+         Verdict::givenNames},
+        {"a number in one name only",
+         person("@I1@", "John 2nd /Smith/", birth1850) + person("@I2@", "John /Smith/", birth1850),
+         Verdict::givenNames},
+        {"the same number",
+         person("@I1@", "John 2 /Smith/", birth1850) + person("@I2@", "John 2 /Smith/", birth1850),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"died a week old, before the next child was born",
+         child("@I1@", "9 FEB 1843", "15 FEB 1843") + child("@I2@", "19 FEB 1844") + parents,
+         Verdict::diedBeforeBorn},
+        {"the one who died comes second",
+         child("@I1@", "19 FEB 1844") + child("@I2@", "9 FEB 1843", "15 FEB 1843") + parents,
+         Verdict::diedBeforeBorn},
+        {"a death year wholly before the birth year",
+         child("@I1@", "1843", "1843") + child("@I2@", "1844") + parents, Verdict::diedBeforeBorn},
+        {"a death in the year of the birth may be after it",
+         child("@I1@", "1844", "1844") + child("@I2@", "1844") + parents,
+         Verdict::match,
+         1.0,
+         {"Same name", "Same birth date (1844)", "Same parents"}},
+        {"an approximate death may be after the birth",
+         child("@I1@", "1843", "ABT 1843") + child("@I2@", "1844") + parents,
+         Verdict::match,
+         0.93,
+         {"Same name", "Birth years close (1843, 1844)", "Same parents"}},
+        {"a death open towards the future never rules out",
+         child("@I1@", "1843", "AFT 1843") + child("@I2@", "1844") + parents,
+         Verdict::match,
+         0.93,
+         {"Same name", "Birth years close (1843, 1844)", "Same parents"}},
+        {"Cyrillic surnames that differ",
+         person("@I1@", "\u0418\u0432\u0430\u043D /\u0418\u0432\u0430\u043D\u043E\u0432/", birth1850) +
+             person("@I2@", "\u0418\u0432\u0430\u043D /\u041F\u0435\u0442\u0440\u043E\u0432/", birth1850),
+         Verdict::surnames},
+        {"Greek surnames that differ",
+         person("@I1@", "\u0393\u03B9\u03AC\u03BD\u03BD\u03B7\u03C2 /\u03A0\u03B1\u03C0\u03AC\u03C2/",
+                birth1850) +
+             person("@I2@", "\u0393\u03B9\u03AC\u03BD\u03BD\u03B7\u03C2 /\u039D\u03C4\u03CC\u03C2/",
+                    birth1850),
+         Verdict::surnames},
+        {"Cyrillic surnames equal",
+         person("@I1@", "\u0418\u0432\u0430\u043D /\u0418\u0432\u0430\u043D\u043E\u0432/", birth1850) +
+             person("@I2@", "\u0418\u0432\u0430\u043D /\u0418\u0412\u0410\u041D\u041E\u0412/", birth1850),
+         Verdict::match,
+         0.8,
+         {"Same name", "Same birth date (12 MAR 1850)"}},
+        {"parents named by a placeholder are no evidence",
+         person("@I1@", "John /Smith/", "1 FAMC @F1@\n") + person("@I2@", "John /Smith/", "1 FAMC @F2@\n") +
+             "0 @F1@ FAM\n1 HUSB @I8@\n1 WIFE @I10@\n0 @F2@ FAM\n1 HUSB @I9@\n1 WIFE @I11@\n" +
+             person("@I8@", "LIVING") + person("@I9@", "Living") + person("@I10@", "Private /Smith/") +
+             person("@I11@", "Private /Smith/"),
+         Verdict::littleEvidence},
+    };
+    for (const PairCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const finder::Comparison comparison = compareFirstTwo(c.records);
+        EXPECT_EQ(comparison.verdict, c.verdict);
+        if (c.verdict != Verdict::match)
+            continue;
+        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
+        EXPECT_EQ(comparison.match.reasons, c.reasons);
+    }
+}
+
+TEST(DuplicateFinderScore, PlaceholdersNeverMatch)
+{
+    // Two children of one family with the same name and birth date: a certain match, unless the
+    // name is a placeholder.
+    const std::pair<std::string, bool> cases[] = {
+        {"LIVING", true},
+        {"Living /Smith/", true},
+        {"[Living]", true},
+        {"Private", true},
+        {"Unknown", true},
+        {"NN /Smith/", true},
+        {"N.N.", true},
+        {"?", true},
+        {"_", true},
+        {"Son", true},
+        {"Son_2", true},
+        {"Dau.", true},
+        {"Daughter 1", true},
+        {"Child_#3", true},
+        {"Twin-Boy_1", true},
+        {"Son (stillborn)", true},
+        {"Unknown_Dau.", true},
+        {"5sons_1dau", true},
+        {"Infant", true},
+        {"Baby", true},
+        {"Stillborn", true},
+        {"Unnamed", true},
+        {"Unbekannt", true},
+        {"Tochter", true},
+        {"Totgeburt", true},
+        {"Fille", true},
+        {"B\u00E9b\u00E9", true},
+        {"Mort-n\u00E9", true},
+        {"Zoon", true},
+        {"Levenloos", true},
+        {"Hijo", true},
+        {"Desconocida", true},
+        {"C\u00F3rka", true},
+        {"Nieznany", true},
+        {"Filius", true},
+        {"Infans", true},
+        {"N. N.", true},
+        {"J", false},
+        {"J. R.", false},
+        {"John", false},
+        {"Sophie (twin)", false},
+        {"Baby Jane", false},
+        {"Nina", false},
+        {"Mrs. Marianna", false},
+    };
+    for (const auto& [name, placeholder] : cases) {
+        const std::string given = name.substr(0, name.find(" /"));
+        EXPECT_EQ(NameWords::isPlaceholderName(given), placeholder) << name;
+        const std::string rest = "1 SEX M\n1 BIRT\n2 DATE 12 MAR 1850\n1 FAMC @F1@\n";
+        const auto tree = treeOf(person("@I1@", name, rest) + person("@I2@", name, rest) +
+                                 "0 @F1@ FAM\n1 CHIL @I1@\n1 CHIL @I2@\n");
+        EXPECT_EQ(DuplicateFinder::find(tree->index, 0.65).size(), placeholder ? 0u : 1u) << name;
+    }
+}
+
 TEST(DuplicateFinderCandidates, WhatACandidateHolds)
 {
     const auto tree =
@@ -432,6 +591,122 @@ TEST(DuplicateFinderBlocking, FindsExactlyWhatComparingEveryPairFinds)
         // The births rule out enough pairs for the blocking to skip some.
         EXPECT_LT(statistics.pairsScored, statistics.candidates * (statistics.candidates - 1) / 2);
     }
+}
+
+/// A tree where most people have no birth range, so that they are compared by their families,
+/// their parents' and spouses' names and their deaths; no key is shared by many.
+std::string undatedTree(unsigned seed, int people)
+{
+    std::mt19937 random(seed);
+    auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const char* given[] = {"John", "Jno", "Johan"};
+    const char* parents[] = {"Adam",   "Brian", "Cecil",  "David",   "Edgar",  "Frank",  "Giles",
+                             "Harold", "Ivor",  "Jasper", "Kenneth", "Lionel", "Martin", "Nigel",
+                             "Oscar",  "Percy", "Rupert", "Simon",   "Trevor", "Victor"};
+    std::string text;
+    for (int i = 1; i <= people; ++i) {
+        std::string rest;
+        if (below(4) == 0)
+            rest += "1 BIRT\n2 DATE " + std::to_string(1840 + below(10)) + "\n";
+        if (below(2) == 0)
+            rest += "1 DEAT\n2 DATE " + std::to_string(1880 + below(10)) + "\n";
+        if (below(3) != 0)
+            rest += std::string("1 SEX ") + (below(2) ? "M" : "F") + "\n";
+        if (below(3) != 0)
+            rest += "1 FAMC @F" + std::to_string(1 + below(20)) + "@\n";
+        if (below(4) == 0)
+            rest += "1 FAMS @F" + std::to_string(21 + below(20)) + "@\n";
+        text += person("@I" + std::to_string(i) + "@",
+                       std::string(given[below(3)]) + (below(2) ? " /Smith/" : " /Smyth/"), rest);
+    }
+    // Each family's father has a name of his own; the families a person married into name a wife.
+    for (int f = 1; f <= 20; ++f) {
+        text += "0 @F" + std::to_string(f) + "@ FAM\n1 HUSB @P" + std::to_string(f) + "@\n" +
+                person("@P" + std::to_string(f) + "@", std::string(parents[f - 1]) + " /Smith/");
+        text += "0 @F" + std::to_string(f + 20) + "@ FAM\n1 WIFE @W" + std::to_string(f) + "@\n" +
+                person("@W" + std::to_string(f) + "@", std::string(parents[f - 1]) + "a /Brown/");
+    }
+    return text;
+}
+
+TEST(DuplicateFinderBlocking, AWideBirthMeetsEveryoneInItsYears)
+{
+    // One birth a year for sixty years and one between the first and the last: the wide one is
+    // compared with far more people than a crowd's nearest.
+    std::string text = "0 @F1@ FAM\n";
+    for (int i = 0; i < 60; ++i)
+        text += person("@I" + std::to_string(i + 1) + "@", "John /Smith/",
+                       "1 BIRT\n2 DATE " + std::to_string(1800 + i) + "\n1 FAMC @F1@\n");
+    text += person("@I100@", "John /Smith/", "1 BIRT\n2 DATE BET 1800 AND 1860\n1 FAMC @F1@\n");
+    const auto tree = treeOf(text);
+    for (const double threshold : {0.0, 0.65}) {
+        const auto everyPair = finder::findComparingEveryPair(tree->index, threshold);
+        EXPECT_GT(everyPair.size(), 60u);
+        EXPECT_EQ(finder::find(tree->index, threshold, 1, nullptr), everyPair);
+    }
+}
+
+TEST(DuplicateFinderBlocking, PeopleWithoutBirthsAreComparedByWhatTheyShare)
+{
+    for (const unsigned seed : {11u, 12u, 13u}) {
+        SCOPED_TRACE("undated seed " + std::to_string(seed));
+        const auto tree = treeOf(undatedTree(seed, 400));
+        for (const double threshold : {0.0, 0.65}) {
+            finder::Statistics statistics;
+            const auto everyPair = finder::findComparingEveryPair(tree->index, threshold);
+            EXPECT_GT(everyPair.size(), 20u);
+            EXPECT_EQ(finder::find(tree->index, threshold, 2, &statistics), everyPair);
+            EXPECT_LT(statistics.pairsScored, statistics.candidates * (statistics.candidates - 1) / 8);
+        }
+    }
+}
+
+/// The records left after merging every pair found, in the order found.
+std::vector<std::string> mergedAll(const std::string& records)
+{
+    const auto tree = treeOf(records);
+    const std::vector<DuplicateMatch> matches = DuplicateFinder::find(tree->index, 0.65);
+    std::map<std::string, std::size_t> picks;
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const DuplicateMatch& match : matches)
+        pairs.emplace_back(match.keep, match.remove);
+    GedcomDocument document = tree->document;
+    (void)Merger::merge(pairs, document);
+    std::vector<std::string> left;
+    for (const Person& p : TreeIndex::build(document).people)
+        left.emplace_back(p.xref);
+    // A few matches for each person, not one for every pair of the crowd.
+    const std::size_t people = tree->index.people.size();
+    EXPECT_LE(matches.size(), 3 * people);
+    return left;
+}
+
+TEST(DuplicateFinderBlocking, CrowdsMergeIntoOneRecord)
+{
+    const int crowd = 150;
+    // One man imported many times over; the 100th copy holds most and is the one kept.
+    std::string copies;
+    for (int i = 1; i <= crowd; ++i)
+        copies +=
+            person("@I" + std::to_string(i) + "@", "John /Smith/",
+                   "1 SEX M\n1 BIRT\n2 DATE 12 MAR 1850\n" + std::string(i == 100 ? "1 OCCU Miner\n" : ""));
+    EXPECT_EQ(mergedAll(copies), (std::vector<std::string>{"@I100@"}));
+
+    // Sons of one name in one family, none with a birth: their parents are what they share.
+    std::string sons = "0 @F1@ FAM\n1 HUSB @I1000@\n";
+    for (int i = 1; i <= crowd; ++i)
+        sons += person("@I" + std::to_string(i) + "@", "John /Smith/", "1 SEX M\n1 FAMC @F1@\n");
+    sons += person("@I1000@", "Thomas /Smith/", "1 SEX M\n1 FAMS @F1@\n");
+    EXPECT_EQ(mergedAll(sons), (std::vector<std::string>{"@I1@", "@I1000@"}));
+
+    // A crowd of copies born within days of each other, spread over a few years in steps.
+    std::string spread;
+    for (int i = 1; i <= crowd; ++i)
+        spread +=
+            person("@I" + std::to_string(i) + "@", "Mary /Jones/",
+                   "1 SEX F\n1 BIRT\n2 DATE " + std::to_string(1 + i % 28) + " MAR 1850\n1 FAMC @F1@\n");
+    spread += "0 @F1@ FAM\n";
+    EXPECT_EQ(mergedAll(spread), (std::vector<std::string>{"@I1@"}));
 }
 
 TEST(DuplicateFinderChecks, SampleTreeFindings)

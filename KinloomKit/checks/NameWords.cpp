@@ -1,0 +1,179 @@
+#include "checks/NameWords.h"
+
+#include "document/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <unordered_set>
+
+namespace kinloom::NameWords {
+namespace {
+
+/// A set of words that answers most words that are not in it without hashing them: nearly every
+/// name asked about is not, and the lengths of the words beginning with each letter tell most.
+class Table
+{
+public:
+    Table(std::initializer_list<std::string_view> words) : m_words(words)
+    {
+        for (const std::string_view word : words) {
+            if (word.size() < 32 && word.front() >= 'a' && word.front() <= 'z')
+                m_lengths[static_cast<std::size_t>(word.front() - 'a')] |= 1u << word.size();
+        }
+    }
+
+    [[nodiscard]] bool contains(std::string_view word) const
+    {
+        if (word.empty())
+            return false;
+        if (word.size() < 32 && word.front() >= 'a' && word.front() <= 'z' &&
+            !(m_lengths[static_cast<std::size_t>(word.front() - 'a')] & (1u << word.size())))
+            return false;
+        return m_words.contains(word);
+    }
+
+private:
+    std::unordered_set<std::string_view> m_words;
+    std::array<std::uint32_t, 26> m_lengths{};
+};
+
+// Folded as `words` folds them: "Mme" is mme, "Fräulein" fraulein.
+const Table& titles()
+{
+    static const Table table{
+        "mr",     "mrs",     "mister", "miss",     "ms",   "mx",    "master",   "dr",
+        "doctor", "rev",     "revd",   "reverend", "sir",  "dame",  "lady",     "lord",
+        "capt",   "captain", "col",    "colonel",  "lt",   "lieut", "maj",      "major",
+        "gen",    "general", "sgt",    "cpl",      "pvt",  "prof",  "hon",      "rt",
+        "herr",   "frau",    "frl",    "fraulein", "mme",  "mlle",  "monsieur", "madame",
+        "dhr",    "mevr",    "mej",    "sra",      "srta", "senor", "senora",   "senorita",
+    };
+    return table;
+}
+
+const Table& placeholders()
+{
+    static const Table table{
+        // Hidden or not known.
+        "living", "private", "unknown", "unk", "unnamed", "noname", "nn", "anonymous", "deceased", "lebend",
+        "privat", "unbekannt", "unbenannt", "namenlos",          // German
+        "vivant", "prive", "inconnu", "inconnue", "anonyme",     // French
+        "levend", "onbekend", "naamloos",                        // Dutch
+        "vivo", "viva", "privado", "desconocido", "desconocida", // Spanish
+        "zyjacy", "zyjaca", "nieznany", "nieznana", "nieznane",  // Polish
+        "ignotus", "ignota", "incognitus", "incognita", "nomen", // Latin: N(omen)
+        "nescio", "innominatus", "innominata",
+        // A child not named yet.
+        "son", "sons", "dau", "daus", "daughter", "daughters", "child", "children", "infant", "baby",
+        "stillborn", "stillbirth", "boy", "girl", "twin", "twins", "male", "female", "issue", "sohn",
+        "tochter", "kind", "kinder", "knabe", "madchen", "saugling", "totgeburt", "totgeboren", "tot",
+        "zwilling",                                                                           // German
+        "fils", "fille", "enfant", "bebe", "mort", "morte", "ne", "nee", "jumeau", "jumelle", // French
+        "zoon", "dochter", "zuigeling", "levenloos", "tweeling",                              // Dutch
+        "hijo", "hija", "infante", "nene", "nena", "mortinato", "gemelo", "gemela",           // Spanish
+        "syn", "corka", "dziecko", "niemowle", "bliznie", "martwe", "martwo", "urodzone",     // Polish
+        "filius", "filia", "infans", "proles", "puer", "puella", "gemellus", "gemella",       // Latin
+    };
+    return table;
+}
+
+bool isDigits(std::string_view word)
+{
+    return !word.empty() &&
+           std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool isOrdinalEnding(std::string_view word)
+{
+    return word == "st" || word == "nd" || word == "rd" || word == "th";
+}
+
+} // namespace
+
+std::vector<std::string> words(std::string_view text)
+{
+    std::vector<std::string> list;
+    bool digits = false; // whether the word being read is a run of digits
+    bool open = false;   // whether a word is being read
+    auto add = [&](std::string_view character, bool digit) {
+        if (!open || digits != digit)
+            list.emplace_back();
+        open = true;
+        digits = digit;
+        list.back() += character;
+    };
+    if (Text::isAscii(text)) {
+        for (char c : text) {
+            if (c >= 'A' && c <= 'Z')
+                c = static_cast<char>(c - 'A' + 'a');
+            if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+                add(std::string_view(&c, 1), c <= '9');
+            else
+                open = false;
+        }
+        return list;
+    }
+    Text::forEachFolded(text, [&](const Text::FoldedCharacter& character) {
+        using Kind = Text::FoldedCharacter::Kind;
+        if (character.kind == Kind::letter || character.kind == Kind::digit)
+            add(character.utf8, character.kind == Kind::digit);
+        else
+            open = false;
+    });
+    return list;
+}
+
+bool isTitle(std::string_view word)
+{
+    return titles().contains(word);
+}
+
+bool isPlaceholder(std::string_view word)
+{
+    return placeholders().contains(word);
+}
+
+bool isPlaceholderName(std::string_view given)
+{
+    if (Text::trimmed(given).empty())
+        return false;
+    // Most given names are plain ASCII and fail on their first word: read those words in place.
+    // A single letter may be part of a placeholder spelt with full stops ("N.N."), so the words
+    // are also read as one.
+    std::string word, previous, joined;
+    bool letters = false; // whether single letters were found, which only the joined words can explain
+    auto placeholderOrNumber = [&] {
+        bool ok = isPlaceholder(word) || isDigits(word) || (isDigits(previous) && isOrdinalEnding(word));
+        if (!ok && word.size() == 1)
+            ok = letters = true;
+        joined += word;
+        previous.swap(word);
+        word.clear();
+        return ok;
+    };
+    if (Text::isAscii(given)) {
+        for (char c : given) {
+            if (c >= 'A' && c <= 'Z')
+                c = static_cast<char>(c - 'A' + 'a');
+            const bool digit = c >= '0' && c <= '9';
+            const bool letter = c >= 'a' && c <= 'z';
+            if (!word.empty() && (!(digit || letter) || digit != isDigits(word)) && !placeholderOrNumber())
+                return false;
+            if (digit || letter)
+                word += c;
+        }
+        if (!word.empty() && !placeholderOrNumber())
+            return false;
+    } else {
+        for (std::string& each : words(given)) {
+            word = std::move(each);
+            if (!placeholderOrNumber())
+                return false;
+        }
+    }
+    return !letters || isPlaceholder(joined);
+}
+
+} // namespace kinloom::NameWords

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Words written inside a NAME that are not the person's name: titles before it ("Mrs.", "Capt"),
+// and the placeholders that programs and transcribers write for a name hidden or not known
+// ("LIVING", "Private", "N.N.", "Son", "Dau.", "Stillborn", their German, French, Dutch, Spanish,
+// Polish and Latin words). One table of each, shared by the checks.
+namespace kinloom::NameWords {
+
+/// The words of a name as compared: folded for case, diacritics and width; every character that is
+/// neither letter nor digit separates words, and a run of digits is a word of its own, so that
+/// "Twin-Boy_1" gives twin, boy, 1 and "5sons" gives 5, sons.
+[[nodiscard]] std::vector<std::string> words(std::string_view text);
+
+/// Whether a word of `words` is a title written before a name (mr, mrs, dr, rev, capt, …).
+[[nodiscard]] bool isTitle(std::string_view word);
+
+/// Whether a word of `words` stands for a name hidden or not known (living, private, unknown, nn,
+/// son, dau, child, infant, stillborn, unnamed, …).
+[[nodiscard]] bool isPlaceholder(std::string_view word);
+
+/// Whether a given name says nothing of who the person is: it has no letters, or every word is a
+/// placeholder, a number or an ordinal's ending ("LIVING", "[Living]", "Son_2", "Dau.", "?",
+/// "Twin-Boy_1", "Son (stillborn)", "5sons_1dau"). An empty given name is not a placeholder.
+[[nodiscard]] bool isPlaceholderName(std::string_view given);
+
+} // namespace kinloom::NameWords
