@@ -343,13 +343,13 @@ void AppModel::applySelection()
               firstID](const FractionSink&) { return FixApplier::apply(fixes, document, firstID); },
              [this](ApplyResult applied) {
                  std::vector<HistoryStep> history = std::move(m_history);
-                 history.push_back({*m_document, m_changes});
+                 history.push_back({*m_document, m_changes.size()});
                  setHistory(std::move(history));
                  setDocument(std::move(applied.document));
-                 std::vector<ChangeEntry> changes = m_changes;
+                 const std::size_t count = applied.entries.size();
+                 std::vector<ChangeEntry> changes = std::move(m_changes);
                  changes.insert(changes.end(), std::make_move_iterator(applied.entries.begin()),
                                 std::make_move_iterator(applied.entries.end()));
-                 const std::size_t count = changes.size() - m_changes.size();
                  setChanges(std::move(changes));
                  clearSelection();
                  QString summary = QStringLiteral("Applied ") + changeCount(count);
@@ -374,7 +374,9 @@ void AppModel::undoLast()
     history.pop_back();
     setHistory(std::move(history));
     setDocument(std::move(step.document));
-    setChanges(std::move(step.changes));
+    std::vector<ChangeEntry> changes = std::move(m_changes);
+    changes.resize(step.changeCount);
+    setChanges(std::move(changes));
     setLastApplied(QStringLiteral("Undid the last batch of changes."));
     scan();
 }

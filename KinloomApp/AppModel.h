@@ -53,11 +53,13 @@ struct SidebarItem
     return qHashMulti(seed, int(item.kind), category);
 }
 
-/// The document and change list as they were just before one applied batch.
+/// The document and change list as they were just before one applied batch. Batches only ever add
+/// to the end of the change list and undoing cuts it back, so the list then is always the start of
+/// the list now: a step keeps its length rather than a copy.
 struct HistoryStep
 {
     GedcomDocument document;
-    std::vector<ChangeEntry> changes;
+    std::size_t changeCount = 0; ///< the change list was the first this many entries of `changes`
 };
 
 /// The one session of the application: the opened file, the document as it now stands, the latest

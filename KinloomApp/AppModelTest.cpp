@@ -212,7 +212,7 @@ private Q_SLOTS:
         QVERIFY(model.selection().empty());
         QCOMPARE(model.history().size(), 1u);
         QVERIFY(model.history()[0].document == before);
-        QVERIFY(model.history()[0].changes.empty());
+        QCOMPARE(model.history()[0].changeCount, 0u);
         QVERIFY(model.hasUnsavedChanges());
         QVERIFY(fixID(model, "miss-sexform-").empty());
 
