@@ -197,10 +197,9 @@ void AppModel::clearSelection()
 }
 
 template <class Work, class Done>
-bool AppModel::startJob(Work work, Done done)
+void AppModel::startJob(Work work, Done done)
 {
-    if (m_jobRunning)
-        return false;
+    Q_ASSERT(!m_jobRunning);
     m_jobRunning = true;
     setProgress(std::nullopt);
     runInBackground(
@@ -212,7 +211,6 @@ bool AppModel::startJob(Work work, Done done)
             jobEnded();
         },
         [this](std::optional<double> fraction) { setProgress(fraction); });
-    return true;
 }
 
 void AppModel::jobEnded()

@@ -171,9 +171,9 @@ private:
     void setDocument(std::optional<GedcomDocument> document);
     void setHistory(std::vector<HistoryStep> history);
     void clearSelection();
-    /// Runs one background job; false when another is still running.
+    /// Runs one background job; callers make sure none is running.
     template <class Work, class Done>
-    bool startJob(Work work, Done done);
+    void startJob(Work work, Done done);
     void jobEnded();
     [[nodiscard]] std::vector<Fix> selectedFixes() const;
     [[nodiscard]] std::optional<QString> writeCleanedCopy(const QString& folder, QString& copyName,
