@@ -6,6 +6,7 @@
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
+#include "document/Progress.h"
 #include "family/TreeIndex.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
@@ -176,36 +177,125 @@ std::string_view lineEndingName(std::string_view ending)
     return "LF";
 }
 
+/// The progress of a command on a large file, shown on the terminal as one line that each stage
+/// overwrites ("Checking place names… 33%") and that is cleared before anything else is printed.
+class ProgressLine
+{
+public:
+    ProgressLine(const ProgressTerminal& terminal, const std::string& path)
+    {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(path, error);
+        if (terminal.stream && !error && size > terminal.minimumFileSize)
+            m_stream = terminal.stream;
+    }
+    ~ProgressLine() { clear(); }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    /// A callback that shows the engine's progress here, under another stage text when one is
+    /// given; none when nothing is shown, so that the engine does no work for it.
+    ProgressCallback callback(std::string stage = {})
+    {
+        if (!m_stream)
+            return {};
+        return [this, stage = std::move(stage)](const Progress& progress) {
+            show(stage.empty() ? progress : Progress{stage, progress.fraction});
+        };
+    }
+
+    void show(const Progress& progress)
+    {
+        if (!m_stream)
+            return;
+        std::string line = progress.stage;
+        if (progress.fraction)
+            line += " " + std::to_string(static_cast<int>(*progress.fraction * 100)) + "%";
+        if (line == m_shown)
+            return;
+        // Back to the line's start and erase it, so a shorter line leaves nothing of a longer one.
+        *m_stream << "\r\x1B[K" << line << std::flush;
+        m_shown = std::move(line);
+    }
+
+    void clear()
+    {
+        if (!m_stream || m_shown.empty())
+            return;
+        *m_stream << "\r\x1B[K" << std::flush;
+        m_shown.clear();
+    }
+
+private:
+    std::ostream* m_stream = nullptr;
+    std::string m_shown;
+};
+
+/// A file's name for a progress line: long names are shortened, so that the line fits on one row
+/// of the terminal and is overwritten whole.
+std::string shortName(const std::string& name)
+{
+    constexpr std::size_t longest = 40;
+    std::size_t characters = 0;
+    std::size_t cut = 0;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if ((static_cast<unsigned char>(name[i]) & 0xC0) == 0x80)
+            continue;
+        if (characters == longest - 1)
+            cut = i;
+        if (++characters > longest)
+            return name.substr(0, cut) + "\u2026";
+    }
+    return name;
+}
+
 /// Reads and parses a file, or says why not in the app's own words.
-std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream& err)
+std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream& err, ProgressLine& progress)
 {
     const std::string name = Files::fileName(path);
+    const std::string stage = "Reading " + shortName(name) + "\u2026";
+    progress.show({stage, std::nullopt});
     std::string error;
     std::optional<std::string> bytes = Files::readFile(path, error);
     if (!bytes) {
+        progress.clear();
         err << "Couldn\u2019t read \u201C" << name << "\u201D: " << error << "\n";
         return std::nullopt;
     }
-    GedcomDocument document = GedcomReader::read(std::move(*bytes));
+    GedcomDocument document = GedcomReader::read(std::move(*bytes), progress.callback(stage));
     if (!document.hasWellFormedRecord()) {
+        progress.clear();
         err << "\u201C" << name << "\u201D doesn\u2019t look like a family-tree (GEDCOM) file.\n";
         return std::nullopt;
     }
     return document;
 }
 
-int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+/// Scans with its progress shown, cleared again for what the command prints next.
+ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions& options,
+                               ProgressLine& progress)
+{
+    ScanResult result = Scanner::scan(document, options, 0, progress.callback());
+    progress.clear();
+    return result;
+}
+
+int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+         const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(arguments, {{"--json", false}}, err);
     if (!parsed)
         return usage;
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
 
     const std::int64_t lines = document->nextID - 1;
+    progress.show({"Indexing people and families\u2026", std::nullopt});
     const TreeIndex index = TreeIndex::build(*document);
+    progress.clear();
     if (parsed->options.contains("--json")) {
         nlohmann::json json = {
             {"file", Files::fileName(path)},
@@ -340,26 +430,28 @@ std::string_view severityName(Severity severity)
     return {};
 }
 
-Json scanJSON(const ScanResult& result, const std::string& fileName)
+Json findingJSON(const Issue& issue)
+{
+    return {
+        {"id", issue.id},
+        {"category", rawValue(issue.category)},
+        {"severity", severityName(issue.severity)},
+        {"title", issue.title},
+        {"detail", issue.detail},
+        {"records", issue.records},
+        {"fix", issue.fix ? fixJSON(*issue.fix) : Json(nullptr)},
+        {"places", issue.places ? placesJSON(*issue.places) : Json(nullptr)},
+        {"match", issue.match ? matchJSON(*issue.match) : Json(nullptr)},
+    };
+}
+
+/// The file's name and the statistics: the scan's JSON document up to its findings.
+Json scanHeadJSON(const ScanResult& result, const std::string& fileName)
 {
     const TreeStats& stats = result.stats;
     Json dateStyles = Json::array();
     for (const DateStyleCount& style : stats.dateStyles)
         dateStyles.push_back({{"style", style.style}, {"count", style.count}});
-    Json findings = Json::array();
-    for (const Issue& issue : result.issues) {
-        findings.push_back({
-            {"id", issue.id},
-            {"category", rawValue(issue.category)},
-            {"severity", severityName(issue.severity)},
-            {"title", issue.title},
-            {"detail", issue.detail},
-            {"records", issue.records},
-            {"fix", issue.fix ? fixJSON(*issue.fix) : Json(nullptr)},
-            {"places", issue.places ? placesJSON(*issue.places) : Json(nullptr)},
-            {"match", issue.match ? matchJSON(*issue.match) : Json(nullptr)},
-        });
-    }
     return {
         {"file", fileName},
         {"statistics",
@@ -376,8 +468,39 @@ Json scanJSON(const ScanResult& result, const std::string& fileName)
              {"dateStyles", std::move(dateStyles)},
              {"numericOrder", stats.numericOrder ? Json(rawValue(*stats.numericOrder)) : Json(nullptr)},
          }},
-        {"findings", std::move(findings)},
     };
+}
+
+/// Prints the scan as one JSON document laid out as `dump(2)` lays it out, one finding at a time,
+/// so that printing adds no more than a finding's worth of memory to the scan's: on a
+/// million-person tree the whole document is some 300 MB of text.
+void printScanJSON(const ScanResult& result, const std::string& fileName, std::ostream& out)
+{
+    std::string text = scanHeadJSON(result, fileName).dump(2);
+    // The head's closing "\n}" gives way to the findings, which come last.
+    text.resize(text.size() - 2);
+    text += ",\n  \"findings\": [";
+    constexpr std::size_t flushSize = std::size_t{1} << 16;
+    bool first = true;
+    for (const Issue& issue : result.issues) {
+        text += first ? "\n    " : ",\n    ";
+        first = false;
+        // A finding sits two levels deep. Line breaks inside strings are written escaped, so every
+        // break in the dump is one of its layout.
+        const std::string finding = findingJSON(issue).dump(2);
+        std::size_t start = 0;
+        for (std::size_t end; (end = finding.find('\n', start)) != std::string::npos; start = end + 1) {
+            text.append(finding, start, end + 1 - start);
+            text += "    ";
+        }
+        text.append(finding, start);
+        if (text.size() >= flushSize) {
+            out << text;
+            text.clear();
+        }
+    }
+    text += first ? "]\n}\n" : "\n  ]\n}\n";
+    out << text;
 }
 
 /// Whether a path ends in the extension, in any case (".TXT" as ".txt").
@@ -397,7 +520,8 @@ std::string pdfBytes(const std::string& text, const std::string& title)
 }
 
 /// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
-int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+          const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
         arguments, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
@@ -429,11 +553,12 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     }
 
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    const ScanResult result = Scanner::scan(*document, *options);
+    const ScanResult result = scanShowingProgress(*document, *options, progress);
     const std::string fileName = Files::fileName(path);
 
     if (reportPath) {
@@ -446,7 +571,7 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
         }
     }
     if (parsed->options.contains("--json")) {
-        out << scanJSON(result, fileName).dump(2) << "\n";
+        printScanJSON(result, fileName, out);
     } else if (reportPath) {
         out << "Saved \u201C" << Files::fileName(*reportPath) << "\u201D.\n";
     } else {
@@ -527,7 +652,8 @@ std::optional<std::vector<Fix>> chosenFixes(const FixChoice& choice, const ScanR
 
 /// Writes the cleaned copy ("NAME (tidied).ged", numbered when taken) and its change log beside it,
 /// after applying the chosen fixes as one batch.
-int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+         const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
         arguments, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
@@ -547,7 +673,8 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         fixOption != parsed->repeated.end() ? fixOption->second : std::vector<std::string>();
 
     const std::string& path = parsed->positional[0];
-    const std::optional<GedcomDocument> document = openDocument(path, err);
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
     if (!document)
         return unreadable;
 
@@ -555,7 +682,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     std::optional<ApplyResult> applied;
     if (std::any_of(fixValues.begin(), fixValues.end(),
                     [](const std::string& what) { return what != "none"; })) {
-        const ScanResult result = Scanner::scan(*document, *options);
+        const ScanResult result = scanShowingProgress(*document, *options, progress);
         std::set<std::string> fixIDs;
         for (const Issue& issue : result.issues) {
             if (issue.fix)
@@ -567,7 +694,12 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         const std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
         if (!fixes)
             return usage;
+        const std::size_t count = fixes->size();
+        progress.show(
+            {"Applying " + std::to_string(count) + (count == 1 ? " change\u2026" : " changes\u2026"),
+             std::nullopt});
         applied = FixApplier::apply(*fixes, *document, 1);
+        progress.clear();
     }
     const GedcomDocument& cleaned = applied ? applied->document : *document;
 
@@ -577,7 +709,8 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
     const std::string originalName = Files::fileName(path);
     const std::string stem = Files::baseName(originalName) + " (tidied)";
-    const GedcomWriter::Output output = GedcomWriter::write(cleaned);
+    const GedcomWriter::Output output = GedcomWriter::write(cleaned, progress.callback());
+    progress.clear();
     // The name is settled as the file is created, so tidying at the same moment into one folder takes
     // the next number instead of failing; the opened file's own name is never free.
     std::string error;
@@ -664,7 +797,8 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
 
 } // namespace
 
-int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+        const ProgressTerminal& terminal)
 {
     if (arguments.empty()) {
         err << usageText;
@@ -672,11 +806,11 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     }
     const std::string& command = arguments[0];
     if (command == "info")
-        return info(arguments, out, err);
+        return info(arguments, out, err, terminal);
     if (command == "check")
-        return check(arguments, out, err);
+        return check(arguments, out, err, terminal);
     if (command == "tidy")
-        return tidy(arguments, out, err);
+        return tidy(arguments, out, err, terminal);
     if (command == "sample")
         return sample(arguments, out, err);
     if (command == "--help" || command == "help") {

@@ -1,5 +1,9 @@
 #include "KinloomCLI/Cli.h"
 
+#include "checks/Scanner.h"
+#include "document/GedcomReader.h"
+#include "sample/SampleTree.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -291,6 +295,112 @@ TEST_F(CliTest, CheckJSON)
     ASSERT_EQ(fix["preview"].size(), 1u);
     EXPECT_EQ(fix["preview"][0]["before"], "12  MAR 1890");
     EXPECT_EQ(fix["preview"][0]["after"], "12 MAR 1890");
+}
+
+TEST_F(CliTest, CheckJSONIsTheScanFindingByFinding)
+{
+    const std::string text = SampleTree::sampleText();
+    const Outcome outcome = runCli({"check", write("Sample Tree.ged", text), "--json"});
+    ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
+    // Written a finding at a time, yet laid out exactly as the whole document dumped at once.
+    const auto parsed = nlohmann::ordered_json::parse(outcome.out);
+    EXPECT_EQ(outcome.out, parsed.dump(2) + "\n");
+
+    auto keys = [](const nlohmann::ordered_json& object) {
+        std::vector<std::string> names;
+        for (const auto& item : object.items())
+            names.push_back(item.key());
+        return names;
+    };
+    EXPECT_EQ(keys(parsed), (std::vector<std::string>{"file", "statistics", "findings"}));
+    EXPECT_EQ(keys(parsed["statistics"]),
+              (std::vector<std::string>{"people", "families", "sources", "otherRecords", "dates", "places",
+                                        "lines", "version", "encoding", "dateStyles", "numericOrder"}));
+
+    const ScanResult result = Scanner::scan(GedcomReader::read(text));
+    EXPECT_EQ(parsed["statistics"]["people"], result.stats.people);
+    EXPECT_EQ(parsed["statistics"]["dateStyles"].size(), result.stats.dateStyles.size());
+    const auto& findings = parsed["findings"];
+    ASSERT_EQ(findings.size(), result.issues.size());
+    std::size_t withFix = 0, withPlaces = 0, withMatch = 0;
+    for (std::size_t i = 0; i < result.issues.size(); ++i) {
+        const Issue& issue = result.issues[i];
+        const auto& finding = findings[i];
+        SCOPED_TRACE(issue.id);
+        EXPECT_EQ(keys(finding), (std::vector<std::string>{"id", "category", "severity", "title", "detail",
+                                                           "records", "fix", "places", "match"}));
+        EXPECT_EQ(finding["id"], issue.id);
+        EXPECT_EQ(finding["category"], rawValue(issue.category));
+        EXPECT_EQ(finding["title"], issue.title);
+        EXPECT_EQ(finding["detail"], issue.detail);
+        EXPECT_EQ(finding["records"], issue.records);
+        EXPECT_EQ(finding["fix"].is_null(), !issue.fix);
+        if (issue.fix) {
+            ++withFix;
+            EXPECT_EQ(finding["fix"]["id"], issue.fix->id);
+            EXPECT_EQ(finding["fix"]["needsReview"], issue.fix->needsReview);
+            EXPECT_EQ(finding["fix"]["edits"].size(), issue.fix->edits.size());
+            EXPECT_EQ(finding["fix"]["preview"].size(), issue.fix->preview.size());
+        }
+        EXPECT_EQ(finding["places"].is_null(), !issue.places);
+        if (issue.places) {
+            ++withPlaces;
+            EXPECT_EQ(finding["places"]["suggested"], issue.places->suggested);
+        }
+        EXPECT_EQ(finding["match"].is_null(), !issue.match);
+        if (issue.match) {
+            ++withMatch;
+            EXPECT_EQ(finding["match"]["keep"], issue.match->keep);
+            EXPECT_EQ(finding["match"]["score"], issue.match->score);
+        }
+    }
+    // The sample tree has findings with each of the optional parts.
+    EXPECT_GT(withFix, 0u);
+    EXPECT_GT(withPlaces, 0u);
+    EXPECT_GT(withMatch, 0u);
+}
+
+TEST_F(CliTest, ProgressGoesToTheTerminalOnly)
+{
+    const std::string text = SampleTree::sampleText();
+    const std::string path = write("Sample Tree.ged", text);
+    const std::string clear = "\r\x1B[K";
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        std::vector<std::string> shown; ///< lines shown in this order, among others
+    };
+    const Case cases[] = {
+        {{"info", path}, {"Reading Sample Tree.ged\u2026 100%", "Indexing people and families\u2026"}},
+        {{"check", path, "--json"},
+         {"Reading Sample Tree.ged\u2026 0%", "Checking the file\u2026 0%", "Checking place names\u2026",
+          "Looking for duplicates\u2026 100%"}},
+        {{"tidy", path, "--fix", "all", "--out", m_folder.string()},
+         {"Looking for duplicates\u2026 100%", "Applying ", "Writing the cleaned copy\u2026 0%",
+          "Writing the cleaned copy\u2026 100%"}},
+        {{"info", write("Hello.ged", "Hello\n")}, {"Reading Hello.ged\u2026"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.arguments));
+        std::ostringstream out, err, terminal;
+        Cli::run(c.arguments, out, err, {&terminal, 0});
+        const std::string shown = terminal.str();
+        std::size_t at = 0;
+        for (const std::string& line : c.shown) {
+            at = shown.find(clear + line, at);
+            ASSERT_NE(at, std::string::npos) << line << " in " << shown;
+        }
+        // The line is cleared before the command prints anything, and nothing of it goes elsewhere.
+        EXPECT_TRUE(shown.ends_with(clear));
+        EXPECT_EQ(out.str().find_first_of("\r\x1B"), std::string::npos);
+        EXPECT_EQ(err.str().find_first_of("\r\x1B"), std::string::npos);
+    }
+
+    // Smaller files than the threshold show nothing, and the output is the same either way.
+    std::ostringstream out, err, terminal;
+    ASSERT_EQ(Cli::run({"check", path, "--json"}, out, err, {&terminal, text.size()}), Cli::done);
+    EXPECT_EQ(terminal.str(), "");
+    EXPECT_EQ(out.str(), runCli({"check", path, "--json"}).out);
 }
 
 TEST_F(CliTest, CheckFailsOnSeverity)

@@ -2,10 +2,12 @@
 
 #include <iostream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 int main(int argc, char** argv)
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    return kinloom::Cli::run(arguments, std::cout, std::cerr);
+    const kinloom::Cli::ProgressTerminal terminal{isatty(STDERR_FILENO) ? &std::cerr : nullptr};
+    return kinloom::Cli::run(arguments, std::cout, std::cerr, terminal);
 }

@@ -12,8 +12,9 @@
 // after the file and date-format checks, in the order declared here.
 namespace kinloom::Checks {
 
-/// Impossible dates: a person's own events out of order, a life too long, and parents too young,
-/// too old, born after their child or dead before the child's birth.
+/// Impossible dates: a person's own events out of order, a life too long; parents too young, too
+/// old, born after their child or dead before the child's birth; marriages before a spouse's
+/// birth, after their death or very young; and siblings born too close together.
 [[nodiscard]] std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options);
 
 /// Place names spelled several ways, and place names with extra spaces, over every PLAC line

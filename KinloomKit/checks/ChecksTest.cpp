@@ -66,6 +66,19 @@ Edit removal(std::int64_t node)
 
 const std::string checkTheDates = " Check the dates in your family-tree program or sources.";
 
+/// Event lines from "TAG" or "TAG date" pieces: "BIRT 1900" gives a BIRT line with its DATE.
+std::string events(const std::vector<std::string_view>& facts)
+{
+    std::string out;
+    for (const std::string_view fact : facts) {
+        const std::size_t blank = fact.find(' ');
+        out += "1 " + std::string(fact.substr(0, blank)) + "\n";
+        if (blank != std::string_view::npos)
+            out += "2 DATE " + std::string(fact.substr(blank + 1)) + "\n";
+    }
+    return out;
+}
+
 } // namespace
 
 // One parent and one child; every threshold is met exactly once and crossed once.
@@ -194,6 +207,258 @@ TEST(ChecksTest, ImpossibleDatesFollowTheChildrenAndCheckEachPairOnce)
               (std::vector<Expected>{{"imp-old-@M@-@C@", "Mother very old at birth", Severity::warning},
                                      {"imp-age-@M@", "Lived over 119 years", Severity::warning},
                                      {"imp-age-@D@", "Lived over 119 years", Severity::warning}}));
+}
+
+// A person's birth is their first dated BIRT, else the christening; their death the first dated
+// DEAT, else the burial. One wrong date gives one finding.
+TEST(ChecksTest, ImpossibleDatesOfOnePersonReadTheRightFacts)
+{
+    struct Row
+    {
+        const char* situation;
+        std::vector<std::string_view> facts;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const Expected died{"imp-death-@P@", "Died before being born", Severity::error};
+    const Expected buried{"imp-buried-@P@", "Buried before being born", Severity::error};
+    const Expected buriedBeforeDying{"imp-burial-@P@", "Buried before dying", Severity::error};
+    const Expected christened{"imp-chr-@P@", "Christened before being born", Severity::error};
+    const std::vector<Row> rows = {
+        {"an undated birth gives way to the christening",
+         {"BIRT", "CHR 1858", "DEAT 1851"},
+         {died},
+         "Pat Doe (@P@): christened 1858, died 1851."},
+        {"or to the baptism", {"BAPM 1858", "DEAT 1851"}, {died}},
+        {"the first dated birth counts", {"BIRT", "BIRT 1900", "DEAT 1899"}, {died}},
+        {"the first dated death counts", {"BIRT 1900", "DEAT", "DEAT 1899"}, {died}},
+        {"a christening is compared only with a dated birth", {"BIRT", "CHR 1858", "BAPM 1850"}, {}},
+        {"christened before the dated birth",
+         {"BIRT", "BIRT 1900", "CHR 1899"},
+         {christened},
+         "Pat Doe (@P@): born 1900, christened 1899."},
+        {"a burial alone is judged as a burial",
+         {"BIRT 1900", "BURI 1899"},
+         {buried},
+         "Pat Doe (@P@): born 1900, buried 1899."},
+        {"an undated death leaves the burial", {"BIRT 1900", "DEAT", "BURI 1899"}, {buried}},
+        {"a death before the birth says it for the burial too",
+         {"BIRT 1900", "DEAT 1899", "BURI 1899"},
+         {died}},
+        {"a burial before the birth is not also before the death",
+         {"BIRT 1900", "DEAT 1950", "BURI 1899"},
+         {buried}},
+        {"buried before dying", {"BIRT 1800", "DEAT 1900", "BURI 1899"}, {buriedBeforeDying}},
+        {"a burial is compared only with a dated death", {"DEAT", "BURI 1899"}, {}},
+        {"a vague birth might be before the burial", {"BIRT ABT 1850", "BURI 1850"}, {}},
+        {"buried the year of the birth", {"BIRT 1850", "BURI 1850"}, {}},
+        {"a life measured to the burial",
+         {"BIRT 1800", "BURI 1922"},
+         {{"imp-age-@P@", "Lived over 120 years", Severity::warning}},
+         "Pat Doe (@P@): born 1800, buried 1922."},
+        {"a date ending with a full stop closes the detail",
+         {"BIRT 44 B.C.", "DEAT 45 B.C."},
+         {died},
+         "Pat Doe (@P@): born 44 B.C., died 45 B.C."},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.facts));
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+        }
+    }
+}
+
+// The parent rules read the same births and deaths; only a recorded birth can follow a parent's
+// death, as a christening often does.
+TEST(ChecksTest, ParentRulesReadTheSameBirthsAndDeaths)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* role;
+        std::vector<std::string_view> parent;
+        std::vector<std::string_view> child;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const std::vector<Row> rows = {
+        {"a parent christened after the child's birth",
+         "WIFE",
+         {"BIRT", "CHR 1911"},
+         {"BIRT", "BIRT 1908"},
+         {{"imp-order-@P@-@C@", "Born after their child", Severity::error}},
+         "Pat Doe (@P@): christened 1911, after their child Kim Doe (@C@), born 1908."},
+        {"a child known only by christening",
+         "HUSB",
+         {"BIRT 1800"},
+         {"BIRT", "CHR 1900"},
+         {{"imp-old-@P@-@C@", "Father very old at birth", Severity::warning}}},
+        {"a mother known dead only by her burial",
+         "WIFE",
+         {"BIRT 1850", "DEAT", "BURI 1886"},
+         {"BIRT 1887"},
+         {{"imp-afterdeath-@P@-@C@", "Born after the mother died", Severity::error}},
+         "Pat Doe (@P@): buried 1886, before their child Kim Doe (@C@), born 1887."},
+        {"christened after the mother died", "WIFE", {"BIRT 1850", "DEAT 1886"}, {"BIRT", "CHR 1887"}, {}},
+        {"christened over a year after the father died",
+         "HUSB",
+         {"BIRT 1850", "DEAT 1886"},
+         {"BAPM 1890"},
+         {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.parent) +
+                        "0 @C@ INDI\n1 NAME Kim /Doe/\n" + events(row.child) + "0 @F1@ FAM\n1 " + row.role +
+                        " @P@\n1 CHIL @C@\n");
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+        }
+    }
+}
+
+TEST(ChecksTest, ImpossibleMarriages)
+{
+    struct Row
+    {
+        const char* situation;
+        std::vector<std::string_view> spouse;
+        std::vector<std::string_view> marriages;
+        std::vector<Expected> expected;
+        const char* detail = nullptr;
+    };
+    const Expected before{"imp-marrborn-@P@-@F1@", "Married before being born", Severity::error};
+    const Expected young{"imp-marryoung-@P@-@F1@", "Married very young", Severity::warning};
+    const Expected after{"imp-marrdied-@P@-@F1@", "Married after dying", Severity::error};
+    const std::vector<Row> rows = {
+        {"married before being born",
+         {"BIRT 1900"},
+         {"MARR 1899"},
+         {before},
+         "Pat Doe (@P@): born 1900, married 1899 (@F1@ FAM)."},
+        {"born and married in one year, so only young", {"BIRT 1900"}, {"MARR 1900"}, {young}},
+        {"married younger than a parent may be",
+         {"BIRT 1900"},
+         {"MARR 1910"},
+         {young},
+         "Pat Doe (@P@): born 1900, married 1910 (@F1@ FAM), at most 11 years old."},
+        {"exactly the youngest age", {"BIRT 1900"}, {"MARR 1911"}, {}},
+        {"a vague birth may be before the marriage, and young either way",
+         {"BIRT ABT 1900"},
+         {"MARR 1899"},
+         {young}},
+        {"a vague marriage may be at an age over twelve", {"BIRT 1900"}, {"MARR ABT 1912"}, {}},
+        {"known by the christening", {"BIRT", "CHR 1900"}, {"MARR 1899"}, {before}},
+        {"married after dying",
+         {"BIRT 1800", "DEAT 1850"},
+         {"MARR 1851"},
+         {after},
+         "Pat Doe (@P@): died 1850, married 1851 (@F1@ FAM)."},
+        {"married the year of the death", {"BIRT 1800", "DEAT 1850"}, {"MARR 1850"}, {}},
+        {"died before the year of the marriage", {"BIRT 1800", "DEAT BEF 1850"}, {"MARR 1850"}, {after}},
+        {"known dead by the burial",
+         {"BIRT 1800", "BURI 1850"},
+         {"MARR 1851"},
+         {after},
+         "Pat Doe (@P@): buried 1850, married 1851 (@F1@ FAM)."},
+        {"the first dated marriage counts", {"BIRT 1900"}, {"MARR", "MARR 1899", "MARR 1930"}, {before}},
+        {"an undated marriage says nothing", {"BIRT 1800", "DEAT 1850"}, {"MARR"}, {}},
+        {"an undated birth says nothing", {"BIRT"}, {"MARR 1899"}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.spouse) + "0 @F1@ FAM\n1 WIFE @P@\n" +
+                        events(row.marriages));
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        EXPECT_EQ(found(issues), row.expected);
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
+            EXPECT_EQ(issues[0].records, (std::vector<std::string>{"@P@", "@F1@"}));
+        }
+    }
+}
+
+TEST(ChecksTest, SiblingsBornTooCloseTogether)
+{
+    struct Row
+    {
+        const char* situation;
+        std::vector<const char*> births; // of the children @C1@, @C2@ … in file order
+        std::vector<std::string> expected;
+    };
+    const std::vector<Row> rows = {
+        {"two months apart", {"1 MAR 1850", "1 MAY 1850"}, {"@C1@-@C2@"}},
+        {"named in file order", {"1 MAY 1850", "1 MAR 1850"}, {"@C1@-@C2@"}},
+        {"twins a day apart", {"1 MAR 1850", "2 MAR 1850"}, {}},
+        {"twins two days apart", {"1 MAR 1850", "3 MAR 1850"}, {}},
+        {"three days apart", {"1 MAR 1850", "4 MAR 1850"}, {"@C1@-@C2@"}},
+        {"twins across the end of February", {"28 FEB 1850", "1 MAR 1850"}, {}},
+        {"twins across the end of a leap year's February", {"28 FEB 1852", "1 MAR 1852"}, {}},
+        {"three days apart across the end of February", {"27 FEB 1850", "2 MAR 1850"}, {"@C1@-@C2@"}},
+        {"twins across the new year", {"31 DEC 1850", "1 JAN 1851"}, {}},
+        {"half a year apart", {"1 JAN 1850", "1 JUL 1850"}, {}},
+        {"less than half a year", {"1 JAN 1850", "30 JUN 1850"}, {"@C1@-@C2@"}},
+        {"a month is not an exact day", {"MAR 1850", "1 MAY 1850"}, {}},
+        {"a year is not an exact day", {"1850", "1 MAR 1850"}, {}},
+        {"an approximate day is not an exact day", {"ABT 1 MAR 1850", "1 MAY 1850"}, {}},
+        {"undated births are skipped", {"", "1 MAR 1850", "1 MAY 1850"}, {"@C2@-@C3@"}},
+        {"a third born soon after twins is reported once",
+         {"1 MAR 1850", "2 MAR 1850", "1 MAY 1850"},
+         {"@C2@-@C3@"}},
+        {"each too-soon birth against the one before it",
+         {"1 MAY 1850", "1 JAN 1850", "1 MAR 1850"},
+         {"@C1@-@C3@", "@C2@-@C3@"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        std::string text = "0 @F1@ FAM\n";
+        std::string people;
+        for (std::size_t i = 0; i < row.births.size(); ++i) {
+            const std::string xref = "@C" + std::to_string(i + 1) + "@";
+            text += "1 CHIL " + xref + "\n";
+            people += "0 " + xref + " INDI\n1 BIRT\n";
+            if (*row.births[i])
+                people += "2 DATE " + std::string(row.births[i]) + "\n";
+        }
+        const Tree tree(text + people);
+        std::vector<std::string> ids;
+        for (const Issue& issue : Checks::impossibleDates(tree.index, {})) {
+            EXPECT_EQ(issue.title, "Siblings born too close together");
+            EXPECT_EQ(issue.severity, Severity::warning);
+            ids.push_back(issue.id.substr(std::string_view("imp-siblings-").size()));
+        }
+        EXPECT_EQ(ids, row.expected);
+    }
+}
+
+// Findings follow the people, then the families, each in file order; a pair of siblings listed
+// again, in another family or twice in one, is reported once.
+TEST(ChecksTest, ImpossibleDatesOfFamiliesComeInFileOrder)
+{
+    const Tree tree("0 @H@ INDI\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1899\n"
+                    "0 @W@ INDI\n1 BIRT\n2 DATE 1840\n1 DEAT\n2 DATE 1845\n"
+                    "0 @A@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 DATE 1 MAR 45 B.C.\n"
+                    "0 @F2@ FAM\n1 HUSB @H@\n1 WIFE @W@\n1 MARR\n2 DATE 1860\n"
+                    "0 @F1@ FAM\n1 CHIL @C@\n1 CHIL @A@\n1 CHIL @A@\n"
+                    "0 @F3@ FAM\n1 CHIL @A@\n1 CHIL @C@\n"
+                    "0 @C@ INDI\n1 NAME Cy /Lee/\n1 BIRT\n2 DATE 1 JAN 45 B.C.\n");
+    const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+    EXPECT_EQ(found(issues),
+              (std::vector<Expected>{
+                  {"imp-death-@H@", "Died before being born", Severity::error},
+                  {"imp-marrborn-@H@-@F2@", "Married before being born", Severity::error},
+                  {"imp-marrdied-@W@-@F2@", "Married after dying", Severity::error},
+                  {"imp-siblings-@C@-@A@", "Siblings born too close together", Severity::warning}}));
+    EXPECT_EQ(issues.back().detail,
+              "Cy Lee (@C@): born 1 JAN 45 B.C., and their sibling Ann Lee (@A@), born 1 MAR 45 B.C." +
+                  checkTheDates);
+    EXPECT_EQ(issues.back().records, (std::vector<std::string>{"@C@", "@A@"}));
 }
 
 TEST(ChecksTest, PlaceKeysAndWriting)
@@ -611,6 +876,11 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
                               "Father very old at birth",
                               "Born after the mother died",
                               "Born over a year after the father died",
+                              "Buried before being born",
+                              "Married before being born",
+                              "Married after dying",
+                              "Married very young",
+                              "Siblings born too close together",
                               "Date not in the standard form",
                               "Date reads two ways",
                               "Not a date Kinloom can read",
@@ -633,6 +903,21 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
     EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const std::string& title) {
         return title.starts_with("Dates are written ");
     }));
+}
+
+// Each impossible date planted in the sample tree is found, and nothing else.
+TEST(ChecksTest, SampleTreeImpossibleDates)
+{
+    const Tree tree(SampleTree::sampleText());
+    std::vector<std::string> ids;
+    for (const Issue& issue : Checks::impossibleDates(tree.index, {}))
+        ids.push_back(issue.id);
+    EXPECT_EQ(ids, (std::vector<std::string>{
+                       "imp-burial-@I1@", "imp-chr-@I5@", "imp-age-@I11@", "imp-death-@I12@",
+                       "imp-old-@I15@-@I18@", "imp-order-@I22@-@I23@", "imp-old-@I25@-@I29@",
+                       "imp-afterdeath-@I26@-@I32@", "imp-young-@I33@-@I34@", "imp-death-@I37@",
+                       "imp-buried-@I39@", "imp-afterdeath-@I38@-@I41@", "imp-marrborn-@I22@-@F6@",
+                       "imp-marryoung-@I33@-@F9@", "imp-marrdied-@I3@-@F10@", "imp-siblings-@I43@-@I44@"}));
 }
 
 // Every fix that needs no review, applied, leaves nothing for its finding to say.

@@ -1,9 +1,15 @@
 #include "checks/Checks.h"
 
 #include "changes/FixApplier.h"
+#include "document/Text.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <limits>
+#include <set>
+#include <tuple>
+#include <utility>
 
 namespace kinloom::Checks {
 namespace {
@@ -11,20 +17,39 @@ namespace {
 const char* const checkTheDates = " Check the dates in your family-tree program or sources.";
 
 constexpr std::uint32_t none = UINT32_MAX;
+constexpr double absent = std::numeric_limits<double>::quiet_NaN();
 
-std::optional<double> bound(const EventFact* fact, bool low)
+// Twins may be born either side of midnight, or a day or two apart; no other birth follows a
+// sibling's within half a year.
+constexpr int twinDays = 2;
+constexpr double siblingGap = 0.5;
+
+std::optional<double> present(double value)
 {
-    const double value = !fact ? std::nan("") : low ? fact->low : fact->high;
     return std::isnan(value) ? std::nullopt : std::optional<double>(value);
 }
 
-/// A person's events that the rules read, found in one pass over the events.
+std::optional<double> bound(const EventFact* fact, bool low)
+{
+    return fact ? present(low ? fact->low : fact->high) : std::nullopt;
+}
+
+bool hasDate(const EventFact& fact)
+{
+    const auto date = fact.date();
+    return date && !Text::trimmed(*date).empty();
+}
+
+/// A person's events that the rules read, found in one pass over the events. Birth and death are
+/// the facts the duplicate finder uses.
 struct Events
 {
-    const EventFact* birth = nullptr;
-    const EventFact* death = nullptr;
-    const EventFact* burial = nullptr;
+    const EventFact* birth = nullptr;       ///< the first dated BIRT, else the christening
+    const EventFact* death = nullptr;       ///< the first dated DEAT, else the burial
+    const EventFact* burial = nullptr;      ///< the first BURI
     const EventFact* christening = nullptr; ///< the first CHR, else the first BAPM
+    bool born = false;                      ///< the birth is a BIRT
+    bool died = false;                      ///< the death is a DEAT
 
     explicit Events(const Person& person)
     {
@@ -37,39 +62,57 @@ struct Events
                 if (!slot)
                     slot = &fact;
             };
-            if (tag == "BIRT")
-                first(birth);
-            else if (tag == "DEAT")
-                first(death);
-            else if (tag == "BURI")
+            if (tag == "BIRT") {
+                if (!born && hasDate(fact)) {
+                    birth = &fact;
+                    born = true;
+                }
+            } else if (tag == "DEAT") {
+                if (!died && hasDate(fact)) {
+                    death = &fact;
+                    died = true;
+                }
+            } else if (tag == "BURI") {
                 first(burial);
-            else if (tag == "CHR")
+            } else if (tag == "CHR") {
                 first(christening);
-            else if (tag == "BAPM")
+            } else if (tag == "BAPM") {
                 first(baptism);
+            }
         }
         if (!christening)
             christening = baptism;
+        if (!born)
+            birth = christening;
+        if (!died)
+            death = burial;
     }
 };
 
-/// The bounds the parent rules read, kept side by side for all people so that a parent's are
-/// one read away; NaN when absent.
+/// The bounds the rules between people read, kept side by side for all people so that a
+/// relative's are one read away; NaN when absent.
 struct Bounds
 {
-    double birthLow = std::nan("");
-    double birthHigh = std::nan("");
-    double deathHigh = std::nan("");
+    double birthLow = absent;
+    double birthHigh = absent;
+    double deathHigh = absent;
 };
-
-std::optional<double> present(double value)
-{
-    return std::isnan(value) ? std::nullopt : std::optional<double>(value);
-}
 
 std::string written(const EventFact* fact)
 {
-    return std::string(fact->date().value_or(""));
+    return std::string(Text::trimmed(fact->date().value_or("")));
+}
+
+/// "born 1850", or "christened 1850" when the birth is known only from a christening.
+std::string birthText(const Events& events)
+{
+    return (events.born ? "born " : "christened ") + written(events.birth);
+}
+
+/// "died 1850", or "buried 1850" when the death is known only from a burial.
+std::string deathText(const Events& events)
+{
+    return (events.died ? "died " : "buried ") + written(events.death);
 }
 
 std::string wholeYears(double years)
@@ -84,68 +127,102 @@ std::uint32_t positionOf(const TreeIndex& index, std::optional<std::string_view>
     return person ? static_cast<std::uint32_t>(person - index.people.data()) : none;
 }
 
-/// For every person, the families that list them as a child, in file order: one list of all
-/// (child, family) pairs grouped by child, with each child's slice given by `first`.
-struct ChildFamilies
+/// The members of every family as positions in the people list, each xref looked up once: the
+/// spouses, the children family by family, and the families child by child, all in file order.
+struct Members
 {
-    std::vector<std::uint32_t> first;    ///< people + 1 entries
-    std::vector<std::uint32_t> families; ///< family positions
+    std::vector<std::uint32_t> husbands;      ///< per family; `none` when absent
+    std::vector<std::uint32_t> wives;         ///< per family; `none` when absent
+    std::vector<std::uint32_t> childrenFirst; ///< families + 1 entries
+    std::vector<std::uint32_t> children;      ///< person positions, each family's slice in turn
+    std::vector<std::uint32_t> familiesFirst; ///< people + 1 entries
+    std::vector<std::uint32_t> childFamilies; ///< family positions, each child's slice in turn
 
-    explicit ChildFamilies(const TreeIndex& index)
+    explicit Members(const TreeIndex& index)
     {
-        std::vector<std::pair<std::uint32_t, std::uint32_t>> pairs;
-        for (std::uint32_t f = 0; f < index.families.size(); ++f) {
-            for (std::string_view child : index.families[f].children) {
+        const std::size_t families = index.families.size();
+        husbands.reserve(families);
+        wives.reserve(families);
+        childrenFirst.reserve(families + 1);
+        for (const Family& family : index.families) {
+            husbands.push_back(positionOf(index, family.husband));
+            wives.push_back(positionOf(index, family.wife));
+            childrenFirst.push_back(static_cast<std::uint32_t>(children.size()));
+            for (std::string_view child : family.children) {
                 if (const std::uint32_t c = positionOf(index, child); c != none)
-                    pairs.emplace_back(c, f);
+                    children.push_back(c);
             }
         }
+        childrenFirst.push_back(static_cast<std::uint32_t>(children.size()));
+
         // A counting sort keeps the families of each child in file order.
-        first.assign(index.people.size() + 1, 0);
-        for (const auto& pair : pairs)
-            ++first[pair.first + 1];
-        for (std::size_t i = 1; i < first.size(); ++i)
-            first[i] += first[i - 1];
-        families.resize(pairs.size());
-        std::vector<std::uint32_t> next(first.begin(), first.end() - 1);
-        for (const auto& [child, family] : pairs)
-            families[next[child]++] = family;
+        familiesFirst.assign(index.people.size() + 1, 0);
+        for (const std::uint32_t child : children)
+            ++familiesFirst[child + 1];
+        for (std::size_t i = 1; i < familiesFirst.size(); ++i)
+            familiesFirst[i] += familiesFirst[i - 1];
+        childFamilies.resize(children.size());
+        std::vector<std::uint32_t> next(familiesFirst.begin(), familiesFirst.end() - 1);
+        for (std::uint32_t f = 0; f < families; ++f) {
+            for (std::uint32_t i = childrenFirst[f]; i < childrenFirst[f + 1]; ++i)
+                childFamilies[next[children[i]]++] = f;
+        }
     }
+};
+
+/// Whether a range is one whole day.
+bool isExactDay(double low, double high)
+{
+    return std::abs(high - low - 1.0 / 365) < 1e-9;
+}
+
+/// The day a range of one whole day starts on, counted in real days: the range's numbers give
+/// every month 31 days, which would put 28 February and 1 March four days apart.
+std::int32_t dayNumber(double low)
+{
+    using namespace std::chrono;
+    const double whole = std::floor(low);
+    const auto slot = static_cast<unsigned>(std::lround((low - whole) * 372)); // (month - 1) * 31 + day - 1
+    const sys_days first{year(static_cast<int>(whole)) / month(slot / 31 + 1) / day(1)};
+    return static_cast<std::int32_t>((first + days(slot % 31)).time_since_epoch().count());
+}
+
+/// A child of one family whose birth is an exact day.
+struct DatedChild
+{
+    double low = 0;
+    std::int32_t day = 0;
+    std::uint32_t order = 0; ///< among the family's children
+    std::uint32_t person = 0;
 };
 
 class Finder
 {
 public:
-    Finder(const TreeIndex& index, const ScanOptions& options) : m_index(index), m_options(options) {}
+    Finder(const TreeIndex& index, const ScanOptions& options)
+        : m_index(index), m_options(options), m_members(index)
+    {}
 
     std::vector<Issue> run()
     {
-        // The parents of each family are looked up once, not once per child.
-        std::vector<std::uint32_t> husbands, wives;
-        husbands.reserve(m_index.families.size());
-        wives.reserve(m_index.families.size());
-        for (const Family& family : m_index.families) {
-            husbands.push_back(positionOf(m_index, family.husband));
-            wives.push_back(positionOf(m_index, family.wife));
-        }
-        const ChildFamilies childFamilies(m_index);
         m_bounds.reserve(m_index.people.size());
+        m_born.reserve(m_index.people.size());
         for (const Person& person : m_index.people) {
             const Events events(person);
-            m_bounds.push_back({events.birth ? events.birth->low : std::nan(""),
-                                events.birth ? events.birth->high : std::nan(""),
-                                events.death ? events.death->high : std::nan("")});
+            m_bounds.push_back({events.birth ? events.birth->low : absent,
+                                events.birth ? events.birth->high : absent,
+                                events.death ? events.death->high : absent});
+            m_born.push_back(events.born);
         }
 
         std::vector<std::uint32_t> checked;
         for (std::uint32_t c = 0; c < m_index.people.size(); ++c) {
-            const Person& child = m_index.people[c];
-            ownEvents(child);
+            ownEvents(m_index.people[c]);
             checked.clear();
-            for (std::uint32_t i = childFamilies.first[c]; i < childFamilies.first[c + 1]; ++i) {
-                const std::uint32_t family = childFamilies.families[i];
+            for (std::uint32_t i = m_members.familiesFirst[c]; i < m_members.familiesFirst[c + 1]; ++i) {
+                const std::uint32_t family = m_members.childFamilies[i];
                 for (const auto& [parent, mother] :
-                     {std::pair{husbands[family], false}, {wives[family], true}}) {
+                     {std::pair{m_members.husbands[family], false}, {m_members.wives[family], true}}) {
                     // A child listed twice, or in two families of the same parents, is checked once.
                     if (parent == none || parent == c ||
                         std::find(checked.begin(), checked.end(), parent) != checked.end())
@@ -155,15 +232,23 @@ public:
                 }
             }
         }
+
+        for (std::uint32_t f = 0; f < m_index.families.size(); ++f) {
+            marriage(f);
+            siblings(f);
+        }
         return std::move(m_issues);
     }
 
 private:
+    // A detail may end with a date written with a full stop ("45 B.C."), which then closes it.
     void add(std::string id, std::vector<std::string> records, Severity severity, std::string title,
              std::string detail)
     {
+        if (!detail.ends_with('.'))
+            detail += '.';
         m_issues.push_back({std::move(id), IssueCategory::impossibleDates, severity, std::move(title),
-                            std::move(detail) + "." + checkTheDates, std::move(records)});
+                            std::move(detail) + checkTheDates, std::move(records)});
     }
 
     void add(const Person& person, const char* prefix, Severity severity, std::string title,
@@ -173,12 +258,12 @@ private:
             std::move(detail));
     }
 
-    void add(const Person& parent, const Person& child, const char* prefix, Severity severity,
+    /// A finding about two records: the parent and child, the person and family, or two siblings.
+    void add(std::string_view first, std::string_view second, const char* prefix, Severity severity,
              std::string title, std::string detail)
     {
-        add(prefix + std::string(parent.xref) + "-" + std::string(child.xref),
-            {std::string(parent.xref), std::string(child.xref)}, severity, std::move(title),
-            std::move(detail));
+        add(prefix + std::string(first) + "-" + std::string(second),
+            {std::string(first), std::string(second)}, severity, std::move(title), std::move(detail));
     }
 
     // A range's high is exclusive, so A lies wholly before B when A.high <= B.low; a rule needing an
@@ -188,25 +273,30 @@ private:
         const Events events(person);
         const auto birthLow = bound(events.birth, true), birthHigh = bound(events.birth, false);
         const auto deathLow = bound(events.death, true), deathHigh = bound(events.death, false);
-        if (deathHigh && birthLow && *deathHigh <= *birthLow)
+        const auto burialHigh = bound(events.burial, false);
+        const auto label = [&] { return recordLabel(person.record) + ": "; };
+
+        // One wrong date gives one finding: a burial that stands in for the death is judged as a
+        // burial, and a burial before the birth is not also before the death.
+        const bool diedFirst = events.died && deathHigh && birthLow && *deathHigh <= *birthLow;
+        if (diedFirst)
             add(person, "imp-death-", Severity::error, "Died before being born",
-                recordLabel(person.record) + ": born " + written(events.birth) + ", died " +
-                    written(events.death));
-        if (const auto burialHigh = bound(events.burial, false);
-            burialHigh && deathLow && *burialHigh <= *deathLow)
+                label() + birthText(events) + ", died " + written(events.death));
+        const bool buriedFirst = !diedFirst && burialHigh && birthLow && *burialHigh <= *birthLow;
+        if (buriedFirst)
+            add(person, "imp-buried-", Severity::error, "Buried before being born",
+                label() + birthText(events) + ", buried " + written(events.burial));
+        if (events.died && !buriedFirst && burialHigh && deathLow && *burialHigh <= *deathLow)
             add(person, "imp-burial-", Severity::error, "Buried before dying",
-                recordLabel(person.record) + ": died " + written(events.death) + ", buried " +
-                    written(events.burial));
+                label() + "died " + written(events.death) + ", buried " + written(events.burial));
         if (const auto christeningHigh = bound(events.christening, false);
-            christeningHigh && birthLow && *christeningHigh <= *birthLow)
+            events.born && christeningHigh && birthLow && *christeningHigh <= *birthLow)
             add(person, "imp-chr-", Severity::error, "Christened before being born",
-                recordLabel(person.record) + ": born " + written(events.birth) + ", christened " +
-                    written(events.christening));
+                label() + "born " + written(events.birth) + ", christened " + written(events.christening));
         if (deathLow && birthHigh && *deathLow - *birthHigh > m_options.maxLifespan) {
             const auto years = static_cast<long long>(m_options.maxLifespan);
             add(person, "imp-age-", Severity::warning, "Lived over " + std::to_string(years) + " years",
-                recordLabel(person.record) + ": born " + written(events.birth) + ", died " +
-                    written(events.death));
+                label() + birthText(events) + ", " + deathText(events));
         }
     }
 
@@ -222,43 +312,136 @@ private:
         const Person& parent = m_index.people[p];
         const Person& child = m_index.people[c];
         const auto when = [&] { return " when their child " + recordLabel(child.record) + " was born"; };
-        // The written dates are looked up only for a finding.
-        const auto parentBirth = [&] { return written(Events(parent).birth); };
-        const auto childBirth = [&] { return written(Events(child).birth); };
 
         if (parentLow && childHigh && *parentLow >= *childHigh) {
-            add(parent, child, "imp-order-", Severity::error, "Born after their child",
-                recordLabel(parent.record) + ": born " + parentBirth() + ", after their child " +
-                    recordLabel(child.record) + ", born " + childBirth());
+            add(parent.xref, child.xref, "imp-order-", Severity::error, "Born after their child",
+                recordLabel(parent.record) + ": " + birthText(Events(parent)) + ", after their child " +
+                    recordLabel(child.record) + ", " + birthText(Events(child)));
         } else if (parentLow && childHigh && *childHigh - *parentLow < m_options.minParentAge) {
-            add(parent, child, "imp-young-", Severity::warning, "Parent too young",
+            add(parent.xref, child.xref, "imp-young-", Severity::warning, "Parent too young",
                 recordLabel(parent.record) + " was at most " + wholeYears(*childHigh - *parentLow) + when());
         }
 
         const double oldest = mother ? m_options.maxMotherAge : m_options.maxFatherAge;
         if (parentHigh && childLow && *childLow - *parentHigh > oldest)
-            add(parent, child, "imp-old-", Severity::warning,
+            add(parent.xref, child.xref, "imp-old-", Severity::warning,
                 mother ? "Mother very old at birth" : "Father very old at birth",
                 recordLabel(parent.record) + " was at least " + wholeYears(*childLow - *parentHigh) + when());
 
-        // A father may die before the birth, but not much more than nine months before it.
-        if (deathHigh && childLow && *childLow >= *deathHigh + (mother ? 0 : 1))
-            add(parent, child, "imp-afterdeath-", Severity::error,
+        // A christening often follows a parent's death (a mother dying in childbed), so only a
+        // recorded birth counts here. A father may die before the birth, but not much more than
+        // nine months before it.
+        if (m_born[c] && deathHigh && childLow && *childLow >= *deathHigh + (mother ? 0 : 1))
+            add(parent.xref, child.xref, "imp-afterdeath-", Severity::error,
                 mother ? "Born after the mother died" : "Born over a year after the father died",
-                recordLabel(parent.record) + ": died " + written(Events(parent).death) +
-                    ", before their child " + recordLabel(child.record) + ", born " + childBirth());
+                recordLabel(parent.record) + ": " + deathText(Events(parent)) + ", before their child " +
+                    recordLabel(child.record) + ", born " + written(Events(child).birth));
+    }
+
+    /// The family's marriage against the birth and death of each spouse.
+    void marriage(std::uint32_t f)
+    {
+        const Family& family = m_index.families[f];
+        const auto marriage =
+            std::find_if(family.events.begin(), family.events.end(),
+                         [](const EventFact& fact) { return fact.tag() == "MARR" && hasDate(fact); });
+        if (marriage == family.events.end())
+            return;
+        const auto marriageLow = present(marriage->low), marriageHigh = present(marriage->high);
+        const auto married = [&] {
+            return ", married " + written(&*marriage) + " (" + recordLabel(family.record) + ")";
+        };
+        const std::uint32_t husband = m_members.husbands[f], wife = m_members.wives[f];
+        for (const std::uint32_t s : {husband, wife == husband ? none : wife}) {
+            if (s == none)
+                continue;
+            const Person& spouse = m_index.people[s];
+            const auto birthLow = present(m_bounds[s].birthLow);
+            const auto deathHigh = present(m_bounds[s].deathHigh);
+            const auto label = [&] { return recordLabel(spouse.record) + ": "; };
+            if (marriageHigh && birthLow && *marriageHigh <= *birthLow) {
+                add(spouse.xref, family.xref, "imp-marrborn-", Severity::error, "Married before being born",
+                    label() + birthText(Events(spouse)) + married());
+            } else if (marriageHigh && birthLow && *marriageHigh - *birthLow < m_options.minParentAge) {
+                add(spouse.xref, family.xref, "imp-marryoung-", Severity::warning, "Married very young",
+                    label() + birthText(Events(spouse)) + married() + ", at most " +
+                        wholeYears(*marriageHigh - *birthLow) + " years old");
+            }
+            if (marriageLow && deathHigh && *marriageLow >= *deathHigh)
+                add(spouse.xref, family.xref, "imp-marrdied-", Severity::error, "Married after dying",
+                    label() + deathText(Events(spouse)) + married());
+        }
+    }
+
+    /// Children of the family born on exact days too close together. Each birth is compared only
+    /// with the latest birth more than twinDays before it, so a birth too soon after twins is
+    /// reported once; a pair already reported for another family is not reported again.
+    void siblings(std::uint32_t f)
+    {
+        const std::uint32_t first = m_members.childrenFirst[f], end = m_members.childrenFirst[f + 1];
+        if (end - first < 2)
+            return;
+        m_dated.clear();
+        for (std::uint32_t i = first; i < end; ++i) {
+            const std::uint32_t c = m_members.children[i];
+            const Bounds& bounds = m_bounds[c];
+            if (m_born[c] && isExactDay(bounds.birthLow, bounds.birthHigh))
+                m_dated.push_back({bounds.birthLow, dayNumber(bounds.birthLow), i - first, c});
+        }
+        if (m_dated.size() < 2)
+            return;
+        // A child listed twice is one child.
+        std::sort(m_dated.begin(), m_dated.end(), [](const DatedChild& a, const DatedChild& b) {
+            return std::tie(a.day, a.person, a.order) < std::tie(b.day, b.person, b.order);
+        });
+        m_dated.erase(
+            std::unique(m_dated.begin(), m_dated.end(),
+                        [](const DatedChild& a, const DatedChild& b) { return a.person == b.person; }),
+            m_dated.end());
+
+        m_pairs.clear();
+        std::size_t before = 0; // how many births lie more than twinDays before the current one
+        for (std::size_t j = 1; j < m_dated.size(); ++j) {
+            while (before < j && m_dated[before].day < m_dated[j].day - twinDays)
+                ++before;
+            if (before > 0 && m_dated[j].low - m_dated[before - 1].low < siblingGap) {
+                const DatedChild& a = m_dated[before - 1];
+                const DatedChild& b = m_dated[j];
+                m_pairs.push_back(a.order < b.order ? std::pair{a, b} : std::pair{b, a});
+            }
+        }
+        std::sort(m_pairs.begin(), m_pairs.end(), [](const auto& a, const auto& b) {
+            return std::pair{a.first.order, a.second.order} < std::pair{b.first.order, b.second.order};
+        });
+        for (const auto& [one, other] : m_pairs) {
+            if (!m_reportedSiblings
+                     .emplace(std::min(one.person, other.person), std::max(one.person, other.person))
+                     .second)
+                continue;
+            const Person& a = m_index.people[one.person];
+            const Person& b = m_index.people[other.person];
+            add(a.xref, b.xref, "imp-siblings-", Severity::warning, "Siblings born too close together",
+                recordLabel(a.record) + ": born " + written(Events(a).birth) + ", and their sibling " +
+                    recordLabel(b.record) + ", born " + written(Events(b).birth));
+        }
     }
 
     const TreeIndex& m_index;
     const ScanOptions& m_options;
+    const Members m_members;
     std::vector<Bounds> m_bounds; ///< of every person
+    std::vector<bool> m_born;     ///< of every person: whether the birth is a BIRT, not a christening
+    // Scratch for one family's children, kept to spare allocations.
+    std::vector<DatedChild> m_dated;
+    std::vector<std::pair<DatedChild, DatedChild>> m_pairs;
+    std::set<std::pair<std::uint32_t, std::uint32_t>> m_reportedSiblings;
     std::vector<Issue> m_issues;
 };
 
 } // namespace
 
 // Findings follow the people in file order: a person's own dates, then the person as a child
-// against each parent.
+// against each parent; then the families in file order: the marriage, then the children.
 std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options)
 {
     return Finder(index, options).run();

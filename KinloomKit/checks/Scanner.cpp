@@ -202,11 +202,58 @@ std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOr
     return issues;
 }
 
+/// A stage of a scan that progress names, with the share of a scan's time it takes on a large
+/// tree with two cores, so that the fraction moves evenly.
+struct Stage
+{
+    const char* text;
+    double share;
+};
+
+namespace Stages {
+constexpr Stage file{"Checking the file\u2026", 0.20};
+constexpr Stage dateFormats{"Checking how dates are written\u2026", 0.05};
+constexpr Stage places{"Checking place names\u2026", 0.08};
+constexpr Stage indexing{"Indexing people and families\u2026", 0.15};
+constexpr Stage impossibleDates{"Looking for impossible dates\u2026", 0.06};
+constexpr Stage missing{"Looking for missing details\u2026", 0.03};
+constexpr Stage links{"Checking links between records\u2026", 0.15};
+constexpr Stage duplicates{"Looking for duplicates\u2026", 0.28};
+} // namespace Stages
+
+/// Tells the callback each stage as it is reached, with the share of the work done before it.
+class StageProgress
+{
+public:
+    explicit StageProgress(const ProgressCallback& callback) : m_callback(callback) {}
+
+    void reach(const Stage& stage)
+    {
+        if (!m_callback)
+            return;
+        m_callback({stage.text, std::min(m_done, 1.0)});
+        m_done += stage.share;
+        m_last = stage.text;
+    }
+
+    void finish()
+    {
+        if (m_callback)
+            m_callback({m_last, 1.0});
+    }
+
+private:
+    const ProgressCallback& m_callback;
+    double m_done = 0;
+    const char* m_last = "";
+};
+
 } // namespace
 
 namespace Scanner {
 
-ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads)
+ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads,
+                const ProgressCallback& progress)
 {
     ScanResult result;
     TreeStats& stats = result.stats;
@@ -218,28 +265,41 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     // for duplicates (the longest check); the other walks the document for the file and date
     // checks, checks the places, and once the index is there runs the other checks that read
     // it. The findings are joined in the fixed order, so the result does not depend on timing.
+    // Progress is told on the calling thread only: the first lane says nothing on a thread of its
+    // own, and the calling thread names the lane's stages where it waits for them.
+    StageProgress stages(progress);
+    const bool oneThread = threads == 1;
     std::promise<NumericDateOrder> decided;
     std::shared_future<NumericDateOrder> orderKnown = decided.get_future().share();
     std::optional<TreeIndex> index;
     std::promise<void> indexed;
     std::shared_future<void> indexReady = indexed.get_future().share();
-    auto duplicates = std::async(threads == 1 ? std::launch::deferred : std::launch::async, [&] {
+    auto duplicates = std::async(oneThread ? std::launch::deferred : std::launch::async, [&] {
+        if (oneThread)
+            stages.reach(Stages::indexing);
         NumericDateOrder order = options.numericOrder;
         if (order == NumericDateOrder::automatic)
             order = GedcomDates::decideNumericOrder(document);
         decided.set_value(order);
         index.emplace(TreeIndex::build(document, order, threads));
         indexed.set_value();
+        if (oneThread)
+            stages.reach(Stages::duplicates);
         return Checks::duplicates(*index, document, options);
     });
-    if (threads == 1)
+    if (oneThread)
         duplicates.wait();
+    stages.reach(Stages::file);
     const Walked walked = walkDocument(document, v7);
     const NumericDateOrder order = orderKnown.get();
     if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
         stats.numericOrder = order;
+    stages.reach(Stages::dateFormats);
     std::vector<Issue> dateIssues = dateFormatChecks(walked, v7, order, stats.dateStyles);
+    stages.reach(Stages::places);
     std::vector<Issue> placeIssues = Checks::places(document);
+    if (!oneThread)
+        stages.reach(Stages::indexing);
     indexReady.wait();
 
     stats.people = index->people.size();
@@ -254,13 +314,19 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
     checks.push_back(std::move(dateIssues));
+    stages.reach(Stages::impossibleDates);
     checks.push_back(Checks::impossibleDates(*index, options));
     checks.push_back(std::move(placeIssues));
+    stages.reach(Stages::missing);
     checks.push_back(Checks::missing(*index, document));
+    stages.reach(Stages::links);
     checks.push_back(Checks::links(*index, document));
+    if (!oneThread)
+        stages.reach(Stages::duplicates);
     checks.push_back(duplicates.get());
     for (auto& found : checks)
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
+    stages.finish();
     return result;
 }
 

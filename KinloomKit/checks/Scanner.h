@@ -2,6 +2,7 @@
 
 #include "checks/Issue.h"
 #include "document/GedcomDocument.h"
+#include "document/Progress.h"
 #include "family/GedcomDates.h"
 
 #include <cstddef>
@@ -71,8 +72,10 @@ namespace Scanner {
 /// Runs every check in the fixed order: file, date formats, impossible dates, places, missing
 /// details, links and records, duplicates. Never changes the document. `threads` 1 runs
 /// everything on the calling thread; 0 uses up to two cores. The result is the same.
+/// Progress names each check (and the indexing) as the calling thread reaches it, on that thread,
+/// with the share of the scan done so far.
 [[nodiscard]] ScanResult scan(const GedcomDocument& document, const ScanOptions& options = {},
-                              unsigned threads = 0);
+                              unsigned threads = 0, const ProgressCallback& progress = {});
 
 } // namespace Scanner
 } // namespace kinloom

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "document/GedcomDocument.h"
+#include "document/Progress.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,8 +27,8 @@ struct Line
 [[nodiscard]] std::optional<Line> parseLine(std::string_view line);
 
 /// Reads a file's bytes into a document. Never fails: unparseable lines are kept as malformed
-/// nodes and decoding problems become reading notes.
-[[nodiscard]] GedcomDocument read(std::string bytes);
+/// nodes and decoding problems become reading notes. Progress goes by the bytes read.
+[[nodiscard]] GedcomDocument read(std::string bytes, const ProgressCallback& progress = {});
 
 /// Text split into lines at LF, CRLF and CR, with the breaks counted by kind.
 struct SplitText

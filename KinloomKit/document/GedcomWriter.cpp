@@ -5,12 +5,20 @@
 namespace kinloom::GedcomWriter {
 namespace {
 
-/// Appends the rendered text to `out`, which may already hold a byte-order mark.
-void renderInto(const GedcomDocument& document, std::string& out)
+constexpr const char* writingStage = "Writing the cleaned copy\u2026";
+
+/// Appends the rendered text to `out`, which may already hold a byte-order mark. Progress goes by
+/// records, between `from` and `to`.
+void renderInto(const GedcomDocument& document, std::string& out, const ProgressCallback& progress,
+                double from, double to)
 {
     const std::string& ending = document.lineEnding;
     bool first = true;
+    ProgressMeter meter(progress, writingStage, static_cast<double>(document.recordCount()), from, to);
+    double records = 0;
     document.walk([&](NodeView node, int depth) {
+        if (depth == 0)
+            meter.advance(records++);
         if (!first)
             out += ending;
         first = false;
@@ -36,6 +44,7 @@ void renderInto(const GedcomDocument& document, std::string& out)
     });
     if (!first && document.endsWithNewline)
         out += ending;
+    meter.finish();
 }
 
 std::size_t estimatedSize(const GedcomDocument& document)
@@ -45,6 +54,15 @@ std::size_t estimatedSize(const GedcomDocument& document)
     for (NodeView record : document.records())
         size += record.subtreeSize() * (24 + document.lineEnding.size());
     return size;
+}
+
+std::string renderText(const GedcomDocument& document, const ProgressCallback& progress = {}, double from = 0,
+                       double to = 1)
+{
+    std::string text;
+    text.reserve(estimatedSize(document));
+    renderInto(document, text, progress, from, to);
+    return text;
 }
 
 std::string_view byteOrderMark(TextEncoding encoding)
@@ -65,13 +83,10 @@ std::string_view byteOrderMark(TextEncoding encoding)
 
 std::string render(const GedcomDocument& document)
 {
-    std::string text;
-    text.reserve(estimatedSize(document));
-    renderInto(document, text);
-    return text;
+    return renderText(document);
 }
 
-Output write(const GedcomDocument& document)
+Output write(const GedcomDocument& document, const ProgressCallback& progress)
 {
     const std::string_view mark = document.hasBOM ? byteOrderMark(document.encoding) : std::string_view();
     if (document.encoding == TextEncoding::utf8) {
@@ -79,11 +94,14 @@ Output write(const GedcomDocument& document)
         std::string data;
         data.reserve(mark.size() + estimatedSize(document));
         data += mark;
-        renderInto(document, data);
+        renderInto(document, data, progress, 0, 1);
         return {std::move(data), TextEncoding::utf8, std::nullopt};
     }
-    const std::string text = render(document);
+    // Rendering is the first half of the work and converting the text the second.
+    const std::string text = renderText(document, progress, 0, 0.5);
     if (std::optional<std::string> encoded = TextEncodings::encode(text, document.encoding)) {
+        if (progress)
+            progress({writingStage, 1.0});
         if (mark.empty())
             return {std::move(*encoded), document.encoding, std::nullopt};
         std::string data(mark);
@@ -102,7 +120,7 @@ Output write(const GedcomDocument& document)
             copy.update(charLine->id(), [](GedcomNode& node) { node.setValue("UTF-8"); });
         break;
     }
-    std::string data = render(copy);
+    std::string data = renderText(copy, progress, 0.5, 1);
     return {std::move(data), TextEncoding::utf8,
             "Some text has no " + std::string(displayName(document.encoding)) +
                 " form, so the file was saved as UTF-8 (its CHAR line now says UTF-8)."};

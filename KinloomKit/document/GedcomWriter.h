@@ -1,6 +1,7 @@
 #pragma once
 
 #include "document/GedcomDocument.h"
+#include "document/Progress.h"
 #include "document/TextEncoding.h"
 
 #include <optional>
@@ -22,7 +23,8 @@ struct Output
 [[nodiscard]] std::string render(const GedcomDocument& document);
 
 /// The document as bytes in its encoding, with its byte-order mark; in UTF-8 with a note when some
-/// text has no form in that encoding. Never fails and never changes the document.
-[[nodiscard]] Output write(const GedcomDocument& document);
+/// text has no form in that encoding. Never fails and never changes the document. Progress goes by
+/// the records written.
+[[nodiscard]] Output write(const GedcomDocument& document, const ProgressCallback& progress = {});
 
 } // namespace kinloom::GedcomWriter

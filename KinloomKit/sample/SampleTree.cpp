@@ -287,7 +287,7 @@ constexpr char sampleGedcom[] =
 1 FAMC @F5@
 1 FAMS @F12@
 )"
-    // Birth year mistyped: born three years after her son Erik (@I23@).
+    // Birth year mistyped: born three years after her son Erik (@I23@), and after her marriage.
     R"(0 @I22@ INDI
 1 NAME Marie /Lambert/
 1 SEX F
@@ -395,7 +395,7 @@ constexpr char sampleGedcom[] =
 1 FAMC @F8@
 1 FAMS @F9@
 )"
-    // Birth year mistyped: a mother aged ten when Lucien (@I34@) was born.
+    // Birth year mistyped: a mother aged ten when Lucien (@I34@) was born, and married at nine.
     R"(0 @I33@ INDI
 1 NAME Camille /Roux/
 1 SEX F
@@ -435,12 +435,18 @@ constexpr char sampleGedcom[] =
 2 SOUR @N1@
 1 FAMC @F10@
 )"
-    // A source citation to a record the file does not have.
+    // A source citation to a record the file does not have. His birth has no date, so his
+    // christening stands for it; the death is an elder brother's of the same name, years before.
     R"(0 @I37@ INDI
 1 NAME Frederick /Hartley/
 1 SEX M
 1 BIRT
+2 PLAC Leeds, Yorkshire, England
+1 CHR
 2 DATE 1858
+2 PLAC Leeds, Yorkshire, England
+1 DEAT
+2 DATE 1851
 2 PLAC Leeds, Yorkshire, England
 1 SOUR @S9@
 1 FAMC @F10@
@@ -456,11 +462,16 @@ constexpr char sampleGedcom[] =
 2 DATE 4 MAR 1886
 2 PLAC Leeds, Yorkshire, England
 1 FAMS @F11@
-0 @I39@ INDI
+)"
+    // Burial year mistyped (1862 for 1962): buried before being born, and no death recorded.
+    R"(0 @I39@ INDI
 1 NAME Alice /Hartley/
 1 SEX F
 1 BIRT
 2 DATE 1880
+2 PLAC Leeds, Yorkshire, England
+1 BURI
+2 DATE 1862
 2 PLAC Leeds, Yorkshire, England
 1 FAMC @F11@
 )"
@@ -486,11 +497,13 @@ constexpr char sampleGedcom[] =
 2 DATE 1906
 2 PLAC Leeds, Yorkshire, England
 1 FAMC @F12@
-0 @I43@ INDI
+)"
+    // Birth year mistyped (1911 for 1909): born five months before her brother (@I44@).
+    R"(0 @I43@ INDI
 1 NAME Ingrid /Hartley/
 1 SEX F
 1 BIRT
-2 DATE 1909
+2 DATE 12 NOV 1911
 2 PLAC Leeds, Yorkshire, England
 1 FAMC @F12@
 )"
@@ -591,7 +604,7 @@ constexpr char sampleGedcom[] =
 2 DATE 1900
 2 PLAC Lyon, Rhône, France
 )"
-    // Margaret (@I36@) listed twice.
+    // Margaret (@I36@) listed twice; marriage year mistyped (1892 for 1852), after Thomas (@I3@) died.
     R"(0 @F10@ FAM
 1 HUSB @I3@
 1 WIFE @I10@
@@ -600,7 +613,7 @@ constexpr char sampleGedcom[] =
 1 CHIL @I36@
 1 CHIL @I37@
 1 MARR
-2 DATE 14 MAY 1852
+2 DATE 14 MAY 1892
 2 PLAC München, Bayern, Deutschland
 0 @F11@ FAM
 1 HUSB @I35@
@@ -1900,6 +1913,11 @@ private:
             std::int32_t married = family.children > 0
                                        ? m_people[family.firstChild].birth - 60 - m_rng.days(800)
                                        : adults + 3 * yearDays + m_rng.days(10 * yearDays);
+            // A childless couple marries while both live (parents outlive their children's births).
+            for (const std::int32_t death : {husband.death, wife.death}) {
+                if (death != noDate)
+                    married = std::min(married, death - 30);
+            }
             married = std::max(married, adults);
             if (yearOf(married) <= 2023) {
                 out += "1 MARR\n";
