@@ -7,6 +7,7 @@
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
+#include "document/Progress.h"
 #include "document/SaveError.h"
 #include "output/Report.h"
 
@@ -43,6 +44,12 @@ QString fromUtf8(const std::string& text)
 QString changeCount(std::size_t count)
 {
     return QString::number(count) + (count == 1 ? QStringLiteral(" change") : QStringLiteral(" changes"));
+}
+
+/// The engine's progress, on the worker thread, passed on as a fraction.
+ProgressCallback engineProgress(const FractionSink& sink)
+{
+    return [&sink](const Progress& progress) { sink(progress.fraction); };
 }
 
 QSettings settingsStore()
@@ -244,10 +251,10 @@ void AppModel::read(const QString& path)
     const QString name = QFileInfo(path).fileName();
     setBusy(QStringLiteral("Reading ") + name + QStringLiteral("…"));
     startJob(
-        [file = QFile::encodeName(path).toStdString()](const FractionSink&) {
+        [file = QFile::encodeName(path).toStdString()](const FractionSink& sink) {
             ReadOutcome outcome;
             if (std::optional<std::string> bytes = Files::readFile(file, outcome.error))
-                outcome.document = GedcomReader::read(std::move(*bytes));
+                outcome.document = GedcomReader::read(std::move(*bytes), engineProgress(sink));
             return outcome;
         },
         [this, path, name](ReadOutcome outcome) {
@@ -303,14 +310,16 @@ void AppModel::scan()
     }
     if (!m_busy)
         setBusy(QStringLiteral("Checking ") + m_fileName + QStringLiteral("…"));
-    startJob([document = *m_document,
-              options = m_options](const FractionSink&) { return Scanner::scan(document, options); },
-             [this](ScanResult result) {
-                 m_result = std::move(result);
-                 m_scanDate = std::chrono::system_clock::now();
-                 Q_EMIT changed(Field::result);
-                 setBusy(std::nullopt);
-             });
+    startJob(
+        [document = *m_document, options = m_options](const FractionSink& sink) {
+            return Scanner::scan(document, options, 0, engineProgress(sink));
+        },
+        [this](ScanResult result) {
+            m_result = std::move(result);
+            m_scanDate = std::chrono::system_clock::now();
+            Q_EMIT changed(Field::result);
+            setBusy(std::nullopt);
+        });
 }
 
 std::vector<Fix> AppModel::selectedFixes() const

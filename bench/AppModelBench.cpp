@@ -94,9 +94,15 @@ int main(int argc, char** argv)
     AppModel model(services, false);
     const double heapBefore = heapMegabytes();
 
+    std::size_t progressUpdates = 0;
+    const auto counting = QObject::connect(&model, &AppModel::changed, [&](AppModel::Field field) {
+        if (field == AppModel::Field::progress && model.progress())
+            ++progressUpdates;
+    });
     auto start = Clock::now();
     model.openFile(path);
     waitIdle(model);
+    QObject::disconnect(counting);
     if (model.error() || !model.result()) {
         std::fprintf(stderr, "kinloom-bench-app: %s\n", qPrintable(model.error().value_or(QString())));
         return 1;
@@ -105,6 +111,7 @@ int main(int argc, char** argv)
     const double heapOpened = heapMegabytes() - heapBefore;
     std::printf("open until findings are stored: %.2f s (%.1f MB/s), %zu findings  [target < 3 s]\n",
                 openSeconds, fileMegabytes / openSeconds, model.result()->issues.size());
+    std::printf("  progress fractions shown while opening: %zu\n", progressUpdates);
 
     // The synthetic tree may hold fewer fixes than a full batch: then every fix is the batch.
     tickFixes(model, 10000);
