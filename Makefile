@@ -20,9 +20,11 @@ build: configure
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-# Until the app exists: write the sample tree to a temporary folder and show what the reader learnt.
+APP         = $(BUILD)/KinloomApp/kinloom
+
+# Writes the sample tree into a temporary folder and opens it in the app.
 run: build
-	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(CLI) info "$$dir/Sample Tree.ged"
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(APP) "$$dir/Sample Tree.ged"
 
 bench: build
 	@$(BUILD)/bench/kinloom-bench-dates
