@@ -76,8 +76,15 @@ void ApplySheet::refresh()
 {
     m_list->clear();
     const std::vector<Fix> fixes = m_model.selectedFixes();
-    for (const Fix& fix : fixes)
-        m_list->addItem(QString::fromUtf8(fix.title.data(), qsizetype(fix.title.size())));
+    for (const Fix& fix : fixes) {
+        // A title such as "Write as “M”" needs the record it is about beside it.
+        QString text = QString::fromUtf8(fix.title.data(), qsizetype(fix.title.size()));
+        if (!fix.preview.empty())
+            text += QStringLiteral("  ·  ") + QString::fromStdString(fix.preview.front().context);
+        if (fix.needsReview)
+            text += QStringLiteral(" (check before applying)");
+        m_list->addItem(text);
+    }
     m_apply->setText(applyTitle(fixes.size()));
     m_apply->setEnabled(!fixes.empty() && !m_model.busy());
 }

@@ -30,7 +30,9 @@ QAction* makeAction(QWidget* owner, const char* objectName, const QString& text,
 {
     auto* action = new QAction(symbolIcon(symbol), text, owner);
     action->setObjectName(QLatin1String(objectName));
-    action->setToolTip(help.isEmpty() ? text : help);
+    // Without a help text the tool tip is the action's text, its mnemonic markers removed.
+    if (!help.isEmpty())
+        action->setToolTip(help);
     action->setStatusTip(help);
     action->setShortcut(shortcut);
     owner->addAction(action);
@@ -117,7 +119,7 @@ void ContentView::createActions()
         makeAction(this, "saveAction", QStringLiteral("Save Cleaned Copy"), "square.and.arrow.down.on.square",
                    QStringLiteral("Write a new, cleaned file and its change log"), QKeySequence::Save);
     connect(m_save, &QAction::triggered, this, [this] { (void)m_model.saveCleanedCopy(); });
-    m_review = makeAction(this, "reviewAction", QStringLiteral("Review & Apply…"), "checkmark.circle",
+    m_review = makeAction(this, "reviewAction", QStringLiteral("Review && Apply…"), "checkmark.circle",
                           QString(), QKeySequence(Qt::CTRL | Qt::Key_Return));
     connect(m_review, &QAction::triggered, this, [this] { m_model.setShowApply(true); });
 

@@ -244,7 +244,7 @@ private Q_SLOTS:
         for (int i = 0; i < withFix; ++i)
             issues.push_back({.fix = Fix{}});
         for (int i = 0; i < merges; ++i)
-            issues.push_back({.fix = Fix{}, .match = DuplicateMatch{}});
+            issues.push_back({.category = IssueCategory::duplicates, .fix = Fix{}});
         for (int i = 0; i < flagged; ++i)
             issues.push_back({});
         std::vector<const Issue*> pointers;

@@ -2,6 +2,7 @@
 
 #include "AppModel.h"
 
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -59,7 +60,7 @@ EmptyStateView::EmptyStateView(AppModel& model, QWidget* parent) : QFrame(parent
     privacy->setForegroundRole(QPalette::PlaceholderText);
 
     auto* column = new QWidget(this);
-    column->setMaximumWidth(520);
+    column->setFixedWidth(520);
     auto* layout = new QVBoxLayout(column);
     layout->setSpacing(12);
     layout->addWidget(title);
@@ -70,9 +71,14 @@ EmptyStateView::EmptyStateView(AppModel& model, QWidget* parent) : QFrame(parent
     layout->addWidget(m_dropTarget);
     layout->addWidget(privacy);
 
+    // Stretches rather than an alignment centre the column, so its wrapped texts get their height.
+    auto* row = new QHBoxLayout;
+    row->addStretch(1);
+    row->addWidget(column);
+    row->addStretch(1);
     auto* outer = new QVBoxLayout(this);
     outer->addStretch(1);
-    outer->addWidget(column, 0, Qt::AlignHCenter);
+    outer->addLayout(row);
     outer->addStretch(2);
     setTargeted(false);
 }

@@ -63,7 +63,7 @@ QString IssueListView::summary(const std::vector<const Issue*>& issues)
     for (const Issue* issue : issues) {
         if (!issue->fix)
             ++flagged;
-        else if (issue->match)
+        else if (issue->category == IssueCategory::duplicates)
             ++merges;
         else
             ++withFix;
@@ -160,7 +160,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     listSplitter->addWidget(m_tree);
     listSplitter->addWidget(detailsScroll);
     listSplitter->setStretchFactor(0, 3);
-    listSplitter->setStretchFactor(1, 1);
+    listSplitter->setStretchFactor(1, 2);
+    listSplitter->setSizes({360, 240});
     listSplitter->setChildrenCollapsible(false);
 
     m_stack = new QStackedWidget(this);
