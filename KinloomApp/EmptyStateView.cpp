@@ -50,8 +50,9 @@ EmptyStateView::EmptyStateView(AppModel& model, QWidget* parent) : QFrame(parent
     m_dropTarget->setFrameShape(QFrame::StyledPanel);
     m_dropTarget->setMinimumHeight(90);
     auto* dropLayout = new QVBoxLayout(m_dropTarget);
-    dropLayout->addWidget(
-        wrappedLabel(QStringLiteral("or drop a .ged file here"), "dropLabel", m_dropTarget));
+    auto* dropLabel = wrappedLabel(QStringLiteral("or drop a .ged file here"), "dropLabel", m_dropTarget);
+    dropLabel->setAlignment(Qt::AlignCenter);
+    dropLayout->addWidget(dropLabel);
 
     auto* privacy =
         wrappedLabel(QStringLiteral("Your tree stays on this ") + computerWord() +
