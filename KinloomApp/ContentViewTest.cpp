@@ -267,6 +267,8 @@ private Q_SLOTS:
         QVERIFY(!m_model->showApply());
         WAIT_IDLE(*m_model);
         QCOMPARE(m_model->lastApplied().value_or(QString()), QStringLiteral("Applied 1 change."));
+        // The list rescanned while busy still offers to tick what is left.
+        QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
         QVERIFY(child<QAction>("undoAction")->isEnabled());
     }

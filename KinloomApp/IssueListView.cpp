@@ -120,7 +120,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_tree->setHeaderHidden(true);
     m_tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_tree->setAlternatingRowColors(false);
-    m_tree->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    // Per item: with rows of two heights, placing a pixel offset would add up every row above it.
+    m_tree->setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
     connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &IssueListView::showCurrent);
     connect(m_listModel, &QAbstractItemModel::modelReset, this, &IssueListView::refresh);
@@ -201,7 +202,7 @@ void IssueListView::refresh()
         issues.push_back(m_listModel->issue(m_listModel->index(row, 0)));
     m_summary->setText(summary(issues));
     m_summary->setVisible(!issues.empty());
-    m_tickAll->setEnabled(!m_listModel->fixIDs().empty() && !m_model.busy());
+    m_tickAll->setEnabled(!m_listModel->fixIDs().empty());
     m_stack->setCurrentIndex(issues.empty() ? 1 : 0);
     showCurrent();
 }
