@@ -206,7 +206,8 @@ void ContentView::showError()
         connect(m_alert, &QMessageBox::finished, this, [this] { m_model.setError(std::nullopt); });
     }
     // The title bar may not show on every desktop, so the alert says it in its text too.
-    m_alert->setText(QStringLiteral("Something went wrong"));
+    m_alert->setTextFormat(Qt::RichText);
+    m_alert->setText(QStringLiteral("<b>Something went wrong</b>"));
     m_alert->setInformativeText(*error);
     m_alert->open();
 }

@@ -203,6 +203,7 @@ void IssueListView::refresh()
     m_summary->setText(summary(issues));
     m_summary->setVisible(!issues.empty());
     m_tickAll->setEnabled(!m_listModel->fixIDs().empty());
+    m_tickAll->setVisible(!issues.empty());
     m_stack->setCurrentIndex(issues.empty() ? 1 : 0);
     showCurrent();
 }
