@@ -271,6 +271,19 @@ private Q_SLOTS:
         QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
         QVERIFY(child<QAction>("undoAction")->isEnabled());
+        m_model->setSidebar(SidebarItem::changes());
+        QCOMPARE(labelText("changesStatus"),
+                 QStringLiteral("1 change, not yet saved. They go into the change log "
+                                "when you save a cleaned copy."));
+        QCOMPARE(labelText("changesNote"),
+                 QStringLiteral("Your original file is never changed. Fixes go into a new "
+                                "copy, with a change log of every edit."));
+        QTest::mouseClick(child<QPushButton>("changesUndoAllButton"), Qt::LeftButton);
+        WAIT_IDLE(*m_model);
+        QCOMPARE(labelText("changesStatus"),
+                 QStringLiteral("No changes yet. Tick fixes in the findings, then Review & Apply."));
+        QVERIFY(labelText("unsavedLabel").isEmpty());
+        QVERIFY(!child<QAction>("undoAction")->isEnabled());
     }
 
     void choosingAPlaceSpellingChangesTheFixToApply()
@@ -345,6 +358,18 @@ private Q_SLOTS:
             }
         }
         QVERIFY(!m_model->selection().empty());
+    }
+
+    void closingRemembersTheWindowLayout()
+    {
+        QSettings().remove(QStringLiteral("window"));
+        m_window->resize(900, 640);
+        QVERIFY(m_window->close());
+        const QSettings settings;
+        QVERIFY(!settings.value(QStringLiteral("window/geometry")).toByteArray().isEmpty());
+        QVERIFY(!settings.value(QStringLiteral("window/sidebarSplit")).toByteArray().isEmpty());
+        ContentView reopened(*m_model);
+        QCOMPARE(reopened.size(), QSize(900, 640));
     }
 
     void sidebarCountsFindingsAndKeyboardChoosesEntries()
