@@ -360,6 +360,18 @@ private Q_SLOTS:
         QVERIFY(!m_model->selection().empty());
     }
 
+    void overviewSaysHowNumericDatesAreRead()
+    {
+        open("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+             "0 @I1@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 DATE 25/12/1890\n1 DEAT\n2 DATE 03/04/1950\n0 TRLR\n");
+        QVERIFY(child<QWidget>("overview")->isVisible());
+        QCOMPARE(
+            labelText("numericOrderLabel"),
+            QStringLiteral("Dates like 03/04/1890 are read day first (3 April 1890), as the rest of the file "
+                           "writes them. Change this in Settings › Checks."));
+        QVERIFY(child<QLabel>("numericOrderLabel")->isVisible());
+    }
+
     void closingRemembersTheWindowLayout()
     {
         QSettings().remove(QStringLiteral("window"));
