@@ -4,7 +4,7 @@ FUZZ_BUILD ?= build-fuzz
 JOBS       ?= $(shell nproc)
 CLI         = $(BUILD)/KinloomCLI/kinloom-cli
 
-.PHONY: all run test bench fuzz deps configure build clean
+.PHONY: all run screenshots test bench fuzz deps configure build clean
 
 all: build
 
@@ -20,9 +20,16 @@ build: configure
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-# Until the app exists: write the sample tree to a temporary folder and show what the reader learnt.
+APP         = $(BUILD)/KinloomApp/kinloom
+
+# Writes the sample tree into a temporary folder and opens it in the app.
 run: build
-	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(CLI) info "$$dir/Sample Tree.ged"
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(APP) "$$dir/Sample Tree.ged"
+
+# Opens the sample tree in the real window under a virtual screen and saves a PNG of each view.
+screenshots: build
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && \
+	    xvfb-run -a -s "-screen 0 1280x900x24" $(BUILD)/KinloomApp/kinloom-screenshots $(BUILD)/screenshots "$$dir/Sample Tree.ged"
 
 bench: build
 	@$(BUILD)/bench/kinloom-bench-dates

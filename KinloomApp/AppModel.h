@@ -123,6 +123,8 @@ public:
 
     /// True when there are changes and they differ from those at the last save.
     [[nodiscard]] bool hasUnsavedChanges() const;
+    /// The ticked fixes as the next apply would apply them, with the chosen place spellings.
+    [[nodiscard]] std::vector<Fix> selectedFixes() const;
 
     /// Ticks or unticks a fix by its id.
     void setSelected(const std::string& fixID, bool selected);
@@ -175,7 +177,6 @@ private:
     template <class Work, class Done>
     void startJob(Work work, Done done);
     void jobEnded();
-    [[nodiscard]] std::vector<Fix> selectedFixes() const;
     [[nodiscard]] std::optional<QString> writeCleanedCopy(const QString& folder, QString& copyName,
                                                           QStringList& written) const;
 

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QMainWindow>
+
+class QAction;
+class QLabel;
+class QMessageBox;
+class QMimeData;
+class QProgressBar;
+class QStackedWidget;
+
+namespace kinloom {
+
+class AppModel;
+class ApplySheet;
+class EmptyStateView;
+class MainSplitView;
+
+/// The main window: the empty state or the findings, the toolbar, the busy overlay with its
+/// progress bar, the apply sheet, and the alert for failures. A family-tree file dropped anywhere on
+/// it opens. The window's size and splitter positions are kept between runs.
+class ContentView final : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit ContentView(AppModel& model, QWidget* parent = nullptr);
+
+    [[nodiscard]] bool dropTargeted() const { return m_dropTargeted; }
+    [[nodiscard]] EmptyStateView* emptyState() const { return m_emptyState; }
+    [[nodiscard]] MainSplitView* mainSplit() const { return m_mainSplit; }
+    [[nodiscard]] ApplySheet* applySheet() const { return m_applySheet; }
+
+    /// The one `.ged` file a drag carries, or an empty text when it carries anything else.
+    [[nodiscard]] static QString droppedFamilyTree(const QMimeData* data);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void createActions();
+    void setDropTargeted(bool targeted);
+    void refresh(int field);
+    void showError();
+    void placeOverlays();
+    void restoreLayout();
+
+    AppModel& m_model;
+    bool m_dropTargeted = false;
+    QStackedWidget* m_stack = nullptr;
+    EmptyStateView* m_emptyState = nullptr;
+    MainSplitView* m_mainSplit = nullptr;
+    QWidget* m_busyOverlay = nullptr;
+    QLabel* m_busyLabel = nullptr;
+    QProgressBar* m_progress = nullptr;
+    QWidget* m_dropHighlight = nullptr;
+    ApplySheet* m_applySheet = nullptr;
+    QMessageBox* m_alert = nullptr;
+    QList<QAction*> m_sessionActions; ///< disabled while work runs
+    QAction* m_undo = nullptr;
+    QAction* m_report = nullptr;
+    QAction* m_save = nullptr;
+    QAction* m_review = nullptr;
+};
+
+} // namespace kinloom

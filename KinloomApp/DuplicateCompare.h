@@ -1,0 +1,38 @@
+#pragma once
+
+#include "checks/Issue.h"
+
+#include <QWidget>
+
+class QPushButton;
+class QTableWidget;
+
+namespace kinloom {
+
+class AppModel;
+
+/// For a likely duplicate: "Compare the two records (…)", which opens the two records side by side,
+/// line by line, the lines only one of them has marked.
+class DuplicateCompare final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit DuplicateCompare(AppModel& model, QWidget* parent = nullptr);
+
+    /// Shows this pair, closed; none hides the view.
+    void setMatch(std::optional<DuplicateMatch> match);
+    void setOpen(bool open);
+    [[nodiscard]] bool isOpen() const { return m_open; }
+
+private:
+    void fill();
+
+    AppModel& m_model;
+    std::optional<DuplicateMatch> m_match;
+    bool m_open = false;
+    QPushButton* m_button = nullptr;
+    QTableWidget* m_table = nullptr;
+};
+
+} // namespace kinloom

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "checks/Issue.h"
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+class QTreeView;
+
+namespace kinloom {
+
+class AppModel;
+class DuplicateCompare;
+class IssueListModel;
+class PlacePicker;
+
+/// The findings of one category: "Tick every fix in this list", the summary, the list itself (or
+/// "Nothing to fix here"), and under it the comparison or the spellings of the current finding.
+class IssueListView final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit IssueListView(AppModel& model, QWidget* parent = nullptr);
+
+    void setCategory(IssueCategory category);
+    [[nodiscard]] IssueCategory category() const;
+    [[nodiscard]] IssueListModel* listModel() const { return m_listModel; }
+    [[nodiscard]] QTreeView* tree() const { return m_tree; }
+
+    /// "Nothing to fix here" is followed by this sentence for an empty category.
+    [[nodiscard]] static QString emptySentence(IssueCategory category);
+    /// The line above the list: how many findings come with a fix, can be merged, or are flagged.
+    [[nodiscard]] static QString summary(const std::vector<const Issue*>& issues);
+
+private:
+    void refresh();
+    void showCurrent();
+
+    AppModel& m_model;
+    IssueListModel* m_listModel = nullptr;
+    QLabel* m_title = nullptr;
+    QLabel* m_note = nullptr;
+    QLabel* m_summary = nullptr;
+    QPushButton* m_tickAll = nullptr;
+    QStackedWidget* m_stack = nullptr;
+    QTreeView* m_tree = nullptr;
+    QLabel* m_emptySentence = nullptr;
+    QWidget* m_details = nullptr;
+    QWidget* m_detailsArea = nullptr;
+    DuplicateCompare* m_compare = nullptr;
+    PlacePicker* m_places = nullptr;
+};
+
+} // namespace kinloom

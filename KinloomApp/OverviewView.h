@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QScrollArea>
+
+class QFormLayout;
+class QLabel;
+
+namespace kinloom {
+
+class AppModel;
+
+/// The tree's statistics, "How dates are written" with the date styles and their counts, the
+/// numeric order read from the file, and "Export Report (PDF)".
+class OverviewView final : public QScrollArea
+{
+    Q_OBJECT
+
+public:
+    explicit OverviewView(AppModel& model, QWidget* parent = nullptr);
+
+private:
+    void refresh();
+
+    AppModel& m_model;
+    QLabel* m_title = nullptr;
+    QFormLayout* m_stats = nullptr;
+    QFormLayout* m_dateStyles = nullptr;
+    QLabel* m_numericOrder = nullptr;
+};
+
+} // namespace kinloom

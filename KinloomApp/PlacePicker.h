@@ -1,0 +1,33 @@
+#pragma once
+
+#include "checks/Issue.h"
+
+#include <QWidget>
+
+class QVBoxLayout;
+
+namespace kinloom {
+
+class AppModel;
+
+/// The spellings of a place group, each with its count and "Use this spelling", which records the
+/// choice for the group in the session.
+class PlacePicker final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit PlacePicker(AppModel& model, QWidget* parent = nullptr);
+
+    /// Shows this finding's group; a finding without one hides the view.
+    void setIssue(const Issue* issue);
+
+private:
+    void rebuild();
+
+    AppModel& m_model;
+    std::optional<PlaceGroup> m_group;
+    QVBoxLayout* m_rows = nullptr;
+};
+
+} // namespace kinloom

@@ -1,0 +1,26 @@
+#include "AppModel.h"
+#include "ContentView.h"
+#include "Icons.h"
+#include "QtPlatformServices.h"
+
+#include <QApplication>
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Kinloom"));
+    QApplication::setApplicationName(QStringLiteral("Kinloom"));
+    QApplication::setDesktopFileName(QStringLiteral("kinloom"));
+    kinloom::installIconThemeFallback();
+
+    kinloom::QtPlatformServices services;
+    kinloom::AppModel model(services, true);
+    kinloom::ContentView window(model);
+    services.setWindow(&window);
+    window.show();
+
+    // A file named on the command line opens as if it had been dropped on the window.
+    if (const QStringList arguments = QApplication::arguments(); arguments.size() > 1)
+        model.openFile(arguments.at(1));
+    return QApplication::exec();
+}
