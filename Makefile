@@ -35,6 +35,8 @@ bench: build
 	@$(BUILD)/bench/kinloom-bench-dates
 	@$(BUILD)/bench/kinloom-bench-duplicates $(BENCH_ARGS)
 	@$(BUILD)/bench/kinloom-bench $(BENCH_ARGS)
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/t100k.ged" --people 100000 >/dev/null && \
+	    QT_QPA_PLATFORM=offscreen $(BUILD)/bench/kinloom-bench-app "$$dir/t100k.ged"; rm -rf "$$dir"
 
 fuzz:
 	@./scripts/install-deps fuzz
