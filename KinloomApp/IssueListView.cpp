@@ -150,6 +150,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     auto* detailsLayout = new QVBoxLayout(m_details);
     detailsLayout->addWidget(m_compare);
     detailsLayout->addWidget(m_places);
+    // The details sit at the top of their pane, however tall the user makes it.
+    detailsLayout->addStretch(1);
     auto* detailsScroll = new QScrollArea(this);
     detailsScroll->setWidget(m_details);
     detailsScroll->setWidgetResizable(true);
