@@ -176,6 +176,10 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     layout->addWidget(m_note);
     layout->addWidget(m_summary);
     layout->addWidget(m_stack, 1);
+    // Rows elide long details; the current finding's is shown whole under the list.
+    m_fullDetail = wrappedLabel("findingDetail", this);
+    m_fullDetail->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    layout->addWidget(m_fullDetail);
     setTabOrder(m_tickAll, m_tree);
     refresh();
 }
@@ -215,6 +219,9 @@ void IssueListView::showCurrent()
     const Issue* issue = m_listModel->issue(m_tree->currentIndex());
     m_compare->setMatch(issue ? issue->match : std::nullopt);
     m_places->setIssue(issue);
+    m_fullDetail->setText(issue ? QString::fromUtf8(issue->detail.data(), qsizetype(issue->detail.size()))
+                                : QString());
+    m_fullDetail->setVisible(issue != nullptr);
     m_detailsArea->setVisible(issue && (issue->match || issue->places));
 }
 

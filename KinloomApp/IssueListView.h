@@ -50,6 +50,7 @@ private:
     QLabel* m_emptySentence = nullptr;
     QWidget* m_details = nullptr;
     QWidget* m_detailsArea = nullptr;
+    QLabel* m_fullDetail = nullptr; ///< the current finding's detail, whole: rows elide it
     DuplicateCompare* m_compare = nullptr;
     PlacePicker* m_places = nullptr;
 };
