@@ -330,13 +330,20 @@ std::vector<Fix> AppModel::selectedFixes() const
     for (const Issue& issue : m_result->issues) {
         if (!issue.fix || !m_selection.contains(issue.fix->id))
             continue;
-        const auto target = issue.places ? m_placeTargets.find(issue.places->key) : m_placeTargets.end();
-        if (target != m_placeTargets.end())
-            fixes.push_back(PlaceNames::fixFor(*issue.places, target->second));
-        else
-            fixes.push_back(*issue.fix);
+        std::optional<Fix> chosen = chosenPlaceFix(issue);
+        fixes.push_back(chosen ? std::move(*chosen) : *issue.fix);
     }
     return fixes;
+}
+
+std::optional<Fix> AppModel::chosenPlaceFix(const Issue& issue) const
+{
+    if (!issue.places)
+        return std::nullopt;
+    const auto target = m_placeTargets.find(issue.places->key);
+    if (target == m_placeTargets.end())
+        return std::nullopt;
+    return PlaceNames::fixFor(*issue.places, target->second);
 }
 
 void AppModel::applySelection()

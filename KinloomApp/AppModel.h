@@ -125,6 +125,9 @@ public:
     [[nodiscard]] bool hasUnsavedChanges() const;
     /// The ticked fixes as the next apply would apply them, with the chosen place spellings.
     [[nodiscard]] std::vector<Fix> selectedFixes() const;
+    /// A place finding's fix rebuilt for the spelling the user chose; none when no other spelling
+    /// was chosen and the finding's own fix applies.
+    [[nodiscard]] std::optional<Fix> chosenPlaceFix(const Issue& issue) const;
 
     /// Ticks or unticks a fix by its id.
     void setSelected(const std::string& fixID, bool selected);

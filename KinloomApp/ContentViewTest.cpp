@@ -302,8 +302,17 @@ private Q_SLOTS:
         QVERIFY(list->item(0)->text().contains(QStringLiteral("“Boston, Massachusetts”")));
         child<QPushButton>("applyCancelButton")->click();
 
+        const QModelIndex row = child<QTreeView>("issueTree")->currentIndex();
+        QVERIFY(!row.data(IssueListModel::FixTitleRole).toString().contains(QStringLiteral("boston,  mass")));
         QTest::mouseClick(child<QPushButton>("useSpelling1"), Qt::LeftButton);
         QCOMPARE(m_model->placeTargets().at(issue->places->key), std::string("boston,  massachusetts"));
+        // The row and its preview lines follow the chosen spelling.
+        QVERIFY(row.data(IssueListModel::FixTitleRole)
+                    .toString()
+                    .contains(QStringLiteral("“boston,  massachusetts”")));
+        const QModelIndex firstLine = row.model()->index(0, 0, row);
+        QCOMPARE(firstLine.data(IssueListModel::PreviewAfterRole).toString(),
+                 QStringLiteral("boston,  massachusetts"));
         child<QAction>("reviewAction")->trigger();
         QVERIFY(list->item(0)->text().contains(QStringLiteral("“boston,  massachusetts”")));
     }

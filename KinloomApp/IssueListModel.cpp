@@ -28,6 +28,8 @@ IssueListModel::IssueListModel(AppModel& model, QObject* parent) : QAbstractItem
             reload();
         else if (field == AppModel::Field::selection && !m_rows.empty())
             Q_EMIT dataChanged(index(0, 0), index(int(m_rows.size()) - 1, 0), {Qt::CheckStateRole});
+        else if (field == AppModel::Field::placeTargets)
+            placeTargetsChanged();
     });
     reload();
 }
@@ -51,6 +53,21 @@ void IssueListModel::reload()
         }
     }
     endResetModel();
+}
+
+void IssueListModel::placeTargetsChanged()
+{
+    // A rebuilt place fix has as many preview lines as before (one per other spelling), so only the
+    // texts change.
+    for (int row = 0; row < int(m_rows.size()); ++row) {
+        const Issue& issue = issueAt(row);
+        if (!issue.places || !issue.fix)
+            continue;
+        const QModelIndex finding = index(row, 0);
+        Q_EMIT dataChanged(finding, finding);
+        if (const int lines = rowCount(finding); lines > 0)
+            Q_EMIT dataChanged(index(0, 0, finding), index(lines - 1, 0, finding));
+    }
 }
 
 const Issue& IssueListModel::issueAt(int row) const
@@ -109,7 +126,9 @@ QVariant IssueListModel::data(const QModelIndex& index, int role) const
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
     if (index.internalId() != topLevel) {
-        const PreviewLine& line = issue(index)->fix->preview[std::size_t(index.row())];
+        const Issue& finding = *issue(index);
+        const std::optional<Fix> chosen = m_model.chosenPlaceFix(finding);
+        const PreviewLine& line = (chosen ? *chosen : *finding.fix).preview[std::size_t(index.row())];
         switch (role) {
         case Qt::DisplayRole:
         case PreviewContextRole:
@@ -132,8 +151,15 @@ QVariant IssueListModel::data(const QModelIndex& index, int role) const
     case Qt::ToolTipRole:
     case DetailRole:
         return fromUtf8(issue.detail);
-    case FixTitleRole:
-        return issue.fix ? QVariant(fromUtf8(issue.fix->title)) : QVariant();
+    case FixTitleRole: {
+        if (!issue.fix)
+            return {};
+        const std::optional<Fix> chosen = m_model.chosenPlaceFix(issue);
+        const Fix& fix = chosen ? *chosen : *issue.fix;
+        // Fixes that need a look first say so in the row, as the apply sheet does.
+        return fromUtf8(fix.title) +
+               (fix.needsReview ? QStringLiteral(" (check before applying)") : QString());
+    }
     case SeverityRole:
         return int(issue.severity);
     case IssueIndexRole:

@@ -21,7 +21,7 @@ public:
     enum Role
     {
         DetailRole = Qt::UserRole + 1, ///< the finding's detail
-        FixTitleRole,                  ///< the fix's title; none without a fix
+        FixTitleRole,                  ///< the title of the fix to apply; none without a fix
         SeverityRole,                  ///< the finding's `Severity` as an int
         IssueIndexRole,                ///< the finding's index in the scan result
         PreviewContextRole,            ///< of a preview line
@@ -48,6 +48,7 @@ public:
 
 private:
     void reload();
+    void placeTargetsChanged();
     [[nodiscard]] const Issue& issueAt(int row) const;
 
     AppModel& m_model;
