@@ -1,6 +1,8 @@
 // The session model driven headless on a synthetic tree, as the window drives it: opening until the
 // findings are stored, applying a batch of 10,000 fixes and scanning again, and the memory an undo
 // history of 20 batches holds next to the session as opened.
+#include "Measure.h"
+
 #include "KinloomApp/AppModel.h"
 #include "KinloomApp/ScriptedServices.h"
 #include "KinloomPdf/PdfRenderer.h"
@@ -22,21 +24,9 @@
 #include <unistd.h>
 
 using namespace kinloom;
-using Clock = std::chrono::steady_clock;
+using namespace kinloom::bench;
 
 namespace {
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double peakMegabytes()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6;
-}
 
 /// Heap memory in use now, in megabytes: what the session holds, whatever the allocator kept back.
 double heapMegabytes()

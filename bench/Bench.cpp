@@ -2,6 +2,8 @@
 // copying a document and writing it back, and on large trees applying a batch of date fixes and
 // merging a batch of people. Each read runs in a fresh process of this program so that its peak
 // memory is its own.
+#include "Measure.h"
+
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
 #include "document/Files.h"
@@ -23,21 +25,9 @@
 #include <vector>
 
 using namespace kinloom;
-using Clock = std::chrono::steady_clock;
+using namespace kinloom::bench;
 
 namespace {
-
-double secondsSince(Clock::time_point start)
-{
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double peakMegabytes()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6;
-}
 
 /// Resident memory now, in megabytes (10^6 bytes, as file sizes are given).
 double residentMegabytes()

@@ -2,6 +2,8 @@
 // duplicate pairs it finds at the default threshold, with why it misses the others. Then on
 // crowds of look-alikes, each in a process of its own so that its peak memory is its own: time,
 // peak memory, matches, and how many people are left once every match is merged.
+#include "Measure.h"
+
 #include "changes/Merger.h"
 #include "checks/DuplicateFinder.h"
 #include "document/GedcomReader.h"
@@ -24,7 +26,7 @@
 #include <vector>
 
 using namespace kinloom;
-using Clock = std::chrono::steady_clock;
+using namespace kinloom::bench;
 
 namespace {
 
@@ -188,13 +190,6 @@ std::string familyCrowd()
                 std::to_string(1 + random() % 28) + " " + months[random() % 12] + " " +
                 std::to_string(1850 + random() % 20) + "\n1 FAMC @F1@\n";
     return text + "0 TRLR\n";
-}
-
-double peakMegabytes()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) * 1024.0 / 1e6;
 }
 
 void crowd(const char* name, std::string (*make)())
