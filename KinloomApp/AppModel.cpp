@@ -1,6 +1,7 @@
 #include "AppModel.h"
 
 #include "BackgroundJob.h"
+#include "QtText.h"
 
 #include "KinloomPdf/PdfRenderer.h"
 #include "checks/PlaceNames.h"
@@ -33,11 +34,6 @@ std::filesystem::path toPath(const QString& path)
 QString fromPath(const std::filesystem::path& path)
 {
     return QFile::decodeName(QByteArray::fromStdString(path.string()));
-}
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromStdString(text);
 }
 
 /// "1 change", "3 changes".

@@ -1,6 +1,7 @@
 #include "ApplySheet.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -78,7 +79,7 @@ void ApplySheet::refresh()
     const std::vector<Fix> fixes = m_model.selectedFixes();
     for (const Fix& fix : fixes) {
         // A title such as "Write as “M”" needs the record it is about beside it.
-        QString text = QString::fromUtf8(fix.title.data(), qsizetype(fix.title.size()));
+        QString text = fromUtf8(fix.title);
         if (!fix.preview.empty())
             text += QStringLiteral("  ·  ") + QString::fromStdString(fix.preview.front().context);
         if (fix.needsReview)

@@ -1,6 +1,7 @@
 #include "ChangesView.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -9,15 +10,6 @@
 #include <QVBoxLayout>
 
 namespace kinloom {
-
-namespace {
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
-
-} // namespace
 
 ChangesView::ChangesView(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
 {

@@ -1,6 +1,7 @@
 #include "DuplicateCompare.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 #include <QHeaderView>
 #include <QPushButton>
@@ -10,11 +11,6 @@
 namespace kinloom {
 
 namespace {
-
-QString fromUtf8(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 std::vector<std::string> recordLines(const GedcomDocument& document, const std::string& xref)
 {

@@ -1,6 +1,7 @@
 #include "IssueListModel.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 namespace kinloom {
 
@@ -8,11 +9,6 @@ namespace {
 
 // A finding's row carries id 0; a preview line carries its finding's row plus one.
 constexpr quintptr topLevel = 0;
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 QVariant optionalText(const std::optional<std::string>& text)
 {

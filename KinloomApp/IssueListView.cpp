@@ -6,6 +6,7 @@
 #include "IssueListModel.h"
 #include "IssueRow.h"
 #include "PlacePicker.h"
+#include "QtText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -199,7 +200,7 @@ void IssueListView::refresh()
 {
     const IssueCategory category = m_listModel->category();
     const std::string_view title = kinloom::title(category);
-    m_title->setText(QString::fromUtf8(title.data(), qsizetype(title.size())));
+    m_title->setText(fromUtf8(title));
     m_note->setVisible(category == IssueCategory::duplicates);
     m_emptySentence->setText(emptySentence(category));
 
@@ -219,8 +220,7 @@ void IssueListView::showCurrent()
     const Issue* issue = m_listModel->issue(m_tree->currentIndex());
     m_compare->setMatch(issue ? issue->match : std::nullopt);
     m_places->setIssue(issue);
-    m_fullDetail->setText(issue ? QString::fromUtf8(issue->detail.data(), qsizetype(issue->detail.size()))
-                                : QString());
+    m_fullDetail->setText(issue ? fromUtf8(issue->detail) : QString());
     m_fullDetail->setVisible(issue != nullptr);
     m_detailsArea->setVisible(issue && (issue->match || issue->places));
 }

@@ -1,6 +1,7 @@
 #include "OverviewView.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 #include <QFormLayout>
 #include <QLabel>
@@ -11,11 +12,6 @@
 namespace kinloom {
 
 namespace {
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 QLabel* heading(const QString& text, qreal scale, QWidget* parent)
 {

@@ -1,21 +1,13 @@
 #include "PlacePicker.h"
 
 #include "AppModel.h"
+#include "QtText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 
 namespace kinloom {
-
-namespace {
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
-
-} // namespace
 
 PlacePicker::PlacePicker(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
 {

@@ -2,6 +2,7 @@
 
 #include "AppModel.h"
 #include "Icons.h"
+#include "QtText.h"
 
 #include <QPainter>
 #include <QStyledItemDelegate>
@@ -46,11 +47,6 @@ public:
         painter->restore();
     }
 };
-
-QString fromUtf8(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 } // namespace
 
