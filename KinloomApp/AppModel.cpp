@@ -11,10 +11,13 @@
 #include "document/Progress.h"
 #include "document/SaveError.h"
 #include "output/Report.h"
+#include "sample/SampleTree.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <chrono>
 #include <filesystem>
@@ -25,6 +28,7 @@ namespace {
 
 const QString appName = QStringLiteral("Kinloom");
 const QString optionsKey = QStringLiteral("scanOptions");
+const QString changeLogFormatKey = QStringLiteral("changeLogFormat");
 
 std::filesystem::path toPath(const QString& path)
 {
@@ -70,6 +74,8 @@ AppModel::AppModel(PlatformServices& services, bool persist, QObject* parent)
             if (const auto options = ScanOptions::fromJSON(stored.toString().toStdString()))
                 m_options = *options;
         }
+        if (settingsStore().value(changeLogFormatKey).toString() == QLatin1String("pdf"))
+            m_changeLogFormat = TextFormat::pdf;
     }
 }
 
@@ -152,6 +158,9 @@ void AppModel::setChangeLogFormat(TextFormat format)
         return;
     m_changeLogFormat = format;
     Q_EMIT changed(Field::changeLogFormat);
+    if (m_persist)
+        settingsStore().setValue(changeLogFormatKey,
+                                 format == TextFormat::pdf ? QStringLiteral("pdf") : QStringLiteral("text"));
 }
 
 void AppModel::setBusy(std::optional<QString> text)
@@ -239,6 +248,25 @@ void AppModel::openFile(const QString& path)
 {
     if (m_jobRunning || !mayDiscard())
         return;
+    read(path);
+}
+
+void AppModel::openSampleTree()
+{
+    if (m_jobRunning || !mayDiscard())
+        return;
+    // A folder of its own each time, so the sample never takes the place of a file already there.
+    auto folder = std::make_unique<QTemporaryDir>();
+    const QString path = folder->filePath(QStringLiteral("Sample Tree.ged"));
+    QFile file(path);
+    const std::string text = SampleTree::sampleText();
+    if (!folder->isValid() || !file.open(QIODevice::NewOnly) ||
+        file.write(text.data(), qint64(text.size())) != qint64(text.size())) {
+        setError(QStringLiteral("Couldn’t write the sample tree: ") + file.errorString());
+        return;
+    }
+    file.close();
+    m_sampleFolder = std::move(folder);
     read(path);
 }
 
@@ -437,7 +465,10 @@ bool AppModel::saveCleanedCopy()
 {
     if (!m_document)
         return false;
-    const QString startFolder = m_fileURL ? QFileInfo(m_fileURL->toLocalFile()).absolutePath() : QString();
+    QString startFolder = m_fileURL ? QFileInfo(m_fileURL->toLocalFile()).absolutePath() : QString();
+    // The sample's own folder goes when the app quits, so a copy saved there would be lost.
+    if (m_sampleFolder && startFolder == QFileInfo(m_sampleFolder->path()).absoluteFilePath())
+        startFolder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     const std::optional<QString> folder = m_services.chooseFolder(
         QStringLiteral("Save Here"),
         appName +

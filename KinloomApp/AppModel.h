@@ -11,9 +11,12 @@
 #include <QString>
 #include <QUrl>
 
+class QTemporaryDir;
+
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -146,6 +149,8 @@ public:
     void openFromPanel();
     /// Asks the discard question, then opens this file (dropped, or named on the command line).
     void openFile(const QString& path);
+    /// Asks the discard question, then opens the small sample tree with a planted problem of every kind.
+    void openSampleTree();
     /// Scans the document again in the background.
     void scan();
     /// Applies the ticked fixes as one batch, with the chosen place spellings, then scans.
@@ -205,6 +210,7 @@ private:
     std::optional<double> m_progress;
     TextFormat m_changeLogFormat = TextFormat::text;
 
+    std::unique_ptr<QTemporaryDir> m_sampleFolder;    ///< where the opened sample tree was written
     std::chrono::system_clock::time_point m_scanDate; ///< when `result` was made, for the report
     bool m_jobRunning = false;
     bool m_scanPending = false; ///< the options changed while a job ran

@@ -6,11 +6,16 @@
 #include "Icons.h"
 #include "IssueListView.h"
 #include "MainSplitView.h"
+#include "PlatformServices.h"
+#include "QtText.h"
+#include "SettingsView.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
@@ -98,30 +103,110 @@ void ContentView::createActions()
 {
     auto* open = makeAction(this, "openAction", QStringLiteral("Open…"), "folder",
                             QStringLiteral("Open another family-tree file"), QKeySequence::Open);
+    open->setIconText(QStringLiteral("Open"));
     connect(open, &QAction::triggered, &m_model, &AppModel::openFromPanel);
-    m_undo = makeAction(this, "undoAction", QStringLiteral("Undo"), "arrow.uturn.backward",
+    auto* sample =
+        makeAction(this, "openSampleAction", QStringLiteral("Open Sample Tree"), {},
+                   QStringLiteral("Open a small tree with a problem of every kind, to try Kinloom on"));
+    connect(sample, &QAction::triggered, &m_model, &AppModel::openSampleTree);
+    m_undo = makeAction(this, "undoAction", QStringLiteral("Undo Last Batch"), "arrow.uturn.backward",
                         QStringLiteral("Undo the last batch of changes"), QKeySequence::Undo);
+    m_undo->setIconText(QStringLiteral("Undo"));
     connect(m_undo, &QAction::triggered, &m_model, &AppModel::undoLast);
+    m_undoAll = makeAction(this, "undoAllAction", QStringLiteral("Undo All Changes"), {},
+                           QStringLiteral("Go back to the file as it was opened"));
+    connect(m_undoAll, &QAction::triggered, &m_model, &AppModel::undoAll);
 
+    const auto reportActions = [this](QMenu* menu, const QString& text, const QString& pdf,
+                                      const char* prefix) {
+        auto* asText = menu->addAction(text);
+        asText->setObjectName(QLatin1String(prefix) + QStringLiteral("TextAction"));
+        connect(asText, &QAction::triggered, this, [this] { m_model.exportReport(TextFormat::text); });
+        auto* asPdf = menu->addAction(pdf);
+        asPdf->setObjectName(QLatin1String(prefix) + QStringLiteral("PdfAction"));
+        connect(asPdf, &QAction::triggered, this, [this] { m_model.exportReport(TextFormat::pdf); });
+    };
     auto* reportMenu = new QMenu(this);
     reportMenu->setObjectName(QStringLiteral("reportMenu"));
-    auto* reportText = reportMenu->addAction(QStringLiteral("Report as Text…"));
-    reportText->setObjectName(QStringLiteral("reportTextAction"));
-    connect(reportText, &QAction::triggered, this, [this] { m_model.exportReport(TextFormat::text); });
-    auto* reportPdf = reportMenu->addAction(QStringLiteral("Report as PDF…"));
-    reportPdf->setObjectName(QStringLiteral("reportPdfAction"));
-    connect(reportPdf, &QAction::triggered, this, [this] { m_model.exportReport(TextFormat::pdf); });
+    reportActions(reportMenu, QStringLiteral("Report as Text…"), QStringLiteral("Report as PDF…"), "report");
     m_report = makeAction(this, "reportAction", QStringLiteral("Report"), "doc.text.magnifyingglass",
                           QStringLiteral("Save the list of findings"));
     m_report->setMenu(reportMenu);
 
-    m_save =
-        makeAction(this, "saveAction", QStringLiteral("Save Cleaned Copy"), "square.and.arrow.down.on.square",
-                   QStringLiteral("Write a new, cleaned file and its change log"), QKeySequence::Save);
+    m_save = makeAction(this, "saveAction", QStringLiteral("Save Cleaned Copy…"),
+                        "square.and.arrow.down.on.square",
+                        QStringLiteral("Write a new, cleaned file and its change log"), QKeySequence::Save);
+    m_save->setIconText(QStringLiteral("Save Cleaned Copy"));
     connect(m_save, &QAction::triggered, this, [this] { (void)m_model.saveCleanedCopy(); });
     m_review = makeAction(this, "reviewAction", QStringLiteral("Review && Apply…"), "checkmark.circle",
                           QString(), QKeySequence(Qt::CTRL | Qt::Key_Return));
     connect(m_review, &QAction::triggered, this, [this] { m_model.setShowApply(true); });
+
+    auto* settings = makeAction(this, "settingsAction", QStringLiteral("Settings…"), {},
+                                QStringLiteral("Date order, age limits and how sure a duplicate must be"),
+                                QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    settings->setMenuRole(QAction::PreferencesRole);
+    connect(settings, &QAction::triggered, this, &ContentView::showSettings);
+    auto* about = makeAction(this, "aboutAction", QStringLiteral("About Kinloom"), {}, {});
+    about->setMenuRole(QAction::AboutRole);
+    connect(about, &QAction::triggered, this, &ContentView::showAbout);
+    auto* closeWindow = makeAction(this, "closeAction", QStringLiteral("Close Window"), {}, {},
+                                   QKeySequence(Qt::CTRL | Qt::Key_W));
+    connect(closeWindow, &QAction::triggered, this, &QWidget::close);
+    auto* quit = makeAction(this, "quitAction", QStringLiteral("Quit"), {}, {}, QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+    // Closing every window goes through each one's close guard, and the app ends with the last.
+    connect(quit, &QAction::triggered, qApp, &QApplication::closeAllWindows, Qt::QueuedConnection);
+
+    auto* fileMenu = menuBar()->addMenu(QStringLiteral("&File"));
+    fileMenu->setObjectName(QStringLiteral("fileMenu"));
+    fileMenu->addAction(open);
+    fileMenu->addAction(sample);
+    fileMenu->addSeparator();
+    fileMenu->addAction(m_save);
+    m_exportMenu = fileMenu->addMenu(QStringLiteral("Export Report"));
+    m_exportMenu->setObjectName(QStringLiteral("exportReportMenu"));
+    reportActions(m_exportMenu, QStringLiteral("as Text…"), QStringLiteral("as PDF…"), "export");
+    fileMenu->addSeparator();
+    fileMenu->addAction(closeWindow);
+    fileMenu->addAction(quit);
+
+    auto* editMenu = menuBar()->addMenu(QStringLiteral("&Edit"));
+    editMenu->setObjectName(QStringLiteral("editMenu"));
+    editMenu->addAction(m_undo);
+    editMenu->addAction(m_undoAll);
+    editMenu->addSeparator();
+    editMenu->addAction(m_review);
+    editMenu->addSeparator();
+    editMenu->addAction(settings);
+
+    // Ctrl+0 shows the overview and Ctrl+1 … Ctrl+7 the categories.
+    auto* viewMenu = menuBar()->addMenu(QStringLiteral("&View"));
+    viewMenu->setObjectName(QStringLiteral("viewMenu"));
+    const auto viewAction = [this, viewMenu](const QString& name, const QString& text,
+                                             std::string_view symbol, std::optional<int> key,
+                                             SidebarItem item) {
+        auto* action = makeAction(this, name.toLatin1().constData(), text, symbol, {},
+                                  key ? QKeySequence(Qt::CTRL | Qt::Key(*key)) : QKeySequence());
+        connect(action, &QAction::triggered, this, [this, item] {
+            if (m_model.document())
+                m_model.setSidebar(item);
+        });
+        viewMenu->addAction(action);
+        m_viewActions.append(action);
+    };
+    viewAction(QStringLiteral("showOverviewAction"), QStringLiteral("Overview"), "chart.bar.doc.horizontal",
+               Qt::Key_0, SidebarItem::overview());
+    for (IssueCategory category : allIssueCategories)
+        viewAction(QStringLiteral("showCategory%1Action").arg(int(category) + 1), fromUtf8(title(category)),
+                   categorySymbol(category), Qt::Key_1 + int(category), SidebarItem::forCategory(category));
+    viewAction(QStringLiteral("showChangesAction"), QStringLiteral("Changes"), "list.bullet.clipboard",
+               std::nullopt, SidebarItem::changes());
+
+    auto* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
+    helpMenu->setObjectName(QStringLiteral("helpMenu"));
+    helpMenu->addAction(sample);
+    helpMenu->addAction(about);
 
     auto* toolbar = addToolBar(QStringLiteral("Session"));
     toolbar->setObjectName(QStringLiteral("toolbar"));
@@ -135,23 +220,31 @@ void ContentView::createActions()
     toolbar->addAction(m_save);
     toolbar->addSeparator();
     toolbar->addAction(m_review);
-    m_sessionActions = {open, m_undo, m_report, m_save, m_review};
+    m_sessionActions = {open, sample, m_undo, m_undoAll, m_report, m_save, m_review};
+}
 
-    // Ctrl+0 shows the overview and Ctrl+1 … Ctrl+7 the categories, as the View menu says.
-    const auto sidebarShortcut = [this](const QString& name, int key, SidebarItem item) {
-        auto* action = new QAction(this);
-        action->setObjectName(name);
-        action->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(key)));
-        connect(action, &QAction::triggered, this, [this, item] {
-            if (m_model.document())
-                m_model.setSidebar(item);
-        });
-        addAction(action);
-    };
-    sidebarShortcut(QStringLiteral("showOverviewAction"), Qt::Key_0, SidebarItem::overview());
-    for (IssueCategory category : allIssueCategories)
-        sidebarShortcut(QStringLiteral("showCategory%1Action").arg(int(category) + 1),
-                        Qt::Key_1 + int(category), SidebarItem::forCategory(category));
+void ContentView::showSettings()
+{
+    if (!m_settings)
+        m_settings = new SettingsView(m_model, this);
+    m_settings->show();
+    m_settings->raise();
+    m_settings->activateWindow();
+}
+
+void ContentView::showAbout()
+{
+    QMessageBox about(this);
+    about.setObjectName(QStringLiteral("aboutBox"));
+    about.setWindowTitle(QStringLiteral("About Kinloom"));
+    about.setIconPixmap(windowIcon().pixmap(64, 64));
+    about.setTextFormat(Qt::RichText);
+    about.setText(QStringLiteral("<b>Kinloom</b><br>Version ") + QApplication::applicationVersion());
+    about.setInformativeText(
+        QStringLiteral("Kinloom finds and fixes the problems in a family-tree file, and saves the result "
+                       "as a new, cleaned copy beside a change log.\n\nYour family tree never leaves this ") +
+        computerWord() + QStringLiteral(": Kinloom makes no network connections at all."));
+    about.exec();
 }
 
 void ContentView::refresh(int field)
@@ -177,15 +270,16 @@ void ContentView::refresh(int field)
     }
     const bool idle = !m_model.busy();
     const bool open = m_model.document().has_value();
-    m_sessionActions.front()->setEnabled(idle);
+    for (QAction* action : std::as_const(m_sessionActions))
+        action->setEnabled(idle);
     m_undo->setEnabled(idle && !m_model.history().empty());
+    m_undoAll->setEnabled(idle && !m_model.history().empty());
     m_report->setEnabled(idle && m_model.result());
+    m_exportMenu->setEnabled(m_report->isEnabled());
     m_save->setEnabled(idle && open);
     m_review->setEnabled(idle && !m_model.selection().empty());
-    for (QAction* action : actions()) {
-        if (action->objectName().startsWith(QLatin1String("show")))
-            action->setEnabled(open);
-    }
+    for (QAction* action : std::as_const(m_viewActions))
+        action->setEnabled(open);
     if (is(Field::error))
         showError();
 }

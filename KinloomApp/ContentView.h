@@ -4,6 +4,7 @@
 
 class QAction;
 class QLabel;
+class QMenu;
 class QMessageBox;
 class QMimeData;
 class QProgressBar;
@@ -15,6 +16,7 @@ class AppModel;
 class ApplySheet;
 class EmptyStateView;
 class MainSplitView;
+class SettingsView;
 
 /// The main window: the empty state or the findings, the toolbar, the busy overlay with its
 /// progress bar, the apply sheet, and the alert for failures. A family-tree file dropped anywhere on
@@ -43,6 +45,8 @@ protected:
 
 private:
     void createActions();
+    void showSettings();
+    void showAbout();
     void setDropTargeted(bool targeted);
     void refresh(int field);
     void showError();
@@ -59,9 +63,13 @@ private:
     QProgressBar* m_progress = nullptr;
     QWidget* m_dropHighlight = nullptr;
     ApplySheet* m_applySheet = nullptr;
+    SettingsView* m_settings = nullptr;
     QMessageBox* m_alert = nullptr;
     QList<QAction*> m_sessionActions; ///< disabled while work runs
+    QList<QAction*> m_viewActions;    ///< enabled while a file is open
     QAction* m_undo = nullptr;
+    QAction* m_undoAll = nullptr;
+    QMenu* m_exportMenu = nullptr;
     QAction* m_report = nullptr;
     QAction* m_save = nullptr;
     QAction* m_review = nullptr;

@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
@@ -391,6 +392,78 @@ private Q_SLOTS:
         QVERIFY(!settings.value(QStringLiteral("window/sidebarSplit")).toByteArray().isEmpty());
         ContentView reopened(*m_model);
         QCOMPARE(reopened.size(), QSize(900, 640));
+    }
+
+    void closeGuardAsksBeforeUnsavedChangesAreLost()
+    {
+        // Only a session that keeps its settings asks the discard question, as the app's does.
+        ScriptedServices services;
+        AppModel model(services, true);
+        ContentView window(model);
+        window.show();
+        model.openFile(writeFile(QStringLiteral("Tree.ged"), smithFamily));
+        WAIT_IDLE(model);
+        model.setSelected(model.result()->issues.front().fix->id, true);
+        model.applySelection();
+        WAIT_IDLE(model);
+        QVERIFY(model.hasUnsavedChanges());
+
+        services.setNextAnswer(2); // Cancel
+        QVERIFY(!window.close());
+        QVERIFY(window.isVisible());
+        QCOMPARE(services.alerts().size(), 1);
+        QCOMPARE(services.alerts().back().detail, QStringLiteral("Save Cleaned Copy…|Don’t Save|Cancel"));
+
+        // Quitting from the menu goes through the same question.
+        services.setNextAnswer(2);
+        window.findChild<QAction*>(QStringLiteral("quitAction"))->trigger();
+        QTRY_COMPARE(services.alerts().size(), 2);
+        QVERIFY(window.isVisible());
+
+        services.setNextAnswer(1); // Don't Save
+        QVERIFY(window.close());
+        QVERIFY(!window.isVisible());
+    }
+
+    void menusOfferEveryCommand()
+    {
+        QStringList texts;
+        for (const char* name : {"fileMenu", "editMenu", "viewMenu", "helpMenu"}) {
+            for (QAction* action : child<QMenu>(name)->actions()) {
+                if (!action->isSeparator())
+                    texts << action->text();
+            }
+        }
+        QCOMPARE(texts, QStringList({"Open…",
+                                     "Open Sample Tree",
+                                     "Save Cleaned Copy…",
+                                     "Export Report",
+                                     "Close Window",
+                                     "Quit",
+                                     "Undo Last Batch",
+                                     "Undo All Changes",
+                                     "Review && Apply…",
+                                     "Settings…",
+                                     "Overview",
+                                     "Likely duplicates",
+                                     "Impossible dates",
+                                     "Date formats",
+                                     "Place names",
+                                     "Missing details",
+                                     "Broken links",
+                                     "File",
+                                     "Changes",
+                                     "Open Sample Tree",
+                                     "About Kinloom"}));
+        QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
+        QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
+
+        child<QAction>("openSampleAction")->trigger();
+        WAIT_IDLE(*m_model);
+        QCOMPARE(m_model->fileName(), QStringLiteral("Sample Tree.ged"));
+        QVERIFY(m_model->result() && m_model->result()->issues.size() > 20);
+        child<QAction>("showChangesAction")->trigger();
+        QCOMPARE(m_model->sidebar(), SidebarItem::changes());
     }
 
     void sidebarCountsFindingsAndKeyboardChoosesEntries()

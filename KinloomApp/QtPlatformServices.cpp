@@ -55,27 +55,37 @@ std::optional<QString> QtPlatformServices::chooseSaveLocation(TextFormat format,
     return chosenFile(dialog);
 }
 
-int QtPlatformServices::alert(const QString& message, const QString& informativeText,
-                              const QStringList& buttons)
+std::unique_ptr<QMessageBox> QtPlatformServices::makeAlert(QWidget* parent, const QString& message,
+                                                           const QString& informativeText,
+                                                           const QStringList& buttons,
+                                                           QList<QAbstractButton*>& added)
 {
-    QMessageBox box(m_window);
-    box.setIcon(QMessageBox::Warning);
-    box.setText(message);
-    box.setInformativeText(informativeText);
-    QList<QAbstractButton*> added;
+    auto box = std::make_unique<QMessageBox>(parent);
+    box->setObjectName(QStringLiteral("questionAlert"));
+    box->setIcon(QMessageBox::Warning);
+    box->setText(message);
+    box->setInformativeText(informativeText);
     for (qsizetype i = 0; i < buttons.size(); ++i) {
         // The last button cancels, and Escape or closing the alert means it too.
         const auto role = i == buttons.size() - 1 && buttons.size() > 1 ? QMessageBox::RejectRole
                           : i == 0                                      ? QMessageBox::AcceptRole
                                                                         : QMessageBox::DestructiveRole;
-        added.append(box.addButton(buttons[i], role));
+        added.append(box->addButton(buttons[i], role));
     }
     if (!added.isEmpty()) {
-        box.setDefaultButton(qobject_cast<QPushButton*>(added.constFirst()));
-        box.setEscapeButton(added.constLast());
+        box->setDefaultButton(qobject_cast<QPushButton*>(added.constFirst()));
+        box->setEscapeButton(added.constLast());
     }
-    box.exec();
-    const qsizetype chosen = added.indexOf(box.clickedButton());
+    return box;
+}
+
+int QtPlatformServices::alert(const QString& message, const QString& informativeText,
+                              const QStringList& buttons)
+{
+    QList<QAbstractButton*> added;
+    const std::unique_ptr<QMessageBox> box = makeAlert(m_window, message, informativeText, buttons, added);
+    box->exec();
+    const qsizetype chosen = added.indexOf(box->clickedButton());
     return static_cast<int>(chosen < 0 ? buttons.size() - 1 : chosen);
 }
 

@@ -2,8 +2,11 @@
 
 #include "PlatformServices.h"
 
+#include <QMessageBox>
 #include <QPointer>
 #include <QWidget>
+
+#include <memory>
 
 namespace kinloom {
 
@@ -23,6 +26,11 @@ public:
     std::optional<QString> chooseSaveLocation(TextFormat format, const QString& suggestedName,
                                               const QString& message) override;
     int alert(const QString& message, const QString& informativeText, const QStringList& buttons) override;
+    /// The alert `alert` shows, not yet shown; `added` receives its buttons in the order given.
+    [[nodiscard]] static std::unique_ptr<QMessageBox> makeAlert(QWidget* parent, const QString& message,
+                                                                const QString& informativeText,
+                                                                const QStringList& buttons,
+                                                                QList<QAbstractButton*>& added);
     void reveal(const QStringList& paths) override;
 
 private:

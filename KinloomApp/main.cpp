@@ -10,6 +10,7 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationName(QStringLiteral("Kinloom"));
+    QApplication::setApplicationVersion(QStringLiteral(KINLOOM_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("kinloom"));
     kinloom::installIconThemeFallback();
 

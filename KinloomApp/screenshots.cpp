@@ -4,11 +4,16 @@
 #include "ApplySheet.h"
 #include "ContentView.h"
 #include "Icons.h"
+#include "QtPlatformServices.h"
 #include "ScriptedServices.h"
+#include "SettingsView.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QPushButton>
+#include <QSettings>
+#include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTextStream>
 #include <QTreeView>
 
@@ -42,6 +47,46 @@ bool save(QWidget& widget, const QDir& folder, const QString& name)
     return true;
 }
 
+/// Panels answer as scripted; an alert is shown as the app shows it, photographed, and cancelled.
+class ScreenshotServices final : public PlatformServices
+{
+public:
+    explicit ScreenshotServices(const QDir& folder) : m_folder(folder) {}
+
+    void setWindow(QWidget* window) { m_window = window; }
+    [[nodiscard]] bool saved() const { return m_saved; }
+
+    std::optional<QString> chooseFamilyTreeFile(const QString& prompt, const QString& message) override
+    {
+        return m_scripted.chooseFamilyTreeFile(prompt, message);
+    }
+    std::optional<QString> chooseFolder(const QString& prompt, const QString& message,
+                                        const QString& startFolder) override
+    {
+        return m_scripted.chooseFolder(prompt, message, startFolder);
+    }
+    std::optional<QString> chooseSaveLocation(TextFormat format, const QString& suggestedName,
+                                              const QString& message) override
+    {
+        return m_scripted.chooseSaveLocation(format, suggestedName, message);
+    }
+    int alert(const QString& message, const QString& informativeText, const QStringList& buttons) override
+    {
+        QList<QAbstractButton*> added;
+        const auto box = QtPlatformServices::makeAlert(m_window, message, informativeText, buttons, added);
+        box->show();
+        m_saved = save(*box, m_folder, QStringLiteral("15 discard question"));
+        return int(buttons.size()) - 1;
+    }
+    void reveal(const QStringList&) override {}
+
+private:
+    ScriptedServices m_scripted;
+    QDir m_folder;
+    QWidget* m_window = nullptr;
+    bool m_saved = false;
+};
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -56,9 +101,18 @@ int main(int argc, char* argv[])
     if (!folder.mkpath(QStringLiteral(".")))
         return 1;
 
-    ScriptedServices services;
-    AppModel model(services, false);
+    // A session that keeps settings, as the app's does, so closing asks the discard question; its
+    // settings go to a store of its own rather than the user's.
+    QTemporaryDir store;
+    QSettings::setDefaultFormat(QSettings::IniFormat);
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, store.path());
+    QApplication::setOrganizationName(QStringLiteral("Kinloom"));
+    QApplication::setApplicationName(QStringLiteral("Kinloom"));
+
+    ScreenshotServices services(folder);
+    AppModel model(services, true);
     ContentView window(model);
+    services.setWindow(&window);
     window.resize(1100, 720);
     window.show();
     bool ok = save(window, folder, QStringLiteral("01 empty state"));
@@ -103,5 +157,17 @@ int main(int argc, char* argv[])
     settle();
     if (auto* alert = window.findChild<QWidget*>(QStringLiteral("errorAlert")))
         ok = save(*alert, folder, QStringLiteral("12 error alert")) && ok;
-    return ok ? 0 : 1;
+    model.setError(std::nullopt);
+
+    window.findChild<QAction*>(QStringLiteral("settingsAction"))->trigger();
+    auto* settings = window.findChild<SettingsView*>(QStringLiteral("settingsWindow"));
+    settings->tabs()->setCurrentIndex(0);
+    ok = save(*settings, folder, QStringLiteral("13 settings checks")) && ok;
+    settings->tabs()->setCurrentIndex(1);
+    ok = save(*settings, folder, QStringLiteral("14 settings privacy")) && ok;
+    settings->close();
+
+    // The applied changes are unsaved, so closing asks first; the answer is Cancel.
+    window.close();
+    return ok && services.saved() ? 0 : 1;
 }

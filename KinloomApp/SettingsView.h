@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QDialog>
+
+class QButtonGroup;
+class QComboBox;
+class QSpinBox;
+class QTabWidget;
+
+namespace kinloom {
+
+class AppModel;
+
+/// The settings window: the options every scan uses (date order, the age and lifespan limits, how
+/// sure a duplicate must be) and the change log's format on one tab, the privacy promise on the
+/// other. Every change goes to the model at once, which stores it and scans the open file again;
+/// there is no OK button. The selected tab is remembered between runs.
+class SettingsView final : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit SettingsView(AppModel& model, QWidget* parent = nullptr);
+
+    [[nodiscard]] QTabWidget* tabs() const { return m_tabs; }
+
+private:
+    QWidget* makeChecksTab();
+    QWidget* makePrivacyTab();
+    void refresh();
+
+    AppModel& m_model;
+    QTabWidget* m_tabs = nullptr;
+    QButtonGroup* m_order = nullptr;
+    QSpinBox* m_minParent = nullptr;
+    QSpinBox* m_maxMother = nullptr;
+    QSpinBox* m_maxFather = nullptr;
+    QSpinBox* m_maxLifespan = nullptr;
+    QComboBox* m_duplicates = nullptr;
+    QComboBox* m_changeLog = nullptr;
+};
+
+} // namespace kinloom
