@@ -37,6 +37,7 @@ constexpr std::array symbolIcons{
     SymbolIcon{"link", "insert-link", QStyle::SP_CommandLink},
     SymbolIcon{"doc.badge.gearshape", "text-x-generic", QStyle::SP_FileIcon},
     SymbolIcon{"arrow.down.doc", "document-open", QStyle::SP_DialogOpenButton},
+    SymbolIcon{"lock.shield", "channel-secure-symbolic", QStyle::SP_MessageBoxInformation},
 };
 
 } // namespace

@@ -200,7 +200,7 @@ QWidget* SettingsView::makePrivacyTab()
     text->setWordWrap(true);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     auto* icon = new QLabel(page);
-    icon->setPixmap(symbolIcon("hand.raised").pixmap(48, 48));
+    icon->setPixmap(symbolIcon("lock.shield").pixmap(48, 48));
     icon->setAlignment(Qt::AlignTop);
     auto* layout = new QHBoxLayout(page);
     layout->setContentsMargins(16, 16, 16, 16);
