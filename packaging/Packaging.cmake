@@ -54,18 +54,18 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Kinloom developers <developers@kinloom.invalid>")
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Find and fix problems in family-tree files
- Kinloom tidies up family trees kept in GEDCOM files, as written by any family-tree
- program. It finds likely duplicate people and families, impossible dates, dates not
- written the standard way, place names spelled several ways, missing details and broken
- links, previews every fix line by line, and saves a cleaned copy beside a change log.
- It never writes over an existing file, and nothing leaves the computer.
- .
- The package holds the desktop program and the command-line tool kinloom-cli.")
+# CPack puts the summary above this and indents it as a Debian description.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Kinloom tidies up family trees kept in GEDCOM files, as written by any
+family-tree program. It finds likely duplicate people and families, impossible
+dates, dates not written the standard way, place names spelled several ways,
+missing details and broken links, previews every fix line by line, and saves a
+cleaned copy beside a change log. It never writes over an existing file, and
+nothing leaves the computer.
+
+The package holds the desktop program kinloom and the command-line tool kinloom-cli.")
 # The libraries come from the binaries; these are loaded at run time, so no linker sees them:
 # the platform plugin that opens windows, SVG icons, the theme's icons and the PDF fonts.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
     "qt6-qpa-plugins, libqt6svg6, adwaita-icon-theme, fonts-urw-base35, fonts-dejavu-core")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland")
 include(CPack)
