@@ -9,7 +9,7 @@ if(KINLOOM_BUILD_APP)
     install(FILES ${CMAKE_CURRENT_LIST_DIR}/kinloom-mime.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages
         RENAME kinloom.xml)
 
-    # The window icon when the program runs from the build folder; installed, the theme's copy is found first.
+    # The icon is also built into the programs, so the window has it when they run from the build folder.
     set_property(TARGET kinloom kinloom-screenshots PROPERTY AUTORCC ON)
     target_sources(kinloom PRIVATE ${PROJECT_SOURCE_DIR}/KinloomApp/resources/kinloom.qrc)
     target_sources(kinloom-screenshots PRIVATE ${PROJECT_SOURCE_DIR}/KinloomApp/resources/kinloom.qrc)
