@@ -4,7 +4,7 @@ FUZZ_BUILD ?= build-fuzz
 JOBS       ?= $(shell nproc)
 CLI         = $(BUILD)/KinloomCLI/kinloom-cli
 
-.PHONY: all run screenshots test bench fuzz deps configure build clean
+.PHONY: all run package screenshots test bench fuzz deps configure build clean
 
 all: build
 
@@ -22,9 +22,20 @@ test: build
 
 APP         = $(BUILD)/KinloomApp/kinloom
 
-# Writes the sample tree into a temporary folder and opens it in the app.
+# Writes the sample tree into a temporary folder and opens it in the app, or checks it with the
+# command-line tool where there is no display to open a window on.
 run: build
-	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && $(APP) "$$dir/Sample Tree.ged"
+	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && \
+	if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
+	    $(APP) "$$dir/Sample Tree.ged"; \
+	else \
+	    echo "No display here, so the sample tree is checked by the command-line tool instead."; \
+	    $(CLI) check "$$dir/Sample Tree.ged"; \
+	fi
+
+# Builds the Debian package build/kinloom_VERSION_ARCH.deb.
+package: build
+	@cd $(BUILD) && cpack -G DEB
 
 # Opens the sample tree in the real window under a virtual screen and saves a PNG of each view.
 screenshots: build
