@@ -80,16 +80,20 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const int textWidth = area.right() - textLeft;
 
     painter->save();
+    if (m_linesWidth != textWidth) {
+        m_lines[0].clear();
+        m_lines[1].clear();
+        m_linesWidth = textWidth;
+    }
     const auto severity = Severity(index.data(IssueListModel::SeverityRole).toInt());
-    SeverityIcon::icon(severity).paint(
-        painter, QRect(area.left(), area.top() + (line - iconSize) / 2, iconSize, iconSize));
+    painter->drawPixmap(QPoint(area.left(), area.top() + (line - iconSize) / 2),
+                        severityPicture(severity, painter->device()->devicePixelRatioF()));
 
     painter->setFont(boldFont(option.font));
     painter->setPen(text);
-    const QFontMetrics boldMetrics(painter->font());
-    painter->drawText(QRect(textLeft, area.top(), textWidth, line), Qt::AlignLeft | Qt::AlignVCenter,
-                      boldMetrics.elidedText(index.data().toString(), Qt::ElideRight, textWidth));
+    drawLine(*painter, {textLeft, area.top()}, textWidth, index.data().toString(), true);
 
+    // Details differ from row to row: kept glyphs would not be used again.
     painter->setFont(option.font);
     painter->setPen(muted);
     painter->drawText(QRect(textLeft, area.top() + line, textWidth, line), Qt::AlignLeft | Qt::AlignVCenter,
@@ -97,22 +101,65 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
                                                     Qt::ElideRight, textWidth));
 
     if (const QVariant fixTitle = index.data(IssueListModel::FixTitleRole); !fixTitle.isNull()) {
-        QStyleOptionButton box;
-        box.rect = checkBoxRect(option);
-        box.state =
-            QStyle::State_Enabled |
-            (index.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked ? QStyle::State_On
-                                                                                   : QStyle::State_Off);
-        box.palette = palette;
-        style->drawPrimitive(QStyle::PE_IndicatorCheckBox, &box, painter, option.widget);
-        const int fixLeft = box.rect.right() + margin;
+        const QRect box = checkBoxRect(option);
+        painter->drawPixmap(
+            box.topLeft(),
+            checkBox(option, index.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked));
+        const int fixLeft = box.right() + margin;
         painter->setPen(text);
-        painter->drawText(
-            QRect(fixLeft, area.top() + 2 * line + 2, area.right() - fixLeft, line),
-            Qt::AlignLeft | Qt::AlignVCenter,
-            option.fontMetrics.elidedText(fixTitle.toString(), Qt::ElideRight, area.right() - fixLeft));
+        drawLine(*painter, {fixLeft, area.top() + 2 * line + 2}, area.right() - fixLeft, fixTitle.toString(),
+                 false);
     }
     painter->restore();
+}
+
+void IssueRow::drawLine(QPainter& painter, QPoint topLeft, int width, const QString& text, bool bold) const
+{
+    QHash<QString, QStaticText>& kept = m_lines[bold ? 1 : 0];
+    auto found = kept.find(text);
+    if (found == kept.end()) {
+        // A list of unusual titles must not hold every one of them.
+        if (kept.size() > 4096)
+            kept.clear();
+        QStaticText laidOut(painter.fontMetrics().elidedText(text, Qt::ElideRight, width));
+        laidOut.setTextFormat(Qt::PlainText);
+        laidOut.setPerformanceHint(QStaticText::AggressiveCaching);
+        laidOut.prepare(painter.transform(), painter.font());
+        found = kept.insert(text, laidOut);
+    }
+    const int height = painter.fontMetrics().height();
+    painter.drawStaticText(topLeft + QPoint(0, (height - qRound(found->size().height())) / 2), *found);
+}
+
+const QPixmap& IssueRow::severityPicture(Severity severity, qreal ratio) const
+{
+    QPixmap& picture = m_severities[std::size_t(severity)];
+    if (picture.isNull() || picture.devicePixelRatio() != ratio)
+        picture = SeverityIcon::icon(severity).pixmap(QSize(iconSize, iconSize), ratio);
+    return picture;
+}
+
+const QPixmap& IssueRow::checkBox(const QStyleOptionViewItem& option, bool checked) const
+{
+    const QRect rect = checkBoxRect(option);
+    const qreal ratio = option.widget ? option.widget->devicePixelRatioF() : 1.0;
+    const qint64 key = option.palette.cacheKey() ^ (qint64(rect.width()) << 48) ^ qint64(ratio * 100) << 40;
+    if (key != m_boxesKey) {
+        m_boxesKey = key;
+        for (int state = 0; state < 2; ++state) {
+            QPixmap picture(rect.size() * ratio);
+            picture.setDevicePixelRatio(ratio);
+            picture.fill(Qt::transparent);
+            QPainter painter(&picture);
+            QStyleOptionButton box;
+            box.rect = QRect(QPoint(0, 0), rect.size());
+            box.state = QStyle::State_Enabled | (state ? QStyle::State_On : QStyle::State_Off);
+            box.palette = option.palette;
+            styleOf(option)->drawPrimitive(QStyle::PE_IndicatorCheckBox, &box, &painter, option.widget);
+            m_boxes[state] = picture;
+        }
+    }
+    return m_boxes[checked ? 1 : 0];
 }
 
 bool IssueRow::editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,

@@ -1,6 +1,13 @@
 #pragma once
 
+#include "checks/Issue.h"
+
+#include <QHash>
+#include <QPixmap>
+#include <QStaticText>
 #include <QStyledItemDelegate>
+
+#include <array>
 
 namespace kinloom {
 
@@ -23,6 +30,19 @@ protected:
 
 private:
     [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
+    /// Draws one line of text, cut with an ellipsis to `width`. Titles and fix titles repeat from
+    /// row to row, so their laid-out glyphs are kept.
+    void drawLine(QPainter& painter, QPoint topLeft, int width, const QString& text, bool bold) const;
+    /// The tick box, drawn by the style once per state and kept as a picture.
+    const QPixmap& checkBox(const QStyleOptionViewItem& option, bool checked) const;
+    /// The severity's icon as a picture of the size a row shows.
+    const QPixmap& severityPicture(Severity severity, qreal ratio) const;
+
+    mutable QHash<QString, QStaticText> m_lines[2]; ///< plain and bold, for the current width
+    mutable int m_linesWidth = -1;
+    mutable QPixmap m_boxes[2];
+    mutable qint64 m_boxesKey = -1;
+    mutable std::array<QPixmap, 3> m_severities;
 };
 
 } // namespace kinloom

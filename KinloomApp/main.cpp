@@ -13,6 +13,8 @@ int main(int argc, char* argv[])
     QApplication::setApplicationVersion(QStringLiteral(KINLOOM_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("kinloom"));
     kinloom::installIconThemeFallback();
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("kinloom"), QIcon(QStringLiteral(":/kinloom.svg"))));
 
     kinloom::QtPlatformServices services;
     kinloom::AppModel model(services, true);

@@ -93,6 +93,7 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     installIconThemeFallback();
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/kinloom.svg")));
     if (argc != 3) {
         std::fprintf(stderr, "usage: kinloom-screenshots OUTDIR FILE.ged\n");
         return 2;
