@@ -40,7 +40,8 @@ package: build
 # Opens the sample tree in the real window under a virtual screen and saves a PNG of each view.
 screenshots: build
 	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/Sample Tree.ged" && \
-	    xvfb-run -a -s "-screen 0 1280x900x24" $(BUILD)/KinloomApp/kinloom-screenshots $(BUILD)/screenshots "$$dir/Sample Tree.ged"
+	    xvfb-run -a -s "-screen 0 1280x900x24" $(BUILD)/KinloomApp/kinloom-screenshots $(BUILD)/screenshots "$$dir/Sample Tree.ged" && \
+	    cp "$(BUILD)/screenshots/03 duplicates.png" docs/kinloom.png
 
 bench: build
 	@$(BUILD)/bench/kinloom-bench-dates
@@ -48,6 +49,7 @@ bench: build
 	@$(BUILD)/bench/kinloom-bench $(BENCH_ARGS)
 	@dir=$$(mktemp -d) && $(CLI) sample "$$dir/t100k.ged" --people 100000 >/dev/null && \
 	    QT_QPA_PLATFORM=offscreen $(BUILD)/bench/kinloom-bench-app "$$dir/t100k.ged"; rm -rf "$$dir"
+	@$(BUILD)/bench/kinloom-bench-list
 
 fuzz:
 	@./scripts/install-deps fuzz
