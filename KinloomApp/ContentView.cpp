@@ -234,17 +234,21 @@ void ContentView::showSettings()
 
 void ContentView::showAbout()
 {
-    QMessageBox about(this);
-    about.setObjectName(QStringLiteral("aboutBox"));
-    about.setWindowTitle(QStringLiteral("About Kinloom"));
-    about.setIconPixmap(windowIcon().pixmap(64, 64));
-    about.setTextFormat(Qt::RichText);
-    about.setText(QStringLiteral("<b>Kinloom</b><br>Version ") + QApplication::applicationVersion());
-    about.setInformativeText(
-        QStringLiteral("Kinloom finds and fixes the problems in a family-tree file, and saves the result "
-                       "as a new, cleaned copy beside a change log.\n\nYour family tree never leaves this ") +
-        computerWord() + QStringLiteral(": Kinloom makes no network connections at all."));
-    about.exec();
+    if (!m_about) {
+        m_about = new QMessageBox(this);
+        m_about->setObjectName(QStringLiteral("aboutBox"));
+        m_about->setWindowTitle(QStringLiteral("About Kinloom"));
+        m_about->setIconPixmap(windowIcon().pixmap(64, 64));
+        m_about->setTextFormat(Qt::RichText);
+        m_about->setText(QStringLiteral("<b>Kinloom</b><br>Version ") + QApplication::applicationVersion());
+        m_about->setInformativeText(
+            QStringLiteral(
+                "Kinloom finds and fixes the problems in a family-tree file, and saves the result "
+                "as a new, cleaned copy beside a change log.\n\nYour family tree never leaves this ") +
+            computerWord() + QStringLiteral(": Kinloom makes no network connections at all."));
+        m_about->setWindowModality(Qt::WindowModal);
+    }
+    m_about->open();
 }
 
 void ContentView::refresh(int field)

@@ -65,6 +65,7 @@ private:
     ApplySheet* m_applySheet = nullptr;
     SettingsView* m_settings = nullptr;
     QMessageBox* m_alert = nullptr;
+    QMessageBox* m_about = nullptr;
     QList<QAction*> m_sessionActions; ///< disabled while work runs
     QList<QAction*> m_viewActions;    ///< enabled while a file is open
     QAction* m_undo = nullptr;

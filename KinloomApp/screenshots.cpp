@@ -109,6 +109,7 @@ int main(int argc, char* argv[])
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, store.path());
     QApplication::setOrganizationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationName(QStringLiteral("Kinloom"));
+    QApplication::setApplicationVersion(QStringLiteral(KINLOOM_VERSION));
 
     ScreenshotServices services(folder);
     AppModel model(services, true);
@@ -167,6 +168,12 @@ int main(int argc, char* argv[])
     settings->tabs()->setCurrentIndex(1);
     ok = save(*settings, folder, QStringLiteral("14 settings privacy")) && ok;
     settings->close();
+
+    window.findChild<QAction*>(QStringLiteral("aboutAction"))->trigger();
+    if (auto* about = window.findChild<QWidget*>(QStringLiteral("aboutBox"))) {
+        ok = save(*about, folder, QStringLiteral("16 about")) && ok;
+        about->close();
+    }
 
     // The applied changes are unsaved, so closing asks first; the answer is Cancel.
     window.close();
