@@ -757,10 +757,11 @@ DecodedText decode(std::string bytes, std::optional<TextEncoding> forced)
     DecodedText result;
     const std::string_view view(bytes);
 
-    const auto readUTF8 = [&](std::size_t skip) {
+    // `knownValid` when the bytes were already checked: a large file is looked through only once.
+    const auto readUTF8 = [&](std::size_t skip, bool knownValid = false) {
         result.encoding = TextEncoding::utf8;
         const std::string_view rest = view.substr(skip);
-        if (isValidUTF8(rest)) {
+        if (knownValid || isValidUTF8(rest)) {
             bytes.erase(0, skip);
             result.text = std::move(bytes);
             return;
@@ -877,7 +878,7 @@ DecodedText decode(std::string bytes, std::optional<TextEncoding> forced)
 
     if (!declared) {
         if (facts.valid)
-            readUTF8(0);
+            readUTF8(0, true);
         else
             readChecked(TextEncoding::windows1252, noteNotUTF8);
         return result;
@@ -889,7 +890,7 @@ DecodedText decode(std::string bytes, std::optional<TextEncoding> forced)
             result.text = std::move(bytes);
         } else if (facts.valid) {
             result.notes.emplace_back(noteAsciiIsUTF8);
-            readUTF8(0);
+            readUTF8(0, true);
         } else {
             readChecked(TextEncoding::windows1252, noteAsciiIs1252);
         }
@@ -900,7 +901,7 @@ DecodedText decode(std::string bytes, std::optional<TextEncoding> forced)
         } else if (facts.valid) {
             result.notes.push_back(*declared == TextEncoding::ansel ? std::string(noteAnselIsUTF8)
                                                                     : isUTF8Note(said));
-            readUTF8(0);
+            readUTF8(0, true);
         } else {
             readChecked(*declared, std::nullopt);
         }
