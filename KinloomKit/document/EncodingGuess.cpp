@@ -186,12 +186,22 @@ bool looksLikeAnsel(std::string_view bytes)
 }
 
 // The code pages family-tree files are written in, most common first: ties go to the earlier.
-constexpr std::array<TextEncoding, 11> candidates{
+constexpr std::array<TextEncoding, 8> candidates{
     TextEncoding::windows1252, TextEncoding::windows1250, TextEncoding::windows1251,
     TextEncoding::windows1253, TextEncoding::windows1254, TextEncoding::windows1257,
-    TextEncoding::koi8R,       TextEncoding::dos866,      TextEncoding::dos852,
-    TextEncoding::iso8859_2,   TextEncoding::macRoman,
+    TextEncoding::koi8R,       TextEncoding::iso8859_2,
 };
+
+/// The words read in an encoding, one after the other.
+std::string readingOf(const std::vector<std::string_view>& words, TextEncoding encoding)
+{
+    std::string text;
+    for (const std::string_view word : words) {
+        text += TextEncodings::decodeBytes(word, encoding);
+        text += ' ';
+    }
+    return text;
+}
 
 } // namespace
 
@@ -209,26 +219,37 @@ std::optional<TextEncoding> betterReading(std::string_view bytes, TextEncoding t
         return std::nullopt;
     if (taken == TextEncoding::ansel && looksLikeAnsel(bytes))
         return std::nullopt;
-    std::optional<TextEncoding> best;
-    std::size_t bestCount = takenCount;
+    // An ANSEL file is given up only on more than one odd word: one unknown byte is no evidence.
+    if (taken == TextEncoding::ansel && takenCount < 2)
+        return std::nullopt;
+    std::vector<std::pair<TextEncoding, std::size_t>> counts;
     const auto consider = [&](TextEncoding candidate) {
-        if (candidate == taken)
-            return;
-        const std::size_t count = countImplausible(words, candidate);
-        if (count < bestCount) {
-            best = candidate;
-            bestCount = count;
-        }
+        if (candidate != taken)
+            counts.emplace_back(candidate, countImplausible(words, candidate));
     };
     if (hint)
         consider(*hint);
     for (const TextEncoding candidate : candidates)
         consider(candidate);
+    std::optional<TextEncoding> best;
+    std::size_t bestCount = takenCount;
+    for (const auto& [candidate, count] : counts) {
+        if (count < bestCount) {
+            best = candidate;
+            bestCount = count;
+        }
+    }
     // A reading is given up only for one that is far better, so a few odd words in a file never
-    // move it to another code page.
-    if (best && bestCount * 4 <= takenCount)
-        return best;
-    return std::nullopt;
+    // move it to another code page; and only when the code pages that do as well read the words
+    // alike, for otherwise the words do not say which it is.
+    if (!best || bestCount * 4 > takenCount)
+        return std::nullopt;
+    const std::string reading = readingOf(words, *best);
+    for (const auto& [candidate, count] : counts) {
+        if (count == bestCount && candidate != *best && readingOf(words, candidate) != reading)
+            return std::nullopt;
+    }
+    return best;
 }
 
 } // namespace kinloom::EncodingGuess
