@@ -76,7 +76,7 @@ Script scriptOf(char32_t c)
 }
 
 /// Whether no language writes the word: a character with no meaning, a control character, a mark
-/// with no letter, letters of two scripts, a symbol between letters, a Latin word made mostly of
+/// with no letter, letters of two scripts, a symbol after a letter, a Latin word made mostly of
 /// accented letters, or a capital after a small letter in a Greek or Cyrillic word.
 bool isImplausible(std::string_view text)
 {
@@ -148,6 +148,10 @@ bool isImplausible(std::string_view text)
                 previousIsLetter = false;
                 break;
             }
+            // No language ends a word in a symbol or a box drawing: "И│" is how KOI8-R reads an
+            // "é" followed by a byte Windows-1252 leaves undefined.
+            if (previousIsLetter)
+                return true;
             if (letters > 0)
                 symbolAfterLetter = true;
             previousIsLetter = false;
