@@ -108,10 +108,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 outputEnds == inputEnds,
             "an unchanged file is saved as the bytes it was read from");
 
-    // One line edited, chosen by the input, to a value every encoding can write.
+    // One line edited, chosen by the input, to a value every encoding can write. Its xref and tag
+    // stay and are written as text, so only lines whose xref and tag have a form in the encoding
+    // can promise to keep it (a byte with no character in a tag is bytes no program wrote).
     std::vector<std::int64_t> editable;
     document.walk([&](NodeView node) {
-        if (!node.isMalformed())
+        if (!node.isMalformed() &&
+            TextEncodings::encode(std::string(node.xref().value_or("")) + std::string(node.tag()),
+                                  document.encoding))
             editable.push_back(node.id());
     });
     if (editable.empty())
