@@ -26,12 +26,12 @@ namespace kinloom::Cli {
 namespace {
 
 constexpr const char* usageText =
-    "usage: kinloom-cli info FILE [--json]\n"
+    "usage: kinloom-cli info FILE [--json] [--encoding NAME]\n"
     "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
     "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
-    "         --max-father-age N  --max-lifespan N  --duplicate-threshold X\n"
+    "         --max-father-age N  --max-lifespan N  --duplicate-threshold X  --encoding NAME\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
     "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
     "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
@@ -97,11 +97,35 @@ std::optional<std::uint64_t> parseCount(const std::string& text)
     return value;
 }
 
-/// The options that set a scan's thresholds, each taking a value; for commands that scan.
+/// The options that set a scan's thresholds, each taking a value; for commands that scan. The
+/// encoding to read the file in goes with them.
 const std::map<std::string, bool> scanOptionFlags = {
     {"--numeric-order", true},  {"--min-parent-age", true}, {"--max-mother-age", true},
     {"--max-father-age", true}, {"--max-lifespan", true},   {"--duplicate-threshold", true},
+    {"--encoding", true},
 };
+
+/// How to read the file: in the encoding --encoding names, or as the file says; none after saying
+/// that the name is unknown.
+std::optional<GedcomReader::ReadOptions> readOptions(const Arguments& parsed, std::ostream& err)
+{
+    GedcomReader::ReadOptions options;
+    const auto option = parsed.options.find("--encoding");
+    if (option == parsed.options.end())
+        return options;
+    options.encoding = textEncodingFromUserName(option->second);
+    if (!options.encoding) {
+        err << "Kinloom doesn\u2019t know the encoding \u201C" << option->second << "\u201D. Use one of ";
+        for (std::size_t i = 0; i < allTextEncodings.size(); ++i)
+            err << (i == 0                             ? ""
+                    : i + 1 == allTextEncodings.size() ? " or "
+                                                       : ", ")
+                << rawValue(allTextEncodings[i]);
+        err << ", or a converter\u2019s name such as CP1251 or ISO-8859-2.\n";
+        return std::nullopt;
+    }
+    return options;
+}
 
 /// Known options: the command's own and the scan options.
 std::map<std::string, bool> withScanOptions(std::map<std::string, bool> own)
@@ -250,7 +274,8 @@ std::string shortName(const std::string& name)
 }
 
 /// Reads and parses a file, or says why not in the app's own words.
-std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream& err, ProgressLine& progress)
+std::optional<GedcomDocument> openDocument(const std::string& path, const GedcomReader::ReadOptions& options,
+                                           std::ostream& err, ProgressLine& progress)
 {
     const std::string name = Files::fileName(path);
     const std::string stage = "Reading " + shortName(name) + "\u2026";
@@ -262,7 +287,7 @@ std::optional<GedcomDocument> openDocument(const std::string& path, std::ostream
         err << "Couldn\u2019t read \u201C" << name << "\u201D: " << error << "\n";
         return std::nullopt;
     }
-    GedcomDocument document = GedcomReader::read(std::move(*bytes), progress.callback(stage));
+    GedcomDocument document = GedcomReader::read(std::move(*bytes), options, progress.callback(stage));
     if (!document.hasWellFormedRecord()) {
         progress.clear();
         err << "\u201C" << name << "\u201D doesn\u2019t look like a family-tree (GEDCOM) file.\n";
@@ -283,12 +308,15 @@ ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions
 int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
          const ProgressTerminal& terminal)
 {
-    const auto parsed = parseArguments(arguments, {{"--json", false}}, err);
+    const auto parsed = parseArguments(arguments, {{"--json", false}, {"--encoding", true}}, err);
     if (!parsed)
+        return usage;
+    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
+    if (!reading)
         return usage;
     const std::string& path = parsed->positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
     if (!document)
         return unreadable;
 
@@ -530,6 +558,9 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
+    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
+    if (!reading)
+        return usage;
 
     std::optional<Severity> failOn;
     if (const auto option = parsed->options.find("--fail-on"); option != parsed->options.end()) {
@@ -554,7 +585,7 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
 
     const std::string& path = parsed->positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
@@ -662,6 +693,9 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
     if (!options)
         return usage;
+    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
+    if (!reading)
+        return usage;
     const auto logOption = parsed->options.find("--changelog");
     const std::string logKind = logOption != parsed->options.end() ? logOption->second : "txt";
     if (logKind != "txt" && logKind != "pdf") {
@@ -674,7 +708,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 
     const std::string& path = parsed->positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
     if (!document)
         return unreadable;
 

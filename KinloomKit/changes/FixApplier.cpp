@@ -139,13 +139,26 @@ void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& 
     });
 }
 
+/// The record an added line points to, when its value is a cross-reference.
+std::optional<std::string_view> linkTarget(const Edit::Add& edit)
+{
+    if (!edit.value || edit.value->size() < 3 || edit.value->front() != '@' || edit.value->back() != '@' ||
+        edit.value->find('@', 1) != edit.value->size() - 1)
+        return std::nullopt;
+    return std::string_view(*edit.value);
+}
+
 /// Additions: a new line under a record or one of its lines, unless the same line is already there.
 void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
 {
-    // Only the xrefs the edits name are looked for, in one pass over the record list.
+    // Only the xrefs the edits name are looked for, in one pass over the record list: the records
+    // lines are added to, and those the added links point to.
     std::unordered_map<std::string_view, std::size_t> records;
-    forEachEdit<Edit::Add>(fixes,
-                           [&](std::size_t, const Edit::Add& edit) { records.emplace(edit.record, 0); });
+    forEachEdit<Edit::Add>(fixes, [&](std::size_t, const Edit::Add& edit) {
+        records.emplace(edit.record, 0);
+        if (const auto target = linkTarget(edit))
+            records.emplace(*target, 0);
+    });
     std::unordered_set<std::string_view> found;
     for (std::size_t index = 0; index < document.recordCount() && found.size() < records.size(); ++index) {
         const auto xref = document.record(index).xref();
@@ -155,6 +168,10 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
 
     forEachEdit<Edit::Add>(fixes, [&](std::size_t fix, const Edit::Add& edit) {
         if (!found.contains(edit.record))
+            return;
+        // A link to a record that is gone (merged away, perhaps in this very batch's earlier
+        // application) no longer fits the document.
+        if (const auto target = linkTarget(edit); target && !found.contains(*target))
             return;
         const std::size_t index = records.at(edit.record);
         const NodeView record = document.record(index);

@@ -241,3 +241,33 @@ TEST(FixApplierTest, ScanApplyRescan)
         EXPECT_EQ(again.document, applied.document);
     }
 }
+
+// Inputs that once made a batch change a document it had already been applied to.
+TEST(FixApplierTest, ABatchAppliedAgainChangesNothing)
+{
+    struct Case
+    {
+        std::string name;
+        std::string bytes;
+    };
+    const std::vector<Case> cases{
+        {"an added link to a record the batch merges away",
+         "0 @I@ INDI\n1 NAME 2nd\n1 FAMC @F0@\r0 @4@ INDI\n1 NAME nd\n1 FAMC @F0@\r0 @F0@ FAM"},
+        {"a value fix and a link on that value's own CONC line", "0 DATE\r1 CONC @L@"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const GedcomDocument document = GedcomReader::read(c.bytes);
+        std::vector<Fix> fixes;
+        for (const Issue& issue : Scanner::scan(document, {}, 1).issues) {
+            if (issue.fix)
+                fixes.push_back(*issue.fix);
+        }
+        ASSERT_FALSE(fixes.empty());
+        const ApplyResult once = FixApplier::apply(fixes, document, 1);
+        EXPECT_FALSE(once.entries.empty());
+        const ApplyResult twice = FixApplier::apply(fixes, once.document, 1);
+        EXPECT_EQ(GedcomWriter::render(twice.document), GedcomWriter::render(once.document));
+        EXPECT_TRUE(twice.entries.empty());
+    }
+}

@@ -156,6 +156,7 @@ Decoded decode(std::string_view bytes)
         if (byte < 0x80) {
             // A mark left at the end of a line has no letter there: it stays on its own line.
             if (byte == '\n' || byte == '\r') {
+                result.exact = result.exact && pending.empty();
                 flush();
                 out.push_back(c);
             } else {
@@ -167,12 +168,16 @@ Decoded decode(std::string_view bytes)
         } else if (const char32_t spacing = t.spacing[byte - 0x80u]; spacing != 0) {
             appendScalar(out, spacing);
             flush();
+            if (spacing == 0x00DF && lookup(t.reverseSpacing, spacing) != byte)
+                result.exact = false;
         } else {
             appendScalar(out, 0xFFFD);
             flush();
             result.replaced = true;
+            result.exact = false;
         }
     }
+    result.exact = result.exact && pending.empty();
     flush();
     return result;
 }

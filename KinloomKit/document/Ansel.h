@@ -12,6 +12,9 @@ struct Decoded
 {
     std::string text;
     bool replaced = false; ///< some byte had no character and became U+FFFD
+    /// Encoding the text gives back these bytes. False when a byte had no character, a mark had no
+    /// letter after it on its line, or ß was written with the byte the encoder does not write.
+    bool exact = true;
 
     bool operator==(const Decoded&) const = default;
 };

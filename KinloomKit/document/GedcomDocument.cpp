@@ -318,6 +318,25 @@ void GedcomDocument::appendChunk(std::shared_ptr<const detail::NodeChunk> chunk,
     keep(list, std::move(chunk));
 }
 
+const std::string* GedcomDocument::keptBytes(std::int64_t id) const
+{
+    if (!m_keptBytes)
+        return nullptr;
+    const auto found =
+        std::lower_bound(m_keptBytes->begin(), m_keptBytes->end(), id,
+                         [](const auto& entry, std::int64_t key) { return entry.first < key; });
+    return found != m_keptBytes->end() && found->first == id ? &found->second : nullptr;
+}
+
+void GedcomDocument::setKeptBytes(std::vector<std::pair<std::int64_t, std::string>> kept)
+{
+    if (kept.empty())
+        m_keptBytes.reset();
+    else
+        m_keptBytes =
+            std::make_shared<const std::vector<std::pair<std::int64_t, std::string>>>(std::move(kept));
+}
+
 GedcomDocument::RecordList& GedcomDocument::mutableList()
 {
     if (m_list.use_count() > 1)
@@ -353,6 +372,8 @@ bool GedcomDocument::operator==(const GedcomDocument& other) const
     if (encoding != other.encoding || lineEnding != other.lineEnding ||
         endsWithNewline != other.endsWithNewline || hasBOM != other.hasBOM || readNotes != other.readNotes ||
         nextID != other.nextID || recordCount() != other.recordCount())
+        return false;
+    if (hasKeptBytes() != other.hasKeptBytes() || (hasKeptBytes() && *m_keptBytes != *other.m_keptBytes))
         return false;
     for (std::size_t i = 0; i < recordCount(); ++i) {
         if (record(i).toNode() != other.record(i).toNode())

@@ -289,6 +289,14 @@ public:
     /// Adds the records of a chunk holding whole records back to back, rooted at `roots` (the reader's use).
     void appendChunk(std::shared_ptr<const detail::NodeChunk> chunk, const std::vector<std::uint32_t>& roots);
 
+    /// The bytes a read line came from, when its text does not encode back to them (a byte with no
+    /// character, an ANSEL mark carried over a line end); none for every other line. The writer
+    /// writes an unchanged line (one that still has its `raw`) as these bytes.
+    [[nodiscard]] const std::string* keptBytes(std::int64_t id) const;
+    [[nodiscard]] bool hasKeptBytes() const { return m_keptBytes && !m_keptBytes->empty(); }
+    /// Sets the kept bytes by node id, ascending (the reader's use).
+    void setKeptBytes(std::vector<std::pair<std::int64_t, std::string>> kept);
+
     /// Same observable content: fields, and records node for node.
     bool operator==(const GedcomDocument& other) const;
 
@@ -314,6 +322,8 @@ private:
     static void keep(RecordList& list, std::shared_ptr<const detail::NodeChunk> chunk);
 
     std::shared_ptr<RecordList> m_list = std::make_shared<RecordList>();
+    // Shared by every copy: read once, never changed.
+    std::shared_ptr<const std::vector<std::pair<std::int64_t, std::string>>> m_keptBytes;
 };
 
 class GedcomDocument::RecordRange

@@ -292,13 +292,26 @@ std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t 
 
 GedcomDocument read(std::string bytes, const ProgressCallback& progress)
 {
+    return read(std::move(bytes), ReadOptions{}, progress);
+}
+
+GedcomDocument read(std::string bytes, const ReadOptions& options, const ProgressCallback& progress)
+{
     if (progress)
         progress({readingStage, 0.0});
-    TextEncodings::DecodedText decoded = TextEncodings::decode(std::move(bytes));
+    TextEncodings::DecodedText decoded = TextEncodings::decode(std::move(bytes), options.encoding);
     GedcomDocument document;
     document.encoding = decoded.encoding;
     document.hasBOM = decoded.hasBOM;
     document.readNotes = std::move(decoded.notes);
+    if (!decoded.keptLines.empty()) {
+        // Lines are numbered from 1 in the order they were split, as the tree builder numbers nodes.
+        std::vector<std::pair<std::int64_t, std::string>> kept;
+        kept.reserve(decoded.keptLines.size());
+        for (auto& [index, lineBytes] : decoded.keptLines)
+            kept.emplace_back(static_cast<std::int64_t>(index) + 1, std::move(lineBytes));
+        document.setKeptBytes(std::move(kept));
+    }
 
     auto text = std::make_shared<const std::string>(std::move(decoded.text));
     TreeBuilder builder(document, text);

@@ -2,6 +2,7 @@
 
 #include "document/GedcomDocument.h"
 #include "document/Progress.h"
+#include "document/TextEncoding.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,9 +27,20 @@ struct Line
 /// A line (without its break) parsed by the line grammar, or none when it does not follow it.
 [[nodiscard]] std::optional<Line> parseLine(std::string_view line);
 
+/// How to read a file.
+struct ReadOptions
+{
+    /// The encoding to read in, chosen by the user: no detection, no notes about the header.
+    std::optional<TextEncoding> encoding;
+
+    bool operator==(const ReadOptions&) const = default;
+};
+
 /// Reads a file's bytes into a document. Never fails: unparseable lines are kept as malformed
 /// nodes and decoding problems become reading notes. Progress goes by the bytes read.
 [[nodiscard]] GedcomDocument read(std::string bytes, const ProgressCallback& progress = {});
+[[nodiscard]] GedcomDocument read(std::string bytes, const ReadOptions& options,
+                                  const ProgressCallback& progress = {});
 
 /// Text split into lines at LF, CRLF and CR, with the breaks counted by kind.
 struct SplitText
