@@ -270,15 +270,23 @@ void AppModel::openSampleTree()
     read(path);
 }
 
-void AppModel::read(const QString& path)
+void AppModel::readAs(TextEncoding encoding)
+{
+    if (!m_fileURL || m_jobRunning || !mayDiscard())
+        return;
+    read(m_fileURL->toLocalFile(), encoding);
+}
+
+void AppModel::read(const QString& path, std::optional<TextEncoding> encoding)
 {
     const QString name = QFileInfo(path).fileName();
     setBusy(QStringLiteral("Reading ") + name + QStringLiteral("…"));
     startJob(
-        [file = QFile::encodeName(path).toStdString()](const FractionSink& sink) {
+        [file = QFile::encodeName(path).toStdString(), encoding](const FractionSink& sink) {
             ReadOutcome outcome;
             if (std::optional<std::string> bytes = Files::readFile(file, outcome.error))
-                outcome.document = GedcomReader::read(std::move(*bytes), engineProgress(sink));
+                outcome.document = GedcomReader::read(std::move(*bytes), GedcomReader::ReadOptions{encoding},
+                                                      engineProgress(sink));
             return outcome;
         },
         [this, path, name](ReadOutcome outcome) {

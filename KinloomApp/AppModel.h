@@ -149,6 +149,9 @@ public:
     void openFromPanel();
     /// Asks the discard question, then opens this file (dropped, or named on the command line).
     void openFile(const QString& path);
+    /// Asks the discard question, then reads the open file again in this encoding, with no guessing;
+    /// a saved copy is written in it too.
+    void readAs(TextEncoding encoding);
     /// Asks the discard question, then opens the small sample tree with a planted problem of every kind.
     void openSampleTree();
     /// Scans the document again in the background.
@@ -172,7 +175,7 @@ Q_SIGNALS:
 private:
     struct ReadOutcome;
 
-    void read(const QString& path);
+    void read(const QString& path, std::optional<TextEncoding> encoding = std::nullopt);
     void load(const QString& path, GedcomDocument document);
     void setBusy(std::optional<QString> text);
     void setProgress(std::optional<double> fraction);

@@ -382,6 +382,28 @@ private Q_SLOTS:
         QVERIFY(child<QLabel>("numericOrderLabel")->isVisible());
     }
 
+    void readAsReadsTheFileAgainInTheChosenEncoding()
+    {
+        // "Stanisław Wójcik" in Windows-1250, under a header that names no code page.
+        open("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR ANSI\n0 @I1@ INDI\n1 NAME Stanis\xb3"
+             "aw /W\xf3jcik/\n0 TRLR\n");
+        auto* readAs = child<QPushButton>("readAsButton");
+        QCOMPARE(readAs->text(), QStringLiteral("Read as…"));
+        QAction* choice = nullptr;
+        for (QAction* action : readAs->menu()->actions()) {
+            if (action->text() == QStringLiteral("Windows-1250 (Central European)"))
+                choice = action;
+        }
+        QVERIFY(choice);
+        choice->trigger();
+        WAIT_IDLE(*m_model);
+        QVERIFY(m_model->result());
+        QCOMPARE(m_model->document()->encoding, TextEncoding::windows1250);
+        QCOMPARE(labelText("encodingLabel"), QStringLiteral("Windows-1250 (Central European)"));
+        const NodeView person = m_model->document()->record(1);
+        QCOMPARE(person.firstChild("NAME")->value().value_or(""), std::string_view("Stanisław /Wójcik/"));
+    }
+
     void closingRemembersTheWindowLayout()
     {
         QSettings().remove(QStringLiteral("window"));

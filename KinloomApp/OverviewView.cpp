@@ -4,8 +4,10 @@
 #include "QtText.h"
 
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
+#include <QMenu>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -77,6 +79,35 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     refresh();
 }
 
+QWidget* OverviewView::encodingRow(const QString& readIn)
+{
+    auto* row = new QWidget;
+    auto* name = new QLabel(readIn, row);
+    name->setObjectName(QStringLiteral("encodingLabel"));
+    name->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // A file whose names look garbled was read in the wrong encoding: reading it again in the right
+    // one mends every name at once.
+    auto* readAs = new QPushButton(QStringLiteral("Read as…"), row);
+    readAs->setObjectName(QStringLiteral("readAsButton"));
+    readAs->setToolTip(QStringLiteral("Read the file again in another encoding, if its names look wrong"));
+    auto* menu = new QMenu(readAs);
+    menu->setObjectName(QStringLiteral("readAsMenu"));
+    const TextEncoding current = m_model.document() ? m_model.document()->encoding : TextEncoding::utf8;
+    for (TextEncoding encoding : allTextEncodings) {
+        QAction* action = menu->addAction(fromUtf8(displayName(encoding)));
+        action->setCheckable(true);
+        action->setChecked(encoding == current);
+        connect(action, &QAction::triggered, this, [this, encoding] { m_model.readAs(encoding); });
+    }
+    readAs->setMenu(menu);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(name);
+    layout->addWidget(readAs);
+    layout->addStretch(1);
+    return row;
+}
+
 void OverviewView::refresh()
 {
     clearRows(m_stats);
@@ -103,7 +134,7 @@ void OverviewView::refresh()
     row(m_stats, QStringLiteral("Places"), number(stats.places));
     row(m_stats, QStringLiteral("Lines"), number(stats.lines));
     row(m_stats, QStringLiteral("GEDCOM version"), fromUtf8(stats.version));
-    row(m_stats, QStringLiteral("Encoding"), fromUtf8(stats.encoding));
+    m_stats->addRow(QStringLiteral("Encoding"), encodingRow(fromUtf8(stats.encoding)));
     for (const DateStyleCount& style : stats.dateStyles)
         row(m_dateStyles, fromUtf8(style.style), number(style.count));
 

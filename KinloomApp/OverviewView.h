@@ -20,6 +20,8 @@ public:
 
 private:
     void refresh();
+    /// The encoding the file was read in, and "Read as…" with every encoding to read it again in.
+    QWidget* encodingRow(const QString& readIn);
 
     AppModel& m_model;
     QLabel* m_title = nullptr;
