@@ -54,13 +54,9 @@ QSize IssueRow::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& 
 
 void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
-    QStyleOptionViewItem opt = option;
-    initStyleOption(&opt, index);
-    const QStyle* style = styleOf(opt);
-    // The background and selection, without the default text and tick box.
-    opt.text.clear();
-    opt.features &= ~QStyleOptionViewItem::HasCheckIndicator;
-    style->drawPrimitive(QStyle::PE_PanelItemViewItem, &opt, painter, opt.widget);
+    // The background and selection only: the row draws its own text and tick box, so the item's
+    // data need not be gathered into the option.
+    styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, painter, option.widget);
 
     if (isPreviewLine(index)) {
         PreviewTable::paint(*painter, option,
@@ -96,9 +92,10 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     // Details differ from row to row: kept glyphs would not be used again.
     painter->setFont(option.font);
     painter->setPen(muted);
-    painter->drawText(QRect(textLeft, area.top() + line, textWidth, line), Qt::AlignLeft | Qt::AlignVCenter,
-                      option.fontMetrics.elidedText(index.data(IssueListModel::DetailRole).toString(),
-                                                    Qt::ElideRight, textWidth));
+    const QString detail = option.fontMetrics.elidedText(index.data(IssueListModel::DetailRole).toString(),
+                                                         Qt::ElideRight, textWidth);
+    // Drawn at its baseline rather than in a box: a single line needs no line breaking.
+    painter->drawText(QPoint(textLeft, area.top() + line + option.fontMetrics.ascent()), detail);
 
     if (const QVariant fixTitle = index.data(IssueListModel::FixTitleRole); !fixTitle.isNull()) {
         const QRect box = checkBoxRect(option);
