@@ -198,6 +198,21 @@ std::string comparedSurname(const PersonName& name)
     return joined;
 }
 
+/// Whether two surnames can fold to the same: most couples' differ in their first letter already,
+/// which spares folding them.
+bool maySurnamesMatch(std::string_view one, std::string_view other)
+{
+    const auto first = [](std::string_view text) {
+        const auto at = std::find_if(text.begin(), text.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                   static_cast<unsigned char>(c) >= 0x80;
+        });
+        return at == text.end() ? '\0' : static_cast<char>(*at | 0x20);
+    };
+    const char a = first(one), b = first(other);
+    return a == b || static_cast<unsigned char>(a) >= 0x80 || static_cast<unsigned char>(b) >= 0x80;
+}
+
 const PersonName* firstSurnamed(const Person& person)
 {
     for (const PersonName& name : person.names) {
@@ -212,14 +227,14 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
 {
     const Person* husband = family.husband ? index.person(*family.husband) : nullptr;
     const Person* wife = family.wife ? index.person(*family.wife) : nullptr;
-    const std::string familyLabel = recordLabel(family.record);
+    const auto familyLabel = [&] { return recordLabel(family.record); };
 
-    if (husband && wife && husband != wife) {
-        const PersonName* his = firstSurnamed(*husband);
-        const PersonName* hers = firstSurnamed(*wife);
-        const std::string surname = his ? comparedSurname(*his) : std::string();
+    const PersonName* his = husband && wife && husband != wife ? firstSurnamed(*husband) : nullptr;
+    const PersonName* hers = his ? firstSurnamed(*wife) : nullptr;
+    if (hers && maySurnamesMatch(*his->surname, *hers->surname)) {
+        const std::string surname = comparedSurname(*his);
         // A wife who also has a NAME with another surname has her own recorded as well.
-        const bool same = !surname.empty() && hers && comparedSurname(*hers) == surname &&
+        const bool same = !surname.empty() && comparedSurname(*hers) == surname &&
                           std::all_of(wife->names.begin(), wife->names.end(), [&](const PersonName& name) {
                               return !name.surname || comparedSurname(name) == surname;
                           });
@@ -228,7 +243,7 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
                               IssueCategory::missing,
                               Severity::info,
                               "Wife recorded under her husband\u2019s surname",
-                              familyLabel + ": " + recordLabel(wife->record) + " has the surname " +
+                              familyLabel() + ": " + recordLabel(wife->record) + " has the surname " +
                                   quoted(*hers->surname) + ", as her husband " +
                                   recordLabel(husband->record) +
                                   " does. Many trees record a wife under the surname she was born with, and "
@@ -241,13 +256,16 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
         return;
     for (const auto& [person, isHusband] : {std::pair{husband, true}, std::pair{wife, false}}) {
         const std::string_view wrong = isHusband ? "F" : "M";
-        if (!person || person->sex() != wrong)
+        const auto sex = person ? person->sexValue() : std::nullopt;
+        // Most SEX values are one letter as written; only others need trimming and upper-casing.
+        if (!sex ||
+            (sex->size() == 1 ? *sex != wrong && (*sex)[0] != (wrong[0] | 0x20) : person->sex() != wrong))
             continue;
         issues.push_back({"miss-role-" + std::string(person->xref) + "-" + std::string(family.xref),
                           IssueCategory::missing,
                           Severity::info,
                           isHusband ? "Husband recorded as female" : "Wife recorded as male",
-                          familyLabel + ": " + recordLabel(person->record) + " is the " +
+                          familyLabel() + ": " + recordLabel(person->record) + " is the " +
                               (isHusband ? "husband (HUSB)" : "wife (WIFE)") + " but has SEX " +
                               std::string(wrong) + ".",
                           {std::string(person->xref), std::string(family.xref)}});
