@@ -1143,6 +1143,24 @@ TEST(ChecksTest, TitleWrittenInTheName)
     }
 }
 
+// The given-name part written with the title loses it too; one that is only the title goes.
+TEST(ChecksTest, TitleLeavesTheGivenNamePart)
+{
+    for (const auto& [givn, after] : {std::pair{"Mrs. Mary", "2 GIVN Mary\n"}, std::pair{"Mrs.", ""}}) {
+        SCOPED_TRACE(givn);
+        const Tree tree("0 @P@ INDI\n1 NAME Mrs. Mary /Smith/\n2 GIVN " + std::string(givn) +
+                        "\n2 SURN Smith\n");
+        std::vector<Fix> fixes;
+        for (const Issue& issue : Checks::missing(tree.index, tree.document)) {
+            if (issue.id.starts_with("miss-title-"))
+                fixes.push_back(*issue.fix);
+        }
+        ASSERT_EQ(fixes.size(), 1u);
+        EXPECT_EQ(GedcomWriter::render(FixApplier::apply(fixes, tree.document, 1).document),
+                  "0 @P@ INDI\n1 NAME Mary /Smith/\n" + std::string(after) + "2 SURN Smith\n2 NPFX Mrs.\n");
+    }
+}
+
 // Notes on a couple: a wife under her husband's surname, and a role that disagrees with the sex.
 TEST(ChecksTest, CoupleNotes)
 {

@@ -145,28 +145,66 @@ std::string_view leadingTitle(std::string_view given)
 }
 
 /// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX).
+/// The text with `title` and the blanks after it taken out, or none when it does not hold it.
+std::optional<std::string> withoutTitle(const std::string& text, std::string_view title)
+{
+    const std::size_t at = text.find(title);
+    if (at == std::string::npos)
+        return std::nullopt;
+    std::string without = text.substr(0, at);
+    if (const std::size_t rest = text.find_first_not_of(" \t", at + title.size()); rest != std::string::npos)
+        without += text.substr(rest);
+    return without;
+}
+
+/// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX), and
+/// leaves the given-name part (GIVN) too when that begins with it.
 void titleInName(const Person& person, std::vector<Issue>& issues)
 {
     for (const PersonName& name : person.names) {
         const std::string_view title = leadingTitle(name.given);
         if (title.empty())
             continue;
-        std::string value(name.value);
-        for (NodeView line : person.record.children()) {
-            if (line.id() == name.nodeID)
-                value = line.fullValue();
+        std::optional<NodeView> line;
+        for (NodeView child : person.record.children()) {
+            if (child.id() == name.nodeID)
+                line = child;
         }
-        const std::size_t at = value.find(title);
-        if (at == std::string::npos)
+        if (!line)
             return;
-        std::string without = value.substr(0, at);
-        const std::size_t rest = value.find_first_not_of(" \t", at + title.size());
-        if (rest != std::string::npos)
-            without += value.substr(rest);
+        const std::string value = line->fullValue();
+        const std::optional<std::string> without = withoutTitle(value, title);
+        if (!without)
+            return;
 
         const std::string label = recordLabel(person.record);
         const std::string context = label + " \u00B7 NAME";
         const std::string id = "miss-title-" + std::string(person.xref);
+        Fix fix{id,
+                "Write as " + quoted(*without) + " with the prefix " + quoted(title),
+                {Edit{Edit::SetValue{name.nodeID, value, *without}}},
+                {PreviewLine{context, value, *without}},
+                true};
+        for (NodeView part : line->children()) {
+            if (part.tag() != "GIVN")
+                continue;
+            const std::string given = part.fullValue();
+            if (leadingTitle(Text::trimmed(given)) != title)
+                continue;
+            const std::optional<std::string> rest = withoutTitle(given, title);
+            if (!rest)
+                continue;
+            if (Text::trimmed(*rest).empty())
+                fix.edits.emplace_back(Edit::Remove{part.id()});
+            else
+                fix.edits.emplace_back(Edit::SetValue{part.id(), given, *rest});
+            fix.preview.push_back({context + " GIVN", given,
+                                   Text::trimmed(*rest).empty() ? std::nullopt : std::optional(*rest)});
+        }
+        fix.edits.emplace_back(
+            Edit::Add{std::string(person.xref), name.nodeID, "NPFX", std::string(title), std::nullopt});
+        fix.preview.push_back({context + " NPFX", std::nullopt, std::string(title)});
+
         Issue& issue = issues.emplace_back(Issue{id,
                                                  IssueCategory::missing,
                                                  Severity::info,
@@ -175,14 +213,7 @@ void titleInName(const Person& person, std::vector<Issue>& issues)
                                                      quoted(title) +
                                                      ", which GEDCOM keeps apart as the name prefix (NPFX).",
                                                  {std::string(person.xref)}});
-        issue.fix = Fix{id,
-                        "Write as " + quoted(without) + " with the prefix " + quoted(title),
-                        {Edit{Edit::SetValue{name.nodeID, value, without}},
-                         Edit{Edit::Add{std::string(person.xref), name.nodeID, "NPFX", std::string(title),
-                                        std::nullopt}}},
-                        {PreviewLine{context, value, without},
-                         PreviewLine{context + " NPFX", std::nullopt, std::string(title)}},
-                        true};
+        issue.fix = std::move(fix);
         return;
     }
 }
