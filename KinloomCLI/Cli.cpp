@@ -149,6 +149,7 @@ std::optional<double> parseNumber(const std::string& text, double lowest, double
 std::optional<ScanOptions> scanOptions(const Arguments& parsed, std::ostream& err)
 {
     ScanOptions options;
+    options.currentYear = Scanner::currentYear();
     if (const auto option = parsed.options.find("--numeric-order"); option != parsed.options.end()) {
         static const std::map<std::string, NumericDateOrder> orders = {
             {"auto", NumericDateOrder::automatic},

@@ -188,11 +188,15 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
         GedcomNode added = document.newNode(edit.tag, edit.value);
         document.update(index, parent->id(), [&](GedcomNode& node) {
             auto& children = node.children();
-            // A record's change-date block stays last.
-            const auto at = edit.under
-                                ? children.end()
-                                : std::find_if(children.begin(), children.end(),
-                                               [](const GedcomNode& child) { return child.tag() == "CHAN"; });
+            auto at = children.end();
+            if (edit.after)
+                at = std::find_if(children.begin(), children.end(),
+                                  [&](const GedcomNode& child) { return child.id() == *edit.after; });
+            if (at != children.end())
+                ++at;
+            else if (!edit.under) // a record's change-date block stays last
+                at = std::find_if(children.begin(), children.end(),
+                                  [](const GedcomNode& child) { return child.tag() == "CHAN"; });
             children.insert(at, std::move(added));
         });
         ledger.record(fix, std::move(line));

@@ -26,7 +26,7 @@ Edit removal(std::int64_t node)
 Edit addition(std::string record, std::optional<std::int64_t> under, std::string tag,
               std::optional<std::string> value)
 {
-    return {Edit::Add{std::move(record), under, std::move(tag), std::move(value)}};
+    return {Edit::Add{std::move(record), under, std::move(tag), std::move(value), std::nullopt}};
 }
 
 Fix fix(std::string id, std::vector<Edit> edits)

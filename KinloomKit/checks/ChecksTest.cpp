@@ -3,6 +3,7 @@
 #include "changes/FixApplier.h"
 #include "checks/PlaceNames.h"
 #include "document/GedcomReader.h"
+#include "document/GedcomWriter.h"
 #include "sample/SampleTree.h"
 
 #include <gtest/gtest.h>
@@ -56,7 +57,7 @@ Edit setValue(std::int64_t node, std::string from, std::string to)
 
 Edit addition(std::string record, std::string tag, std::string value)
 {
-    return {Edit::Add{std::move(record), std::nullopt, std::move(tag), std::move(value)}};
+    return {Edit::Add{std::move(record), std::nullopt, std::move(tag), std::move(value), std::nullopt}};
 }
 
 Edit removal(std::int64_t node)
@@ -65,6 +66,11 @@ Edit removal(std::int64_t node)
 }
 
 const std::string checkTheDates = " Check the dates in your family-tree program or sources.";
+
+// A year so early that nobody in the tests is yet old enough to be taken for dead.
+const ScanOptions longAgo{.currentYear = 1};
+// The year the tests take as now.
+const ScanOptions now{.currentYear = 2026};
 
 /// Event lines from "TAG" or "TAG date" pieces: "BIRT 1900" gives a BIRT line with its DATE.
 std::string events(const std::vector<std::string_view>& facts)
@@ -173,7 +179,7 @@ TEST(ChecksTest, ImpossibleDatesOfParentAndChild)
             text += "1 BIRT\n2 DATE " + std::string(row.childBirth) + "\n";
         text += "0 @F1@ FAM\n1 " + std::string(row.role) + " @P@\n1 CHIL @C@\n";
         const Tree tree(text);
-        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
         EXPECT_EQ(found(issues), row.expected);
         if (row.detail && !issues.empty()) {
             EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
@@ -194,12 +200,12 @@ TEST(ChecksTest, ImpossibleDatesFollowTheChildrenAndCheckEachPairOnce)
                     "0 @F1@ FAM\n1 HUSB @D@\n1 WIFE @M@\n1 CHIL @C@\n1 CHIL @C@\n"
                     "0 @F2@ FAM\n1 HUSB @D@\n1 WIFE @M@\n1 CHIL @C@\n"
                     "0 @F3@ FAM\n1 HUSB @C@\n1 CHIL @C@\n");
-    EXPECT_EQ(found(Checks::impossibleDates(tree.index, {})),
+    EXPECT_EQ(found(Checks::impossibleDates(tree.index, longAgo)),
               (std::vector<Expected>{{"imp-old-@D@-@C@", "Father very old at birth", Severity::warning},
                                      {"imp-old-@M@-@C@", "Mother very old at birth", Severity::warning},
                                      {"imp-age-@M@", "Lived over 120 years", Severity::warning}}));
 
-    ScanOptions strict;
+    ScanOptions strict = longAgo;
     strict.maxFatherAge = 100;
     strict.maxMotherAge = 97;
     strict.maxLifespan = 119.5;
@@ -264,7 +270,7 @@ TEST(ChecksTest, ImpossibleDatesOfOnePersonReadTheRightFacts)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.situation);
         const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.facts));
-        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
         EXPECT_EQ(found(issues), row.expected);
         if (row.detail && !issues.empty()) {
             EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
@@ -315,7 +321,7 @@ TEST(ChecksTest, ParentRulesReadTheSameBirthsAndDeaths)
         const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.parent) +
                         "0 @C@ INDI\n1 NAME Kim /Doe/\n" + events(row.child) + "0 @F1@ FAM\n1 " + row.role +
                         " @P@\n1 CHIL @C@\n");
-        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
         EXPECT_EQ(found(issues), row.expected);
         if (row.detail && !issues.empty()) {
             EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
@@ -375,7 +381,7 @@ TEST(ChecksTest, ImpossibleMarriages)
         SCOPED_TRACE(row.situation);
         const Tree tree("0 @P@ INDI\n1 NAME Pat /Doe/\n" + events(row.spouse) + "0 @F1@ FAM\n1 WIFE @P@\n" +
                         events(row.marriages));
-        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
         EXPECT_EQ(found(issues), row.expected);
         if (row.detail && !issues.empty()) {
             EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
@@ -428,7 +434,7 @@ TEST(ChecksTest, SiblingsBornTooCloseTogether)
         }
         const Tree tree(text + people);
         std::vector<std::string> ids;
-        for (const Issue& issue : Checks::impossibleDates(tree.index, {})) {
+        for (const Issue& issue : Checks::impossibleDates(tree.index, longAgo)) {
             EXPECT_EQ(issue.title, "Siblings born too close together");
             EXPECT_EQ(issue.severity, Severity::warning);
             ids.push_back(issue.id.substr(std::string_view("imp-siblings-").size()));
@@ -448,12 +454,13 @@ TEST(ChecksTest, ImpossibleDatesOfFamiliesComeInFileOrder)
                     "0 @F1@ FAM\n1 CHIL @C@\n1 CHIL @A@\n1 CHIL @A@\n"
                     "0 @F3@ FAM\n1 CHIL @A@\n1 CHIL @C@\n"
                     "0 @C@ INDI\n1 NAME Cy /Lee/\n1 BIRT\n2 DATE 1 JAN 45 B.C.\n");
-    const std::vector<Issue> issues = Checks::impossibleDates(tree.index, {});
+    const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
     EXPECT_EQ(found(issues),
               (std::vector<Expected>{
                   {"imp-death-@H@", "Died before being born", Severity::error},
                   {"imp-marrborn-@H@-@F2@", "Married before being born", Severity::error},
                   {"imp-marrdied-@W@-@F2@", "Married after dying", Severity::error},
+                  {"imp-spousegap-@F2@", "Spouses born over 30 years apart", Severity::info},
                   {"imp-siblings-@C@-@A@", "Siblings born too close together", Severity::warning}}));
     EXPECT_EQ(issues.back().detail,
               "Cy Lee (@C@): born 1 JAN 45 B.C., and their sibling Ann Lee (@A@), born 1 MAR 45 B.C." +
@@ -881,6 +888,14 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
                               "Married after dying",
                               "Married very young",
                               "Siblings born too close together",
+                              "Probably no longer alive",
+                              "Spouses born over 30 years apart",
+                              "Children born over 25 years apart",
+                              "Year written with two digits",
+                              "Place that looks like a date",
+                              "Title written in the name",
+                              "Wife recorded under her husband\u2019s surname",
+                              "Husband recorded as female",
                               "Date not in the standard form",
                               "Date reads two ways",
                               "Not a date Kinloom can read",
@@ -910,13 +925,14 @@ TEST(ChecksTest, SampleTreeImpossibleDates)
 {
     const Tree tree(SampleTree::sampleText());
     std::vector<std::string> ids;
-    for (const Issue& issue : Checks::impossibleDates(tree.index, {}))
+    for (const Issue& issue : Checks::impossibleDates(tree.index, now))
         ids.push_back(issue.id);
     EXPECT_EQ(ids, (std::vector<std::string>{
                        "imp-burial-@I1@", "imp-chr-@I5@", "imp-age-@I11@", "imp-death-@I12@",
                        "imp-old-@I15@-@I18@", "imp-order-@I22@-@I23@", "imp-old-@I25@-@I29@",
-                       "imp-afterdeath-@I26@-@I32@", "imp-young-@I33@-@I34@", "imp-death-@I37@",
-                       "imp-buried-@I39@", "imp-afterdeath-@I38@-@I41@", "imp-marrborn-@I22@-@F6@",
+                       "imp-alive-@I30@", "imp-afterdeath-@I26@-@I32@", "imp-young-@I33@-@I34@",
+                       "imp-death-@I37@", "imp-buried-@I39@", "imp-afterdeath-@I38@-@I41@",
+                       "imp-spousegap-@F4@", "imp-marrborn-@I22@-@F6@", "imp-childspan-@F7@",
                        "imp-marryoung-@I33@-@F9@", "imp-marrdied-@I3@-@F10@", "imp-siblings-@I43@-@I44@"}));
 }
 
@@ -957,4 +973,293 @@ TEST(ChecksTest, ReviewedFixesRemoveTheirFindings)
     const ApplyResult applied = FixApplier::apply(fixes, document, 1);
     for (const Issue& issue : Scanner::scan(applied.document).issues)
         EXPECT_FALSE(fixed.count(issue.id)) << issue.id;
+}
+
+// Someone born longer ago than the longest life, with nothing that says they died.
+TEST(ChecksTest, ProbablyNoLongerAlive)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* facts; // GEDCOM lines of the person
+        bool fires;
+    };
+    const std::vector<Row> rows = {
+        {"born before the longest life", "1 BIRT\n2 DATE 1850\n", true},
+        {"the longest life just over", "1 BIRT\n2 DATE 1904\n", true},
+        {"the longest life reached this year", "1 BIRT\n2 DATE 1905\n", false},
+        {"a vague birth whose latest reading is recent enough", "1 BIRT\n2 DATE ABT 1903\n", false},
+        {"born before a year", "1 BIRT\n2 DATE BEF 1850\n", true},
+        {"born after a year: no latest birth", "1 BIRT\n2 DATE AFT 1850\n", false},
+        {"a christening stands for the birth", "1 CHR\n2 DATE 1850\n", true},
+        {"no dated birth", "1 BIRT\n2 PLAC Leeds\n1 RESI\n2 DATE 1850\n", false},
+        {"a burial only", "1 BIRT\n2 DATE 1850\n1 BURI\n2 PLAC Leeds\n", false},
+        {"a will only", "1 BIRT\n2 DATE 1850\n1 WILL\n2 DATE 1901\n", false},
+        {"a cremation", "1 BIRT\n2 DATE 1850\n1 CREM\n", false},
+        {"already recorded as dead", "1 BIRT\n2 DATE 1850\n1 DEAT Y\n", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree(std::string("0 @P@ INDI\n1 NAME Ann /Lee/\n") + row.facts);
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, now);
+        const std::vector<Expected> expected = {
+            {"imp-alive-@P@", "Probably no longer alive", Severity::info}};
+        EXPECT_EQ(found(issues), row.fires ? expected : std::vector<Expected>{});
+    }
+
+    // The longest life of the settings governs; the fix adds an undated death after the last event.
+    const Tree tree("0 HEAD\n0 @P@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 DATE 1920\n1 OCCU Weaver\n2 PLAC Leeds\n"
+                    "1 FAMS @F1@\n1 CHAN\n2 DATE 1 JAN 2000\n0 TRLR\n");
+    EXPECT_TRUE(Checks::impossibleDates(tree.index, now).empty());
+    ScanOptions shorter = now;
+    shorter.maxLifespan = 100;
+    const std::vector<Issue> issues = Checks::impossibleDates(tree.index, shorter);
+    ASSERT_EQ(issues.size(), 1u);
+    EXPECT_EQ(issues[0].detail, "Ann Lee (@P@): born 1920, at least 105 years ago, and no death or burial is "
+                                "recorded. Programs treat them as living until a death is recorded." +
+                                    checkTheDates);
+    ASSERT_TRUE(issues[0].fix);
+    const Fix expected{"imp-alive-@P@",
+                       "Record that they died (1 DEAT Y)",
+                       {Edit{Edit::Add{"@P@", std::nullopt, "DEAT", "Y", 6}}},
+                       {{"Ann Lee (@P@) \u00B7 DEAT", std::nullopt, "Y"}},
+                       true};
+    EXPECT_EQ(*issues[0].fix, expected);
+    const ApplyResult applied = FixApplier::apply({expected}, tree.document, 1);
+    EXPECT_EQ(
+        GedcomWriter::render(applied.document),
+        "0 HEAD\n0 @P@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 DATE 1920\n1 OCCU Weaver\n2 PLAC Leeds\n1 DEAT Y\n"
+        "1 FAMS @F1@\n1 CHAN\n2 DATE 1 JAN 2000\n0 TRLR\n");
+    ASSERT_EQ(applied.entries.size(), 1u);
+    EXPECT_EQ(applied.entries[0].lines, std::vector<std::string>{"Ann Lee (@P@): + 1 DEAT Y"});
+    EXPECT_TRUE(Checks::impossibleDates(TreeIndex::build(applied.document), shorter).empty());
+}
+
+// Spouses far apart in age, and a family's children born far apart: only when every reading agrees.
+TEST(ChecksTest, SpousesAndChildrenFarApart)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* first;  // birth of the husband, or of the first child
+        const char* second; // birth of the wife, or of the second child
+        bool spouses;
+        bool fires;
+    };
+    const std::vector<Row> rows = {
+        {"spouses exactly 30 years apart", "1850", "1881", true, false},
+        {"spouses over 30 years apart", "1850", "1882", true, true},
+        {"the wife the elder", "1882", "1850", true, true},
+        {"one reading only 29 years apart", "ABT 1850", "1882", true, false},
+        {"a spouse's birth unknown", "1850", "", true, false},
+        {"a spouse born before a year", "BEF 1840", "1882", true, false},
+        {"children exactly 25 years apart", "1850", "1876", false, false},
+        {"children over 25 years apart", "1877", "1850", false, true},
+        {"a vague birth that may be closer", "1850", "ABT 1878", false, false},
+        {"a child's birth unknown", "1850", "", false, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const std::string birth1 = *row.first ? std::string("1 BIRT\n2 DATE ") + row.first + "\n" : "";
+        const std::string birth2 = *row.second ? std::string("1 BIRT\n2 DATE ") + row.second + "\n" : "";
+        const Tree tree(
+            "0 @A@ INDI\n1 NAME Al /Lee/\n" + birth1 + "0 @B@ INDI\n1 NAME Bo /Lee/\n" + birth2 +
+            (row.spouses ? "0 @F1@ FAM\n1 HUSB @A@\n1 WIFE @B@\n" : "0 @F1@ FAM\n1 CHIL @A@\n1 CHIL @B@\n"));
+        const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
+        std::vector<Expected> expected;
+        if (row.fires && row.spouses)
+            expected.push_back({"imp-spousegap-@F1@", "Spouses born over 30 years apart", Severity::info});
+        if (row.fires && !row.spouses)
+            expected.push_back({"imp-childspan-@F1@", "Children born over 25 years apart", Severity::info});
+        EXPECT_EQ(found(issues), expected);
+        for (const Issue& issue : issues)
+            EXPECT_FALSE(issue.fix);
+    }
+    const Tree tree(
+        "0 @A@ INDI\n1 NAME Al /Lee/\n1 BIRT\n2 DATE 1850\n0 @B@ INDI\n1 NAME Bo /Lee/\n1 BIRT\n2 DATE "
+        "1890\n0 @F1@ FAM\n1 HUSB @A@\n1 WIFE @B@\n");
+    const std::vector<Issue> issues = Checks::impossibleDates(tree.index, longAgo);
+    ASSERT_EQ(issues.size(), 1u);
+    EXPECT_EQ(issues[0].detail,
+              "@F1@ FAM: Al Lee (@A@), born 1850, and Bo Lee (@B@), born 1890, at least 39 years apart." +
+                  checkTheDates);
+    EXPECT_EQ(issues[0].records, (std::vector<std::string>{"@F1@", "@A@", "@B@"}));
+
+    // The earliest and the latest of several children, named in that order.
+    const Tree children(
+        "0 @A@ INDI\n1 BIRT\n2 DATE 1871\n0 @B@ INDI\n1 BIRT\n2 DATE 1844\n0 @C@ INDI\n1 BIRT\n2 "
+        "DATE 1860\n0 @F1@ FAM\n1 CHIL @A@\n1 CHIL @B@\n1 CHIL @C@\n");
+    const std::vector<Issue> spread = Checks::impossibleDates(children.index, longAgo);
+    ASSERT_EQ(spread.size(), 1u);
+    EXPECT_EQ(spread[0].records, (std::vector<std::string>{"@F1@", "@B@", "@A@"}));
+}
+
+// A title at the start of the given names moves to the name's prefix.
+TEST(ChecksTest, TitleWrittenInTheName)
+{
+    struct Row
+    {
+        const char* name;
+        const char* without; // nullptr: no finding
+        const char* title = nullptr;
+    };
+    const std::vector<Row> rows = {
+        {"Mrs. Mary /Smith/", "Mary /Smith/", "Mrs."},
+        {"Rev John  Henry /Doe/", "John  Henry /Doe/", "Rev"},
+        {"CAPT. Ezra /Bell/ Jr.", "Ezra /Bell/ Jr.", "CAPT."},
+        {"Mrs. /Smith/", "/Smith/", "Mrs."},
+        {"Frau Anna /Weiß/", "Anna /Weiß/", "Frau"},
+        {"Drew /Smith/", nullptr},
+        {"Mary Mrs /Smith/", nullptr},
+        {"/Smith/ Mrs", nullptr},
+        {"Dr.Who /Smith/", nullptr},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Tree tree(std::string("0 @P@ INDI\n1 NAME ") + row.name + "\n2 GIVN x\n1 SEX F\n");
+        std::vector<Issue> titles;
+        for (Issue& issue : Checks::missing(tree.index, tree.document)) {
+            if (issue.id.starts_with("miss-title-"))
+                titles.push_back(std::move(issue));
+        }
+        if (!row.without) {
+            EXPECT_TRUE(titles.empty());
+            continue;
+        }
+        ASSERT_EQ(titles.size(), 1u);
+        const std::string label = recordLabel(tree.document.record(0));
+        const Fix expected{
+            "miss-title-@P@",
+            "Write as “" + std::string(row.without) + "” with the prefix “" + row.title + "”",
+            {setValue(2, row.name, row.without), Edit{Edit::Add{"@P@", 2, "NPFX", row.title, std::nullopt}}},
+            {{label + " \u00B7 NAME", row.name, row.without},
+             {label + " \u00B7 NAME NPFX", std::nullopt, row.title}},
+            true};
+        EXPECT_EQ(titles[0].fix, expected);
+        const ApplyResult applied = FixApplier::apply({expected}, tree.document, 1);
+        EXPECT_EQ(GedcomWriter::render(applied.document), "0 @P@ INDI\n1 NAME " + std::string(row.without) +
+                                                              "\n2 GIVN x\n2 NPFX " + row.title +
+                                                              "\n1 SEX F\n");
+    }
+}
+
+// The given-name part written with the title loses it too; one that is only the title goes.
+TEST(ChecksTest, TitleLeavesTheGivenNamePart)
+{
+    for (const auto& [givn, after] : {std::pair{"Mrs. Mary", "2 GIVN Mary\n"}, std::pair{"Mrs.", ""}}) {
+        SCOPED_TRACE(givn);
+        const Tree tree("0 @P@ INDI\n1 NAME Mrs. Mary /Smith/\n2 GIVN " + std::string(givn) +
+                        "\n2 SURN Smith\n");
+        std::vector<Fix> fixes;
+        for (const Issue& issue : Checks::missing(tree.index, tree.document)) {
+            if (issue.id.starts_with("miss-title-"))
+                fixes.push_back(*issue.fix);
+        }
+        ASSERT_EQ(fixes.size(), 1u);
+        EXPECT_EQ(GedcomWriter::render(FixApplier::apply(fixes, tree.document, 1).document),
+                  "0 @P@ INDI\n1 NAME Mary /Smith/\n" + std::string(after) + "2 SURN Smith\n2 NPFX Mrs.\n");
+    }
+}
+
+// Notes on a couple: a wife under her husband's surname, and a role that disagrees with the sex.
+TEST(ChecksTest, CoupleNotes)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* husband; // lines after the INDI line
+        const char* wife;
+        bool v7;
+        std::vector<Expected> expected;
+    };
+    const Expected marname{"miss-marname-@F1@", "Wife recorded under her husband\u2019s surname",
+                           Severity::info};
+    const std::vector<Row> rows = {
+        {"the same surname",
+         "1 NAME John /Smith/\n1 SEX M\n",
+         "1 NAME Mary /Smith/\n1 SEX F\n",
+         false,
+         {marname}},
+        {"the same surname folded", "1 NAME John /Müller/\n", "1 NAME Anna / MULLER /\n", false, {marname}},
+        {"her own surname recorded too",
+         "1 NAME John /Smith/\n",
+         "1 NAME Mary /Smith/\n2 TYPE married\n1 NAME Mary /Jones/\n",
+         false,
+         {}},
+        {"other surnames", "1 NAME John /Smith/\n", "1 NAME Mary /Jones/\n", false, {}},
+        {"placeholder surnames", "1 NAME John /Unknown/\n", "1 NAME Mary /Unknown/\n", false, {}},
+        {"no surname", "1 NAME John\n", "1 NAME Mary\n", false, {}},
+        {"a husband recorded as female",
+         "1 NAME John /Smith/\n1 SEX F\n",
+         "1 NAME Mary /Jones/\n1 SEX F\n",
+         false,
+         {{"miss-role-@H@-@F1@", "Husband recorded as female", Severity::info}}},
+        {"a wife recorded as male",
+         "1 NAME John /Smith/\n1 SEX M\n",
+         "1 NAME Mary /Jones/\n1 SEX m\n",
+         false,
+         {{"miss-role-@W@-@F1@", "Wife recorded as male", Severity::info}}},
+        {"GEDCOM 7 gives the roles no sex",
+         "1 NAME John /Smith/\n1 SEX F\n",
+         "1 NAME Mary /Jones/\n1 SEX F\n",
+         true,
+         {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const Tree tree(
+            std::string(row.v7 ? "0 HEAD\n1 GEDC\n2 VERS 7.0\n" : "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n") +
+            "0 @H@ INDI\n" + row.husband + "0 @W@ INDI\n" + row.wife +
+            "0 @F1@ FAM\n1 HUSB @H@\n1 WIFE @W@\n");
+        std::vector<Issue> notes;
+        for (Issue& issue : Checks::missing(tree.index, tree.document)) {
+            if (issue.id.starts_with("miss-marname-") || issue.id.starts_with("miss-role-"))
+                notes.push_back(std::move(issue));
+        }
+        EXPECT_EQ(found(notes), row.expected);
+        for (const Issue& issue : notes)
+            EXPECT_FALSE(issue.fix);
+    }
+}
+
+// A place that the date reader reads is a date written in the wrong field.
+TEST(ChecksTest, PlaceThatLooksLikeADate)
+{
+    struct Row
+    {
+        const char* place;
+        bool fires;
+    };
+    const std::vector<Row> rows = {
+        {"1890", true},   {"12 MAR 1890", true},  {"abt. March 1890", true}, {"12/03/1890", true},
+        {"Leeds", false}, {"Gdańsk 1920", false}, {"(1890)", false},         {"Lot 12, Block 3", false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.place);
+        const Tree tree(std::string("0 @P@ INDI\n1 BIRT\n2 PLAC ") + row.place + "\n");
+        const std::vector<Issue> issues = Checks::places(tree.document);
+        const std::vector<Expected> expected = {
+            {"place-date-3", "Place that looks like a date", Severity::warning}};
+        EXPECT_EQ(found(issues), row.fires ? expected : std::vector<Expected>{});
+    }
+
+    // With no DATE the place moves to it; with one, it is only reported.
+    const Tree undated("0 @P@ INDI\n1 NAME Ann /Lee/\n1 BURI\n2 PLAC 12 MAR 1890\n2 NOTE x\n");
+    const std::vector<Issue> moved = Checks::places(undated.document);
+    ASSERT_EQ(moved.size(), 1u);
+    EXPECT_EQ(moved[0].detail, "Ann Lee (@P@) \u00B7 BURI PLAC: “12 MAR 1890” is a date, not a place.");
+    const Fix expected{"place-date-4",
+                       "Move it to the date",
+                       {removal(4), Edit{Edit::Add{"@P@", 3, "DATE", "12 MAR 1890", std::nullopt}}},
+                       {{"Ann Lee (@P@) \u00B7 BURI PLAC", "12 MAR 1890", std::nullopt},
+                        {"Ann Lee (@P@) \u00B7 BURI DATE", std::nullopt, "12 MAR 1890"}},
+                       true};
+    EXPECT_EQ(moved[0].fix, expected);
+    EXPECT_EQ(GedcomWriter::render(FixApplier::apply({expected}, undated.document, 1).document),
+              "0 @P@ INDI\n1 NAME Ann /Lee/\n1 BURI\n2 NOTE x\n2 DATE 12 MAR 1890\n");
+
+    const Tree dated("0 @P@ INDI\n1 BURI\n2 DATE 1890\n2 PLAC 1890\n");
+    const std::vector<Issue> kept = Checks::places(dated.document);
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_FALSE(kept[0].fix);
 }

@@ -567,48 +567,6 @@ std::optional<DatedFact> datedFact(const EventFact* fact)
     return dated;
 }
 
-bool hasDate(const EventFact& fact)
-{
-    const auto date = fact.date();
-    return date && !trimmed(*date).empty();
-}
-
-/// Tags are short and compared millions of times: no library call.
-bool tagIs(std::string_view tag, std::string_view wanted)
-{
-    if (tag.size() != wanted.size())
-        return false;
-    for (std::size_t i = 0; i < tag.size(); ++i) {
-        if (tag[i] != wanted[i])
-            return false;
-    }
-    return true;
-}
-
-/// The first of: a fact with the first tag and a date, a fact with each later tag, one with the
-/// first tag without a date.
-const EventFact* chosenFact(const Person& person, std::string_view dated, std::string_view second,
-                            std::string_view third)
-{
-    const EventFact* firstUndated = nullptr;
-    const EventFact* bySecond = nullptr;
-    const EventFact* byThird = nullptr;
-    for (const EventFact& fact : person.events) {
-        const std::string_view tag = fact.tag();
-        if (tagIs(tag, dated)) {
-            if (hasDate(fact))
-                return &fact;
-            if (!firstUndated)
-                firstUndated = &fact;
-        } else if (!bySecond && tagIs(tag, second)) {
-            bySecond = &fact;
-        } else if (!byThird && !third.empty() && tagIs(tag, third)) {
-            byThird = &fact;
-        }
-    }
-    return bySecond ? bySecond : byThird ? byThird : firstUndated;
-}
-
 /// The numbers in a normalised name, each run of digits followed by a blank: names that differ in
 /// a number are different names ("son1", "son2").
 std::string numbersOf(std::string_view name)
@@ -793,8 +751,9 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             light.code = packedCode(detail::soundex(light.surname()));
             light.numbers = numbersKey(light.given());
             light.sex = sexOf(person);
-            light.birth = chosenFact(person, "BIRT", "CHR", "BAPM");
-            light.death = chosenFact(person, "DEAT", "BURI", {});
+            const LifeFacts facts(person);
+            light.birth = facts.birth;
+            light.death = facts.death;
         }
         counts[part] = at - from;
     });

@@ -23,6 +23,9 @@ constexpr double absent = std::numeric_limits<double>::quiet_NaN();
 // sibling's within half a year.
 constexpr int twinDays = 2;
 constexpr double siblingGap = 0.5;
+// Wider than any but a few real marriages and families: worth a second look, not an error.
+constexpr double spouseGap = 30;
+constexpr double childrenSpan = 25;
 
 std::optional<double> present(double value)
 {
@@ -40,55 +43,6 @@ bool hasDate(const EventFact& fact)
     return date && !Text::trimmed(*date).empty();
 }
 
-/// A person's events that the rules read, found in one pass over the events. Birth and death are
-/// the facts the duplicate finder uses.
-struct Events
-{
-    const EventFact* birth = nullptr;       ///< the first dated BIRT, else the christening
-    const EventFact* death = nullptr;       ///< the first dated DEAT, else the burial
-    const EventFact* burial = nullptr;      ///< the first BURI
-    const EventFact* christening = nullptr; ///< the first CHR, else the first BAPM
-    bool born = false;                      ///< the birth is a BIRT
-    bool died = false;                      ///< the death is a DEAT
-
-    explicit Events(const Person& person)
-    {
-        const EventFact* baptism = nullptr;
-        for (const EventFact& fact : person.events) {
-            const std::string_view tag = fact.tag();
-            if (tag.size() < 3 || tag.size() > 4)
-                continue;
-            auto first = [&](const EventFact*& slot) {
-                if (!slot)
-                    slot = &fact;
-            };
-            if (tag == "BIRT") {
-                if (!born && hasDate(fact)) {
-                    birth = &fact;
-                    born = true;
-                }
-            } else if (tag == "DEAT") {
-                if (!died && hasDate(fact)) {
-                    death = &fact;
-                    died = true;
-                }
-            } else if (tag == "BURI") {
-                first(burial);
-            } else if (tag == "CHR") {
-                first(christening);
-            } else if (tag == "BAPM") {
-                first(baptism);
-            }
-        }
-        if (!christening)
-            christening = baptism;
-        if (!born)
-            birth = christening;
-        if (!died)
-            death = burial;
-    }
-};
-
 /// The bounds the rules between people read, kept side by side for all people so that a
 /// relative's are one read away; NaN when absent.
 struct Bounds
@@ -104,13 +58,13 @@ std::string written(const EventFact* fact)
 }
 
 /// "born 1850", or "christened 1850" when the birth is known only from a christening.
-std::string birthText(const Events& events)
+std::string birthText(const LifeFacts& events)
 {
     return (events.born ? "born " : "christened ") + written(events.birth);
 }
 
 /// "died 1850", or "buried 1850" when the death is known only from a burial.
-std::string deathText(const Events& events)
+std::string deathText(const LifeFacts& events)
 {
     return (events.died ? "died " : "buried ") + written(events.death);
 }
@@ -200,7 +154,8 @@ class Finder
 {
 public:
     Finder(const TreeIndex& index, const ScanOptions& options)
-        : m_index(index), m_options(options), m_members(index)
+        : m_index(index), m_options(options), m_members(index),
+          m_year(options.currentYear ? *options.currentYear : Scanner::currentYear())
     {}
 
     std::vector<Issue> run()
@@ -208,7 +163,7 @@ public:
         m_bounds.reserve(m_index.people.size());
         m_born.reserve(m_index.people.size());
         for (const Person& person : m_index.people) {
-            const Events events(person);
+            const LifeFacts events(person);
             m_bounds.push_back({events.birth ? events.birth->low : absent,
                                 events.birth ? events.birth->high : absent,
                                 events.death ? events.death->high : absent});
@@ -235,7 +190,9 @@ public:
 
         for (std::uint32_t f = 0; f < m_index.families.size(); ++f) {
             marriage(f);
+            spouses(f);
             siblings(f);
+            childrenSpread(f);
         }
         return std::move(m_issues);
     }
@@ -251,11 +208,21 @@ private:
                             std::move(detail) + checkTheDates, std::move(records)});
     }
 
-    void add(const Person& person, const char* prefix, Severity severity, std::string title,
-             std::string detail)
+    Issue& add(const Person& person, const char* prefix, Severity severity, std::string title,
+               std::string detail)
     {
         add(prefix + std::string(person.xref), {std::string(person.xref)}, severity, std::move(title),
             std::move(detail));
+        return m_issues.back();
+    }
+
+    /// A finding about a family and two of its members.
+    void add(const Family& family, const Person& one, const Person& other, const char* prefix,
+             std::string title, std::string detail)
+    {
+        add(prefix + std::string(family.xref),
+            {std::string(family.xref), std::string(one.xref), std::string(other.xref)}, Severity::info,
+            std::move(title), std::move(detail));
     }
 
     /// A finding about two records: the parent and child, the person and family, or two siblings.
@@ -270,7 +237,7 @@ private:
     // absent bound is skipped.
     void ownEvents(const Person& person)
     {
-        const Events events(person);
+        const LifeFacts events(person);
         const auto birthLow = bound(events.birth, true), birthHigh = bound(events.birth, false);
         const auto deathLow = bound(events.death, true), deathHigh = bound(events.death, false);
         const auto burialHigh = bound(events.burial, false);
@@ -298,6 +265,25 @@ private:
             add(person, "imp-age-", Severity::warning, "Lived over " + std::to_string(years) + " years",
                 label() + birthText(events) + ", " + deathText(events));
         }
+        if (!events.deathRecorded && birthHigh && *birthHigh + m_options.maxLifespan < m_year)
+            probablyDead(person, events, *birthHigh);
+    }
+
+    // Family-tree programs treat a person with no death as living and hide them in exports: an
+    // undated "1 DEAT Y" is how the standard says that someone has died.
+    void probablyDead(const Person& person, const LifeFacts& events, double birthHigh)
+    {
+        const std::string label = recordLabel(person.record);
+        Issue& issue = add(person, "imp-alive-", Severity::info, "Probably no longer alive",
+                           label + ": " + birthText(events) + ", at least " + wholeYears(m_year - birthHigh) +
+                               " years ago, and no death or burial is recorded. Programs treat them as "
+                               "living until a death is recorded");
+        issue.fix = Fix{issue.id,
+                        "Record that they died (1 DEAT Y)",
+                        {Edit{Edit::Add{std::string(person.xref), std::nullopt, "DEAT", "Y",
+                                        person.events.back().nodeID()}}},
+                        {PreviewLine{label + " \u00B7 DEAT", std::nullopt, "Y"}},
+                        true};
     }
 
     // The age rules fire only when every reading of both dates agrees: too young takes the
@@ -315,8 +301,8 @@ private:
 
         if (parentLow && childHigh && *parentLow >= *childHigh) {
             add(parent.xref, child.xref, "imp-order-", Severity::error, "Born after their child",
-                recordLabel(parent.record) + ": " + birthText(Events(parent)) + ", after their child " +
-                    recordLabel(child.record) + ", " + birthText(Events(child)));
+                recordLabel(parent.record) + ": " + birthText(LifeFacts(parent)) + ", after their child " +
+                    recordLabel(child.record) + ", " + birthText(LifeFacts(child)));
         } else if (parentLow && childHigh && *childHigh - *parentLow < m_options.minParentAge) {
             add(parent.xref, child.xref, "imp-young-", Severity::warning, "Parent too young",
                 recordLabel(parent.record) + " was at most " + wholeYears(*childHigh - *parentLow) + when());
@@ -334,8 +320,8 @@ private:
         if (m_born[c] && deathHigh && childLow && *childLow >= *deathHigh + (mother ? 0 : 1))
             add(parent.xref, child.xref, "imp-afterdeath-", Severity::error,
                 mother ? "Born after the mother died" : "Born over a year after the father died",
-                recordLabel(parent.record) + ": " + deathText(Events(parent)) + ", before their child " +
-                    recordLabel(child.record) + ", born " + written(Events(child).birth));
+                recordLabel(parent.record) + ": " + deathText(LifeFacts(parent)) + ", before their child " +
+                    recordLabel(child.record) + ", born " + written(LifeFacts(child).birth));
     }
 
     /// The family's marriage against the birth and death of each spouse.
@@ -361,16 +347,70 @@ private:
             const auto label = [&] { return recordLabel(spouse.record) + ": "; };
             if (marriageHigh && birthLow && *marriageHigh <= *birthLow) {
                 add(spouse.xref, family.xref, "imp-marrborn-", Severity::error, "Married before being born",
-                    label() + birthText(Events(spouse)) + married());
+                    label() + birthText(LifeFacts(spouse)) + married());
             } else if (marriageHigh && birthLow && *marriageHigh - *birthLow < m_options.minParentAge) {
                 add(spouse.xref, family.xref, "imp-marryoung-", Severity::warning, "Married very young",
-                    label() + birthText(Events(spouse)) + married() + ", at most " +
+                    label() + birthText(LifeFacts(spouse)) + married() + ", at most " +
                         wholeYears(*marriageHigh - *birthLow) + " years old");
             }
             if (marriageLow && deathHigh && *marriageLow >= *deathHigh)
                 add(spouse.xref, family.xref, "imp-marrdied-", Severity::error, "Married after dying",
-                    label() + deathText(Events(spouse)) + married());
+                    label() + deathText(LifeFacts(spouse)) + married());
         }
+    }
+
+    /// Spouses whose births lie far apart, however the dates are read.
+    void spouses(std::uint32_t f)
+    {
+        const std::uint32_t h = m_members.husbands[f], w = m_members.wives[f];
+        if (h == none || w == none || h == w)
+            return;
+        const Bounds& husband = m_bounds[h];
+        const Bounds& wife = m_bounds[w];
+        if (std::isnan(husband.birthLow) || std::isnan(husband.birthHigh) || std::isnan(wife.birthLow) ||
+            std::isnan(wife.birthHigh))
+            return;
+        const double gap = std::max(husband.birthLow - wife.birthHigh, wife.birthLow - husband.birthHigh);
+        if (gap <= spouseGap)
+            return;
+        const Family& family = m_index.families[f];
+        add(family, m_index.people[h], m_index.people[w], "imp-spousegap-",
+            "Spouses born over 30 years apart",
+            recordLabel(family.record) + ": " + bornText(h) + ", and " + bornText(w) + ", at least " +
+                wholeYears(gap) + " years apart");
+    }
+
+    /// The family's earliest and latest births far apart, however the dates are read.
+    void childrenSpread(std::uint32_t f)
+    {
+        std::uint32_t earliest = none, latest = none;
+        for (std::uint32_t i = m_members.childrenFirst[f]; i < m_members.childrenFirst[f + 1]; ++i) {
+            const std::uint32_t c = m_members.children[i];
+            const Bounds& bounds = m_bounds[c];
+            if (std::isnan(bounds.birthLow) || std::isnan(bounds.birthHigh))
+                continue;
+            if (earliest == none || bounds.birthHigh < m_bounds[earliest].birthHigh)
+                earliest = c;
+            if (latest == none || bounds.birthLow > m_bounds[latest].birthLow)
+                latest = c;
+        }
+        if (earliest == none)
+            return;
+        const double gap = m_bounds[latest].birthLow - m_bounds[earliest].birthHigh;
+        if (gap <= childrenSpan)
+            return;
+        const Family& family = m_index.families[f];
+        add(family, m_index.people[earliest], m_index.people[latest], "imp-childspan-",
+            "Children born over 25 years apart",
+            recordLabel(family.record) + ": " + bornText(earliest) + ", and " + bornText(latest) +
+                ", at least " + wholeYears(gap) + " years apart");
+    }
+
+    /// "Mary Smith (@I4@), born 1850".
+    std::string bornText(std::uint32_t p) const
+    {
+        const Person& person = m_index.people[p];
+        return recordLabel(person.record) + ", " + birthText(LifeFacts(person));
     }
 
     /// Children of the family born on exact days too close together. Each birth is compared only
@@ -421,14 +461,15 @@ private:
             const Person& a = m_index.people[one.person];
             const Person& b = m_index.people[other.person];
             add(a.xref, b.xref, "imp-siblings-", Severity::warning, "Siblings born too close together",
-                recordLabel(a.record) + ": born " + written(Events(a).birth) + ", and their sibling " +
-                    recordLabel(b.record) + ", born " + written(Events(b).birth));
+                recordLabel(a.record) + ": born " + written(LifeFacts(a).birth) + ", and their sibling " +
+                    recordLabel(b.record) + ", born " + written(LifeFacts(b).birth));
         }
     }
 
     const TreeIndex& m_index;
     const ScanOptions& m_options;
     const Members m_members;
+    const int m_year;
     std::vector<Bounds> m_bounds; ///< of every person
     std::vector<bool> m_born;     ///< of every person: whether the birth is a BIRT, not a christening
     // Scratch for one family's children, kept to spare allocations.

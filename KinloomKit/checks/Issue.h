@@ -77,13 +77,15 @@ struct Edit
         std::int64_t node = 0;
         bool operator==(const Remove&) const = default;
     };
-    /// Add a line to a record, under a node or directly under the record.
+    /// Add a line to a record, under a node or directly under the record; after the line `after`
+    /// when it is there, else at the end (a record's CHAN block stays last).
     struct Add
     {
         std::string record;
         std::optional<std::int64_t> under;
         std::string tag;
         std::optional<std::string> value;
+        std::optional<std::int64_t> after;
         bool operator==(const Add&) const = default;
     };
     /// Merge the second record into the first.

@@ -521,7 +521,8 @@ private:
         issue.fix = Fix{
             id,
             "Add " + quoted(added) + " to " + recordLabel(other),
-            {Edit{Edit::Add{std::string(otherXref), std::nullopt, backTag, std::string(backValue)}}},
+            {Edit{Edit::Add{std::string(otherXref), std::nullopt, backTag, std::string(backValue),
+                            std::nullopt}}},
             {PreviewLine{recordLabel(other) + " \u00B7 " + backTag, std::nullopt, std::string(backValue)}},
             taken};
     }

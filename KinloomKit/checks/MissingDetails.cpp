@@ -1,6 +1,7 @@
 #include "checks/Checks.h"
 
 #include "changes/FixApplier.h"
+#include "checks/NameWords.h"
 #include "document/Text.h"
 
 #include <algorithm>
@@ -114,6 +115,194 @@ void surnameNotMarked(const Person& person, std::vector<Issue>& issues)
                     true};
 }
 
+/// The title a given name begins with ("Mrs.", "Rev"), as written; empty when it begins with none.
+std::string_view leadingTitle(std::string_view given)
+{
+    const std::string_view token = given.substr(0, std::min(given.find_first_of(" \t"), given.size()));
+    std::string_view bare = token;
+    if (bare.ends_with('.'))
+        bare.remove_suffix(1);
+    // Titles are short words of letters; most given names fail here without folding.
+    if (bare.empty() || bare.size() > 10)
+        return {};
+    std::string lower;
+    for (const char c : bare) {
+        if (c >= 'A' && c <= 'Z')
+            lower += static_cast<char>(c - 'A' + 'a');
+        else if (c >= 'a' && c <= 'z')
+            lower += c;
+        else if (static_cast<unsigned char>(c) < 0x80)
+            return {};
+        else {
+            const std::vector<std::string> folded = NameWords::words(bare);
+            if (folded.size() != 1)
+                return {};
+            lower = folded.front();
+            break;
+        }
+    }
+    return NameWords::isTitle(lower) ? token : std::string_view();
+}
+
+/// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX).
+/// The text with `title` and the blanks after it taken out, or none when it does not hold it.
+std::optional<std::string> withoutTitle(const std::string& text, std::string_view title)
+{
+    const std::size_t at = text.find(title);
+    if (at == std::string::npos)
+        return std::nullopt;
+    std::string without = text.substr(0, at);
+    if (const std::size_t rest = text.find_first_not_of(" \t", at + title.size()); rest != std::string::npos)
+        without += text.substr(rest);
+    return without;
+}
+
+/// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX), and
+/// leaves the given-name part (GIVN) too when that begins with it.
+void titleInName(const Person& person, std::vector<Issue>& issues)
+{
+    for (const PersonName& name : person.names) {
+        const std::string_view title = leadingTitle(name.given);
+        if (title.empty())
+            continue;
+        std::optional<NodeView> line;
+        for (NodeView child : person.record.children()) {
+            if (child.id() == name.nodeID)
+                line = child;
+        }
+        if (!line)
+            return;
+        const std::string value = line->fullValue();
+        const std::optional<std::string> without = withoutTitle(value, title);
+        if (!without)
+            return;
+
+        const std::string label = recordLabel(person.record);
+        const std::string context = label + " \u00B7 NAME";
+        const std::string id = "miss-title-" + std::string(person.xref);
+        Fix fix{id,
+                "Write as " + quoted(*without) + " with the prefix " + quoted(title),
+                {Edit{Edit::SetValue{name.nodeID, value, *without}}},
+                {PreviewLine{context, value, *without}},
+                true};
+        for (NodeView part : line->children()) {
+            if (part.tag() != "GIVN")
+                continue;
+            const std::string given = part.fullValue();
+            if (leadingTitle(Text::trimmed(given)) != title)
+                continue;
+            const std::optional<std::string> rest = withoutTitle(given, title);
+            if (!rest)
+                continue;
+            if (Text::trimmed(*rest).empty())
+                fix.edits.emplace_back(Edit::Remove{part.id()});
+            else
+                fix.edits.emplace_back(Edit::SetValue{part.id(), given, *rest});
+            fix.preview.push_back({context + " GIVN", given,
+                                   Text::trimmed(*rest).empty() ? std::nullopt : std::optional(*rest)});
+        }
+        fix.edits.emplace_back(
+            Edit::Add{std::string(person.xref), name.nodeID, "NPFX", std::string(title), std::nullopt});
+        fix.preview.push_back({context + " NPFX", std::nullopt, std::string(title)});
+
+        Issue& issue = issues.emplace_back(Issue{id,
+                                                 IssueCategory::missing,
+                                                 Severity::info,
+                                                 "Title written in the name",
+                                                 context + ": " + quoted(value) + " begins with the title " +
+                                                     quoted(title) +
+                                                     ", which GEDCOM keeps apart as the name prefix (NPFX).",
+                                                 {std::string(person.xref)}});
+        issue.fix = std::move(fix);
+        return;
+    }
+}
+
+/// A surname as compared: folded, and nothing when it is a placeholder ("Unknown", "LIVING").
+std::string comparedSurname(const PersonName& name)
+{
+    if (!name.surname || NameWords::isPlaceholderName(*name.surname))
+        return {};
+    std::string joined;
+    for (const std::string& word : NameWords::words(*name.surname))
+        joined += (joined.empty() ? "" : " ") + word;
+    return joined;
+}
+
+/// Whether two surnames can fold to the same: most couples' differ in their first letter already,
+/// which spares folding them.
+bool maySurnamesMatch(std::string_view one, std::string_view other)
+{
+    const auto first = [](std::string_view text) {
+        const auto at = std::find_if(text.begin(), text.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                   static_cast<unsigned char>(c) >= 0x80;
+        });
+        return at == text.end() ? '\0' : static_cast<char>(*at | 0x20);
+    };
+    const char a = first(one), b = first(other);
+    return a == b || static_cast<unsigned char>(a) >= 0x80 || static_cast<unsigned char>(b) >= 0x80;
+}
+
+const PersonName* firstSurnamed(const Person& person)
+{
+    for (const PersonName& name : person.names) {
+        if (name.surname)
+            return &name;
+    }
+    return nullptr;
+}
+
+/// The couple's notes: a wife under her husband's surname, and roles against the recorded sex.
+void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& issues)
+{
+    const Person* husband = family.husband ? index.person(*family.husband) : nullptr;
+    const Person* wife = family.wife ? index.person(*family.wife) : nullptr;
+    const auto familyLabel = [&] { return recordLabel(family.record); };
+
+    const PersonName* his = husband && wife && husband != wife ? firstSurnamed(*husband) : nullptr;
+    const PersonName* hers = his ? firstSurnamed(*wife) : nullptr;
+    if (hers && maySurnamesMatch(*his->surname, *hers->surname)) {
+        const std::string surname = comparedSurname(*his);
+        // A wife who also has a NAME with another surname has her own recorded as well.
+        const bool same = !surname.empty() && comparedSurname(*hers) == surname &&
+                          std::all_of(wife->names.begin(), wife->names.end(), [&](const PersonName& name) {
+                              return !name.surname || comparedSurname(name) == surname;
+                          });
+        if (same)
+            issues.push_back({"miss-marname-" + std::string(family.xref),
+                              IssueCategory::missing,
+                              Severity::info,
+                              "Wife recorded under her husband\u2019s surname",
+                              familyLabel() + ": " + recordLabel(wife->record) + " has the surname " +
+                                  quoted(*hers->surname) + ", as her husband " +
+                                  recordLabel(husband->record) +
+                                  " does. Many trees record a wife under the surname she was born with, and "
+                                  "her married name as a second NAME.",
+                              {std::string(family.xref), std::string(wife->xref)}});
+    }
+
+    // GEDCOM 7 gives the two roles no sex, so only older files are looked at.
+    if (index.v7)
+        return;
+    for (const auto& [person, isHusband] : {std::pair{husband, true}, std::pair{wife, false}}) {
+        const std::string_view wrong = isHusband ? "F" : "M";
+        const auto sex = person ? person->sexValue() : std::nullopt;
+        // Most SEX values are one letter as written; only others need trimming and upper-casing.
+        if (!sex ||
+            (sex->size() == 1 ? *sex != wrong && (*sex)[0] != (wrong[0] | 0x20) : person->sex() != wrong))
+            continue;
+        issues.push_back({"miss-role-" + std::string(person->xref) + "-" + std::string(family.xref),
+                          IssueCategory::missing,
+                          Severity::info,
+                          isHusband ? "Husband recorded as female" : "Wife recorded as male",
+                          familyLabel() + ": " + recordLabel(person->record) + " is the " +
+                              (isHusband ? "husband (HUSB)" : "wife (WIFE)") + " but has SEX " +
+                              std::string(wrong) + ".",
+                          {std::string(person->xref), std::string(family.xref)}});
+    }
+}
+
 } // namespace
 
 std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
@@ -158,11 +347,12 @@ std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
             Issue& issue = add(person, "miss-sex-", Severity::warning, "Sex not recorded",
                                label + " has no SEX line." + roleSentence(role));
             if (const auto sex = sexByRole(role))
-                issue.fix = Fix{issue.id,
-                                "Add " + quoted("SEX " + *sex),
-                                {Edit{Edit::Add{std::string(person.xref), std::nullopt, "SEX", *sex}}},
-                                {PreviewLine{label + " \u00B7 SEX", std::nullopt, *sex}},
-                                true};
+                issue.fix =
+                    Fix{issue.id,
+                        "Add " + quoted("SEX " + *sex),
+                        {Edit{Edit::Add{std::string(person.xref), std::nullopt, "SEX", *sex, std::nullopt}}},
+                        {PreviewLine{label + " \u00B7 SEX", std::nullopt, *sex}},
+                        true};
         } else if (const auto written = person.sexValue();
                    !written || (*written != "M" && *written != "F" && !(index.v7 && *written == "X"))) {
             const NodeView line = person.record.at(person.sexOffset);
@@ -192,7 +382,10 @@ std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
 
         if (!person.names.empty() && person.names.front().value.find('/') == std::string_view::npos)
             surnameNotMarked(person, issues);
+        titleInName(person, issues);
     }
+    for (const Family& family : index.families)
+        couple(index, family, issues);
     return issues;
 }
 

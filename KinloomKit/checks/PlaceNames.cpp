@@ -226,6 +226,7 @@ public:
             else
                 extraSpaces(m_spellings[members.front()], issues);
         }
+        datesAsPlaces(issues);
         return issues;
     }
 
@@ -359,6 +360,61 @@ private:
                             {Edit{Edit::SetValue{spelling.nodeIDs[i], std::string(spelling.text), target}}},
                             {PreviewLine{context, std::string(spelling.text), target}},
                             false};
+            issues.push_back(std::move(issue));
+        }
+    }
+
+    /// Places that are dates ("12 MAR 1890", "1890"), in file order. When the event has no date
+    /// the place moves to it.
+    void datesAsPlaces(std::vector<Issue>& issues) const
+    {
+        const bool v7 = std::holds_alternative<GedcomVersion::V7>(m_document.version().value);
+        std::vector<std::pair<std::int64_t, std::uint32_t>> found; // node, owner
+        for (const Spelling& spelling : m_spellings) {
+            // Every date has a year; nearly every place has no digit and is not read at all.
+            if (std::none_of(spelling.text.begin(), spelling.text.end(),
+                             [](char c) { return c >= '0' && c <= '9'; }))
+                continue;
+            if (!GedcomDates::range(spelling.text, NumericDateOrder::automatic, v7))
+                continue;
+            for (std::size_t i = 0; i < spelling.nodeIDs.size(); ++i)
+                found.emplace_back(spelling.nodeIDs[i], spelling.owners[i]);
+        }
+        std::sort(found.begin(), found.end());
+        for (const auto& [node, position] : found) {
+            const NodeView record = owner(position);
+            const std::vector<NodeView> path = pathTo(record, node);
+            const NodeView line = path.back();
+            const std::string value = line.fullValue();
+            const std::string written(Text::trimmed(value));
+            const std::string id = "place-date-" + std::to_string(node);
+            const std::string context = recordLabel(record) + " \u00B7 " + tagPath(record, node);
+            Issue issue{id,
+                        IssueCategory::places,
+                        Severity::warning,
+                        "Place that looks like a date",
+                        context + ": " + quoted(written) + " is a date, not a place.",
+                        {std::string(record.xref().value_or(std::string_view()))}};
+            // The event is the line above the place, when that is not the record itself.
+            const std::optional<NodeView> event =
+                path.size() > 2 ? std::optional(path[path.size() - 2]) : std::nullopt;
+            bool dated = false;
+            if (event) {
+                for (NodeView child : event->children())
+                    dated = dated || child.tag() == "DATE";
+            }
+            if (event && !dated && record.xref()) {
+                const std::string eventContext =
+                    recordLabel(record) + " \u00B7 " + tagPath(record, event->id());
+                issue.fix = Fix{id,
+                                "Move it to the date",
+                                {Edit{Edit::Remove{node}},
+                                 Edit{Edit::Add{std::string(record.xref().value_or(std::string_view())),
+                                                event->id(), "DATE", written, std::nullopt}}},
+                                {PreviewLine{context, value, std::nullopt},
+                                 PreviewLine{eventContext + " DATE", std::nullopt, written}},
+                                true};
+            }
             issues.push_back(std::move(issue));
         }
     }

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <future>
+#include <limits>
 
 namespace kinloom {
 using Text::isBlank;
@@ -191,13 +193,210 @@ std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOr
     }
     std::stable_sort(styles.begin(), styles.end(),
                      [](const DateStyleCount& a, const DateStyleCount& b) { return a.count > b.count; });
-    if (styles.size() >= 2) {
-        std::string detail;
-        for (const DateStyleCount& count : styles)
-            detail += (detail.empty() ? "" : "; ") + count.style + ": " + std::to_string(count.count);
-        issues.push_back({"date-styles", IssueCategory::dateFormats, Severity::info,
-                          "Dates are written " + std::to_string(styles.size()) + " ways",
-                          detail + ". The fixes below write every date the standard way."});
+    return issues;
+}
+
+/// The finding that says the file writes dates several ways, after the others of its category.
+std::optional<Issue> styleSummary(const std::vector<DateStyleCount>& styles)
+{
+    if (styles.size() < 2)
+        return std::nullopt;
+    std::string detail;
+    for (const DateStyleCount& count : styles)
+        detail += (detail.empty() ? "" : "; ") + count.style + ": " + std::to_string(count.count);
+    return Issue{"date-styles", IssueCategory::dateFormats, Severity::info,
+                 "Dates are written " + std::to_string(styles.size()) + " ways",
+                 detail + ". The fixes below write every date the standard way."};
+}
+
+// Two-digit years. The dates beside one decide its century, when they all lie in the years a
+// family tree usually covers: in a tree of ancient dates a short year may be meant as written.
+constexpr double earliestUsualYear = 1000;
+constexpr double latestUsualYear = 2100;
+
+/// Where the years written with one or two digits stand among a standard value's pieces: the last
+/// piece of a date with no era after it.
+std::vector<std::size_t> shortYearPieces(const std::vector<std::string_view>& pieces)
+{
+    std::vector<std::size_t> found;
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const std::string_view piece = pieces[i];
+        if (piece.empty() || piece.size() > 2 ||
+            !std::all_of(piece.begin(), piece.end(), [](char c) { return c >= '0' && c <= '9'; }))
+            continue;
+        const std::string_view next = i + 1 < pieces.size() ? pieces[i + 1] : std::string_view();
+        if (next.empty() || next == "AND" || next == "TO" || next.front() == '(')
+            found.push_back(i);
+    }
+    return found;
+}
+
+std::vector<std::string_view> blankPieces(std::string_view value)
+{
+    std::vector<std::string_view> pieces;
+    for (std::size_t start = 0; start <= value.size();) {
+        const std::size_t end = std::min(value.find(' ', start), value.size());
+        pieces.push_back(value.substr(start, end - start));
+        start = end + 1;
+    }
+    return pieces;
+}
+
+/// Where a fact stands in a life: births and christenings first, deaths and what follows them
+/// last, everything else between.
+enum class LifeStage : std::uint8_t
+{
+    start,
+    during,
+    end
+};
+
+LifeStage stageOf(std::string_view tag)
+{
+    if (tag == "BIRT" || tag == "CHR" || tag == "BAPM")
+        return LifeStage::start;
+    if (tag == "DEAT" || tag == "BURI" || tag == "CREM" || tag == "PROB")
+        return LifeStage::end;
+    return LifeStage::during;
+}
+
+struct OtherDate
+{
+    DateRange range;
+    LifeStage stage = LifeStage::during;
+};
+
+/// How far apart two spans lie, in years; 0 when they meet. Open ends are left out.
+double distance(const DateRange& a, const DateRange& b)
+{
+    double apart = 0;
+    if (a.low && b.high)
+        apart = std::max(apart, *a.low - *b.high);
+    if (b.low && a.high)
+        apart = std::max(apart, *b.low - *a.high);
+    return apart;
+}
+
+/// A finding for a DATE of one record whose year has one or two digits, when the record's other
+/// dates (`others`) all lie in the usual years.
+void shortYear(const EventFact& fact, const std::vector<OtherDate>& others, NodeView record, bool v7,
+               double maxLifespan, std::vector<Issue>& issues)
+{
+    const std::string_view value = fact.date().value_or("");
+    if (!GedcomDates::readStandard(value, v7))
+        return;
+    std::vector<std::string_view> pieces = blankPieces(value);
+    const std::vector<std::size_t> years = shortYearPieces(pieces);
+    if (years.empty() || others.empty())
+        return;
+    for (const OtherDate& other : others) {
+        const DateRange& range = other.range;
+        if ((range.low && (*range.low < earliestUsualYear || *range.low > latestUsualYear)) ||
+            (range.high && (*range.high < earliestUsualYear || *range.high > latestUsualYear)))
+            return;
+    }
+
+    // The century that puts the date nearest the others, all of them within a lifespan of it and
+    // none out of the order of a life (a death before the birth).
+    const LifeStage stage = stageOf(fact.tag());
+    std::optional<std::string> best;
+    double bestDistance = maxLifespan;
+    for (int century = static_cast<int>(earliestUsualYear) / 100; century < latestUsualYear / 100;
+         ++century) {
+        std::string candidate;
+        for (std::size_t i = 0; i < pieces.size(); ++i) {
+            if (i > 0)
+                candidate += ' ';
+            if (std::find(years.begin(), years.end(), i) != years.end())
+                candidate += std::to_string(century * 100 + std::stoi(std::string(pieces[i])));
+            else
+                candidate += pieces[i];
+        }
+        const std::optional<DateRange> range = GedcomDates::readStandard(candidate, v7);
+        if (!range)
+            continue;
+        double farthest = 0;
+        for (const OtherDate& other : others) {
+            const DateRange& at = other.range;
+            if ((stage < other.stage && at.high && range->low && *at.high <= *range->low) ||
+                (stage > other.stage && range->high && at.low && *range->high <= *at.low))
+                farthest = std::numeric_limits<double>::infinity();
+            farthest = std::max(farthest, distance(*range, at));
+        }
+        if (farthest <= bestDistance && (!best || farthest < bestDistance)) {
+            best = std::move(candidate);
+            bestDistance = farthest;
+        }
+    }
+
+    const std::int64_t node = *fact.dateNodeID();
+    const std::string id = "date-century-" + std::to_string(node);
+    const std::string context = recordLabel(record) + " \u00B7 " + tagPath(record, node);
+    Issue issue{id,
+                IssueCategory::dateFormats,
+                Severity::warning,
+                "Year written with two digits",
+                context + ": " + quoted(value) +
+                    (best ? " leaves the century out; the other dates put it at " + quoted(*best) + "."
+                          : " leaves the century out, and the other dates do not tell which."),
+                recordsOf(record)};
+    if (best) {
+        const std::vector<std::string_view> written = blankPieces(*best);
+        issue.fix = Fix{id,
+                        "Write the year as " + std::string(written[years.front()]),
+                        {Edit{Edit::SetValue{node, fact.node.at(fact.dateOffset).fullValue(), *best}}},
+                        {PreviewLine{context, std::string(value), *best}},
+                        true};
+    }
+    issues.push_back(std::move(issue));
+}
+
+/// A fact whose date may hold a short year: one of its bounds lies before the usual years.
+bool mayHoldShortYear(const EventFact& fact)
+{
+    return fact.dateOffset && (fact.low < earliestUsualYear || fact.high < earliestUsualYear);
+}
+
+void addRange(const EventFact* fact, const EventFact* except, LifeStage stage, std::vector<OtherDate>& others)
+{
+    if (!fact || fact == except || !fact->dateOffset)
+        return;
+    if (auto range = fact->range(); range && (range->low || range->high))
+        others.push_back({*range, stage});
+}
+
+/// Years written with one or two digits in the dates of people, then of families.
+std::vector<Issue> shortYearChecks(const TreeIndex& index, double maxLifespan)
+{
+    std::vector<Issue> issues;
+    std::vector<OtherDate> others;
+    for (const Person& person : index.people) {
+        for (const EventFact& fact : person.events) {
+            if (!mayHoldShortYear(fact))
+                continue;
+            others.clear();
+            for (const EventFact& other : person.events)
+                addRange(&other, &fact, stageOf(other.tag()), others);
+            shortYear(fact, others, person.record, index.v7, maxLifespan, issues);
+        }
+    }
+    for (const Family& family : index.families) {
+        for (const EventFact& fact : family.events) {
+            if (!mayHoldShortYear(fact))
+                continue;
+            // A family's own dates are few: the spouses' births and deaths count too.
+            others.clear();
+            for (const EventFact& other : family.events)
+                addRange(&other, &fact, LifeStage::during, others);
+            for (const auto& spouse : {family.husband, family.wife}) {
+                if (const Person* person = spouse ? index.person(*spouse) : nullptr) {
+                    const LifeFacts facts(*person);
+                    addRange(facts.birth, nullptr, LifeStage::start, others);
+                    addRange(facts.death, nullptr, LifeStage::end, others);
+                }
+            }
+            shortYear(fact, others, family.record, index.v7, maxLifespan, issues);
+        }
     }
     return issues;
 }
@@ -251,6 +450,14 @@ private:
 } // namespace
 
 namespace Scanner {
+
+int currentYear()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return local.tm_year + 1900;
+}
 
 ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads,
                 const ProgressCallback& progress)
@@ -313,6 +520,10 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     // The checks in their fixed order.
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
+    std::vector<Issue> shortYears = shortYearChecks(*index, options.maxLifespan);
+    std::move(shortYears.begin(), shortYears.end(), std::back_inserter(dateIssues));
+    if (auto summary = styleSummary(stats.dateStyles))
+        dateIssues.push_back(std::move(*summary));
     checks.push_back(std::move(dateIssues));
     stages.reach(Stages::impossibleDates);
     checks.push_back(Checks::impossibleDates(*index, options));

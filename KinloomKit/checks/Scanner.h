@@ -22,6 +22,9 @@ struct ScanOptions
     double maxFatherAge = 80.0;
     double maxLifespan = 120.0;
     double duplicateThreshold = 0.65;
+    /// The year the checks take as now; unset takes it from the system clock. Not a setting, so
+    /// not stored.
+    std::optional<int> currentYear;
 
     /// JSON with the field names as keys and the numeric order as its raw value.
     [[nodiscard]] std::string toJSON() const;
@@ -68,6 +71,9 @@ struct ScanResult
 };
 
 namespace Scanner {
+
+/// This year by the system clock, in local time.
+[[nodiscard]] int currentYear();
 
 /// Runs every check in the fixed order: file, date formats, impossible dates, places, missing
 /// details, links and records, duplicates. Never changes the document. `threads` 1 runs

@@ -86,9 +86,9 @@ TEST(ScannerTest, StatisticsAndOrder)
     // details, links and records.
     EXPECT_EQ(ids(result),
               (std::vector<std::string>{"file-line-13", "date-16", "date-21", "date-styles", "imp-death-@I1@",
-                                        "miss-sex-@I1@", "miss-name-@I2@", "miss-sex-@I2@", "link-alone-@I1@",
-                                        "link-alone-@I2@", "link-emptyfam-@F1@", "link-unused-@S1@",
-                                        "link-unused-@N1@"}));
+                                        "imp-alive-@I2@", "miss-sex-@I1@", "miss-name-@I2@", "miss-sex-@I2@",
+                                        "link-alone-@I1@", "link-alone-@I2@", "link-emptyfam-@F1@",
+                                        "link-unused-@S1@", "link-unused-@N1@"}));
 
     ScanOptions monthFirst;
     monthFirst.numericOrder = NumericDateOrder::monthFirst;
@@ -232,7 +232,9 @@ TEST(ScannerTest, ImpossibleDatesOfOnePerson)
                            "0 @I6@ INDI\n1 BIRT\n2 DATE 1800\n1 DEAT\n2 DATE 1920\n"
                            "0 @I7@ INDI\n1 BIRT\n2 DATE 1900\n1 DEAT\n2 DATE 1900\n"
                            "0 @I8@ INDI\n1 BIRT\n2 DATE AFT 1900\n1 DEAT\n2 DATE BEF 1800\n");
-    const ScanResult result = Scanner::scan(document);
+    // Long enough ago that nobody is taken for dead for want of a death.
+    const ScanOptions longAgo{.currentYear = 1};
+    const ScanResult result = Scanner::scan(document, longAgo);
     EXPECT_EQ(ids(result, IssueCategory::impossibleDates),
               (std::vector<std::string>{"imp-death-@I1@", "imp-burial-@I2@", "imp-chr-@I3@", "imp-age-@I5@",
                                         "imp-death-@I8@"}));
@@ -247,9 +249,16 @@ TEST(ScannerTest, ImpossibleDatesOfOnePerson)
     EXPECT_EQ(result.issues[3].title, "Lived over 120 years");
     EXPECT_EQ(result.issues[3].severity, Severity::warning);
 
-    ScanOptions shorter;
+    ScanOptions shorter = longAgo;
     shorter.maxLifespan = 100;
     EXPECT_EQ(Scanner::scan(document, shorter).issues[3].title, "Lived over 100 years");
+    // The year reaches the checks that need it.
+    ScanOptions now = shorter;
+    now.currentYear = 2026;
+    const std::vector<std::string> found = ids(Scanner::scan(document, now), IssueCategory::impossibleDates);
+    EXPECT_EQ(std::count_if(found.begin(), found.end(),
+                            [](const std::string& id) { return id.starts_with("imp-alive-"); }),
+              2);
     EXPECT_EQ(Scanner::scan(GedcomReader::read("0 HEAD\n0 TRLR\n")).issues, std::vector<Issue>{});
 }
 
@@ -262,4 +271,77 @@ TEST(ScannerTest, SameResultOnOneThreadOrTwo)
         EXPECT_EQ(Scanner::scan(document, {}, 2), one);
         EXPECT_EQ(Scanner::scan(document), one);
     }
+}
+
+// A year of one or two digits takes the century that the record's other dates point to.
+TEST(ScannerTest, YearsWrittenWithTwoDigits)
+{
+    struct Row
+    {
+        const char* situation;
+        const char* record; // a person, or a family with a husband @H@ born 1880
+        const char* fixed;  // the value written with its century; "" when none fits, nullptr: no finding
+    };
+    const std::vector<Row> rows = {
+        {"a birth with a death long after", "0 @P@ INDI\n1 BIRT\n2 DATE 12 MAR 22\n1 DEAT\n2 DATE 1990\n",
+         "12 MAR 1922"},
+        {"a death after the birth, not just before it",
+         "0 @P@ INDI\n1 BIRT\n2 DATE 1840\n1 DEAT\n2 DATE 5 JAN 02\n", "5 JAN 1902"},
+        {"a birth before the death, not just after it",
+         "0 @P@ INDI\n1 BIRT\n2 DATE 98\n1 DEAT\n2 DATE 1902\n", "1898"},
+        {"both ends of a range", "0 @P@ INDI\n1 BIRT\n2 DATE BET 22 AND 25\n1 CHR\n2 DATE 1925\n",
+         "BET 1922 AND 1925"},
+        {"a qualified date", "0 @P@ INDI\n1 RESI\n2 DATE ABT 5\n1 BIRT\n2 DATE 1880\n", "ABT 1905"},
+        {"the other dates too far apart for any century",
+         "0 @P@ INDI\n1 BIRT\n2 DATE 50\n1 CHR\n2 DATE 1800\n1 RESI\n2 DATE 1990\n", ""},
+        {"a marriage beside the spouse's birth",
+         "0 @H@ INDI\n1 BIRT\n2 DATE 1880\n0 @F@ FAM\n1 HUSB @H@\n1 MARR\n2 DATE 05\n", "1905"},
+        {"no other date", "0 @P@ INDI\n1 BIRT\n2 DATE 22\n", nullptr},
+        {"ancient dates beside it", "0 @P@ INDI\n1 BIRT\n2 DATE 22\n1 DEAT\n2 DATE 79\n", nullptr},
+        {"an era", "0 @P@ INDI\n1 BIRT\n2 DATE 22 B.C.\n1 DEAT\n2 DATE 1990\n", nullptr},
+        {"four digits", "0 @P@ INDI\n1 BIRT\n2 DATE 0022\n1 DEAT\n2 DATE 1990\n", nullptr},
+        {"a day, not a year", "0 @P@ INDI\n1 BIRT\n2 DATE 22 MAR 1922\n1 DEAT\n2 DATE 1990\n", nullptr},
+        {"not written the standard way", "0 @P@ INDI\n1 BIRT\n2 DATE 12 mar 22\n1 DEAT\n2 DATE 1990\n",
+         nullptr},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.situation);
+        const GedcomDocument document = GedcomReader::read(std::string("0 HEAD\n") + row.record);
+        std::vector<const Issue*> found;
+        const ScanResult result = Scanner::scan(document, {.currentYear = 2026});
+        for (const Issue& issue : result.issues) {
+            if (issue.id.starts_with("date-century-"))
+                found.push_back(&issue);
+        }
+        if (!row.fixed) {
+            EXPECT_TRUE(found.empty());
+            continue;
+        }
+        ASSERT_EQ(found.size(), 1u);
+        EXPECT_EQ(found[0]->title, "Year written with two digits");
+        EXPECT_EQ(found[0]->severity, Severity::warning);
+        if (!*row.fixed) {
+            EXPECT_FALSE(found[0]->fix);
+            continue;
+        }
+        ASSERT_TRUE(found[0]->fix);
+        const auto* edit = std::get_if<Edit::SetValue>(&found[0]->fix->edits.at(0).value);
+        ASSERT_NE(edit, nullptr);
+        EXPECT_EQ(edit->to, row.fixed);
+        EXPECT_TRUE(found[0]->fix->needsReview);
+        const ApplyResult applied = FixApplier::apply({*found[0]->fix}, document, 1);
+        EXPECT_EQ(findIssue(Scanner::scan(applied.document, {.currentYear = 2026}), found[0]->id), nullptr);
+    }
+
+    const GedcomDocument document = GedcomReader::read(
+        "0 HEAD\n0 @P@ INDI\n1 NAME Al /Lee/\n1 BIRT\n2 DATE 12 MAR 22\n1 DEAT\n2 DATE 1990\n");
+    const ScanResult result = Scanner::scan(document);
+    const Issue* issue = findIssue(result, "date-century-5");
+    ASSERT_NE(issue, nullptr);
+    EXPECT_EQ(issue->detail,
+              "Al Lee (@P@) \u00B7 BIRT DATE: \u201C12 MAR 22\u201D leaves the century out; the other "
+              "dates put it at \u201C12 MAR 1922\u201D.");
+    EXPECT_EQ(issue->fix->title, "Write the year as 1922");
+    EXPECT_EQ(issue->fix->preview,
+              (std::vector<PreviewLine>{{"Al Lee (@P@) \u00B7 BIRT DATE", "12 MAR 22", "12 MAR 1922"}}));
 }

@@ -238,9 +238,32 @@ struct Span
     double high = 0;
 };
 
-/// One date from its pieces, read from the end: [day] [month] year [epoch].
-std::optional<Span> readSingle(const std::string_view* pieces, std::size_t count, bool v7)
+/// Whether a piece names a calendar whose dates are read with the Gregorian numbers.
+bool isReckonedCalendar(std::string_view piece)
 {
+    switch (piece.size()) {
+    case 6:
+        return piece == "JULIAN";
+    case 9:
+        return piece == "GREGORIAN";
+    case 10:
+        return piece == "@#DJULIAN@";
+    case 13:
+        return piece == "@#DGREGORIAN@";
+    default:
+        return false;
+    }
+}
+
+/// One date from its pieces, read from the end: [calendar] [day] [month] year [epoch]. The
+/// calendar is taken only where `calendarAllowed` (not after one written before the whole value).
+std::optional<Span> readSingle(const std::string_view* pieces, std::size_t count, bool v7,
+                               bool calendarAllowed = true)
+{
+    if (count > 1 && calendarAllowed && isReckonedCalendar(pieces[0])) {
+        ++pieces;
+        --count;
+    }
     if (count == 0)
         return std::nullopt;
     bool beforeChrist = false;
@@ -300,24 +323,35 @@ std::optional<Span> readSingle(const std::string_view* pieces, std::size_t count
     return span;
 }
 
-std::string_view withoutCalendarPrefix(std::string_view value)
+/// The value without a calendar written before all of it ("@#DJULIAN@ ABT 1700"), and whether
+/// there was one.
+std::string_view withoutCalendarPrefix(std::string_view value, bool& stripped)
 {
     if (value.empty() || (value[0] != '@' && value[0] != 'G' && value[0] != 'J'))
         return value;
     for (const std::string_view prefix : {"@#DGREGORIAN@ "sv, "@#DJULIAN@ "sv, "GREGORIAN "sv, "JULIAN "sv}) {
-        if (value.starts_with(prefix))
+        if (value.starts_with(prefix)) {
+            stripped = true;
             return value.substr(prefix.size());
+        }
     }
     return value;
 }
 
-// A readable value has at most ten pieces (BET, four, AND, four); only an INT phrase has more,
-// and it needs no more than the pieces before its "(".
+/// The words after which a date begins.
+constexpr std::string_view dateKeywords[] = {"ABT", "CAL", "EST", "BEF", "AFT",
+                                             "TO",  "INT", "BET", "AND", "FROM"};
+
+// A readable value has at most twelve pieces (BET, calendar and four, AND, calendar and four);
+// only an INT phrase has more, and it needs no more than the pieces before its "(".
 constexpr std::size_t maxPieces = 16;
 
 std::optional<DateRange> readGrammar(std::string_view value, bool v7)
 {
-    value = withoutCalendarPrefix(value);
+    // Each date may carry its own calendar, unless one stands before the whole value.
+    bool calendarBefore = false;
+    value = withoutCalendarPrefix(value, calendarBefore);
+    const bool calendarAllowed = !calendarBefore;
 
     // Split at every blank; an empty piece anywhere (leading, trailing or doubled blank) spoils
     // the whole value, so the scan goes on past the pieces it keeps.
@@ -344,7 +378,7 @@ std::optional<DateRange> readGrammar(std::string_view value, bool v7)
             return std::nullopt;
         for (std::size_t i = 1; i < count; ++i) {
             if (pieces[i].front() == '(') {
-                const std::optional<Span> date = readSingle(rest, i - 1, false);
+                const std::optional<Span> date = readSingle(rest, i - 1, false, calendarAllowed);
                 if (!date)
                     return std::nullopt;
                 return DateRange{date->low, date->high};
@@ -359,7 +393,7 @@ std::optional<DateRange> readGrammar(std::string_view value, bool v7)
     case packed("ABT"):
     case packed("EST"):
     case packed("CAL"): {
-        const std::optional<Span> date = readSingle(rest, restCount, v7);
+        const std::optional<Span> date = readSingle(rest, restCount, v7, calendarAllowed);
         if (!date)
             return std::nullopt;
         const double margin = head == packed("CAL") ? 1 : 2;
@@ -367,13 +401,13 @@ std::optional<DateRange> readGrammar(std::string_view value, bool v7)
     }
     case packed("BEF"):
     case packed("TO"): {
-        const std::optional<Span> date = readSingle(rest, restCount, v7);
+        const std::optional<Span> date = readSingle(rest, restCount, v7, calendarAllowed);
         if (!date)
             return std::nullopt;
         return DateRange{std::nullopt, date->low};
     }
     case packed("AFT"): {
-        const std::optional<Span> date = readSingle(rest, restCount, v7);
+        const std::optional<Span> date = readSingle(rest, restCount, v7, calendarAllowed);
         if (!date)
             return std::nullopt;
         return DateRange{date->high, std::nullopt};
@@ -387,19 +421,20 @@ std::optional<DateRange> readGrammar(std::string_view value, bool v7)
         if (split == count) {
             if (head == packed("BET"))
                 return std::nullopt;
-            const std::optional<Span> date = readSingle(rest, restCount, v7);
+            const std::optional<Span> date = readSingle(rest, restCount, v7, calendarAllowed);
             if (!date)
                 return std::nullopt;
             return DateRange{date->high, std::nullopt};
         }
-        const std::optional<Span> first = readSingle(rest, split - 1, v7);
-        const std::optional<Span> second = readSingle(pieces.data() + split + 1, count - split - 1, v7);
+        const std::optional<Span> first = readSingle(rest, split - 1, v7, calendarAllowed);
+        const std::optional<Span> second =
+            readSingle(pieces.data() + split + 1, count - split - 1, v7, calendarAllowed);
         if (!first || !second || second->low < first->low)
             return std::nullopt;
         return DateRange{first->low, second->high};
     }
     default: {
-        const std::optional<Span> date = readSingle(pieces.data(), count, v7);
+        const std::optional<Span> date = readSingle(pieces.data(), count, v7, calendarAllowed);
         if (!date)
             return std::nullopt;
         return DateRange{date->low, date->high};
@@ -1048,14 +1083,45 @@ DateReading read(std::string_view value, bool v7, NumericDateOrder order)
 
 bool isOtherCalendar(std::string_view value)
 {
-    if (value.starts_with("@#D") && !value.starts_with("@#DGREGORIAN@") && !value.starts_with("@#DJULIAN@"))
-        return true;
-    const std::size_t start = value.find_first_not_of(' ');
-    if (start == std::string_view::npos)
-        return false;
-    const std::string_view rest = value.substr(start);
-    const std::string_view word = rest.substr(0, rest.find(' '));
-    return word == "HEBREW" || word == "FRENCH_R" || (word.size() > 1 && word.front() == '_');
+    const auto isEscape = [](std::string_view word) {
+        return word.starts_with("@#D") && !word.starts_with("@#DGREGORIAN@") &&
+               !word.starts_with("@#DJULIAN@");
+    };
+    const auto isName = [](std::string_view word) {
+        return word == "HEBREW" || word == "FRENCH_R" || (word.size() > 1 && word.front() == '_');
+    };
+    // An escape before the whole value counts when something follows its closing "@".
+    if (isEscape(value)) {
+        const std::size_t close = value.find('@', 3);
+        return close != std::string_view::npos &&
+               value.find_first_not_of(' ', close + 1) != std::string_view::npos;
+    }
+
+    // Otherwise a calendar may stand before the value or before any of its dates: after a
+    // qualifier, or on either side of a range. It counts only with a date after it.
+    std::array<std::string_view, maxPieces> words;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < value.size() && count < words.size();) {
+        const std::size_t start = value.find_first_not_of(' ', i);
+        if (start == std::string_view::npos)
+            break;
+        const std::size_t end = std::min(value.find(' ', start), value.size());
+        words[count++] = value.substr(start, end - start);
+        i = end;
+    }
+    const auto isKeyword = [](std::string_view word) {
+        return std::find(std::begin(dateKeywords), std::end(dateKeywords), word) != std::end(dateKeywords);
+    };
+    for (std::size_t i = 0; i + 1 < count; ++i) {
+        const std::string_view word = words[i];
+        if ((i > 0 && !isKeyword(words[i - 1])) || !(isName(word) || (i > 0 && isEscape(word))))
+            continue;
+        // The 5.5.1 escape of the French calendar holds a blank: "@#DFRENCH R@".
+        const std::size_t after = word == "@#DFRENCH" && words[i + 1] == "R@" ? i + 2 : i + 1;
+        if (after < count && !isKeyword(words[after]))
+            return true;
+    }
+    return false;
 }
 
 bool isDatePhrase(std::string_view value)

@@ -405,6 +405,63 @@ TEST(GedcomDatesTest, Styles)
     }
 }
 
+// Every date of a value may carry its own calendar. Julian dates read with the same numbers as
+// Gregorian ones; other calendars are kept as they are, with no range. None of them is unreadable.
+TEST(GedcomDatesTest, CalendarBeforeEachDate)
+{
+    struct Case
+    {
+        const char* value;
+        bool v7;
+        std::optional<DateRange> expected; ///< none: another calendar, standard and not ranged
+    };
+    const Case cases[] = {
+        {"ABT @#DJULIAN@ 1700", false, span(1698, 1703)},
+        {"CAL @#DGREGORIAN@ 1700", false, span(1699, 1702)},
+        {"EST @#DJULIAN@ MAR 1700/01", false, span(1700 + 2.0 / 12 - 2, *monthSpan(1700, 3).high + 1 + 2)},
+        {"BEF @#DJULIAN@ 1700", false, span(open, 1700)},
+        {"AFT @#DJULIAN@ 12 MAR 1700", false, span(*daySpan(1700, 3, 12).high, open)},
+        {"TO @#DJULIAN@ 1700", false, span(open, 1700)},
+        {"FROM @#DJULIAN@ 1690", false, span(1691, open)},
+        {"BET @#DJULIAN@ 1700 AND @#DJULIAN@ 1710", false, span(1700, 1711)},
+        {"BET 1700 AND @#DGREGORIAN@ 1710", false, span(1700, 1711)},
+        {"FROM @#DJULIAN@ 1690 TO 1700", false, span(1690, 1701)},
+        {"FROM 1690 TO @#DJULIAN@ 1700", false, span(1690, 1701)},
+        {"INT @#DJULIAN@ 1700 (old style)", false, yearSpan(1700)},
+        {"@#DJULIAN@ 44 B.C.", false, yearSpan(-44)},
+        {"ABT JULIAN 1700", true, span(1698, 1703)},
+        {"BET JULIAN 1700 AND GREGORIAN 1710", true, span(1700, 1711)},
+        {"FROM JULIAN 1690 TO JULIAN 1700", true, span(1690, 1701)},
+        {"AFT GREGORIAN 44 BCE", true, span(-43, open)},
+        {"BEF @#DHEBREW@ 5600", false, std::nullopt},
+        {"ABT @#DFRENCH R@ 1 VEND 1", false, std::nullopt},
+        {"BET @#DJULIAN@ 1700 AND @#DHEBREW@ 5600", false, std::nullopt},
+        {"FROM 1690 TO @#DROMAN@ 1", false, std::nullopt},
+        {"BEF HEBREW 5600", true, std::nullopt},
+        {"ABT FRENCH_R 1 VEND 1", true, std::nullopt},
+        {"AFT _MAYAN 9 1", true, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.value);
+        expectRange(GedcomDates::range(c.value, automatic, c.v7), c.expected, c.value);
+        const DateReading reading = GedcomDates::read(c.value, c.v7, automatic);
+        EXPECT_EQ(reading.normalization, standard);
+        EXPECT_EQ(reading.style, GedcomDates::allStyles[0]);
+        EXPECT_EQ(GedcomDates::isOtherCalendar(c.value), !c.expected);
+    }
+
+    // A calendar with no date after it, a range that ends before it begins, or a second calendar
+    // after one written before the whole value.
+    for (const char* unreadable : {"ABT @#DJULIAN@", "BEF HEBREW", "BET @#DJULIAN@ AND 1710",
+                                   "BET @#DJULIAN@ 1710 AND @#DJULIAN@ 1700", "FROM JULIAN 1700 TO 1690",
+                                   "ABT @#DHEBREW@", "@#DHEBREW@", "ABT JULIAN JULIAN 1700",
+                                   "@#DJULIAN@ ABT @#DJULIAN@ 1700", "BET @#DFRENCH R@ AND 1700"}) {
+        SCOPED_TRACE(unreadable);
+        EXPECT_EQ(GedcomDates::range(unreadable, automatic, false), std::nullopt);
+        EXPECT_EQ(GedcomDates::normalize(unreadable, false, automatic), unrecognized);
+    }
+}
+
 TEST(GedcomDatesTest, OtherCalendarsAndPhrases)
 {
     struct Case

@@ -316,6 +316,64 @@ const EventFact* Person::event(std::string_view tag) const
     return nullptr;
 }
 
+LifeFacts::LifeFacts(const Person& person)
+{
+    const EventFact* baptism = nullptr;
+    const EventFact* undatedBirth = nullptr;
+    const EventFact* undatedDeath = nullptr;
+    const auto dated = [](const EventFact& fact) {
+        const auto date = fact.date();
+        return date && !Text::trimmed(*date).empty();
+    };
+    const auto first = [](const EventFact*& slot, const EventFact& fact) {
+        if (!slot)
+            slot = &fact;
+    };
+    for (const EventFact& fact : person.events) {
+        // Tags are compared millions of times on a large tree: by their packed key.
+        switch (tagKey(fact.tag())) {
+        case tagKey("BIRT"):
+            if (!born && dated(fact)) {
+                birth = &fact;
+                born = true;
+            }
+            first(undatedBirth, fact);
+            break;
+        case tagKey("DEAT"):
+            if (!died && dated(fact)) {
+                death = &fact;
+                died = true;
+            }
+            first(undatedDeath, fact);
+            deathRecorded = true;
+            break;
+        case tagKey("BURI"):
+            first(burial, fact);
+            deathRecorded = true;
+            break;
+        case tagKey("CHR"):
+            first(christening, fact);
+            break;
+        case tagKey("BAPM"):
+            first(baptism, fact);
+            break;
+        case tagKey("CREM"):
+        case tagKey("PROB"):
+        case tagKey("WILL"):
+            deathRecorded = true;
+            break;
+        default:
+            break;
+        }
+    }
+    if (!christening)
+        christening = baptism;
+    if (!born)
+        birth = christening ? christening : undatedBirth;
+    if (!died)
+        death = burial ? burial : undatedDeath;
+}
+
 std::optional<std::string> Person::sex() const
 {
     const auto value = sexValue();

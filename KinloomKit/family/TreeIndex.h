@@ -101,6 +101,21 @@ struct Person
     [[nodiscard]] const EventFact* event(std::string_view tag) const;
 };
 
+/// The facts that stand for a person's birth and death, as every check reads them, found in one
+/// pass over the events. A fact is dated when its DATE holds something, readable or not.
+struct LifeFacts
+{
+    const EventFact* birth = nullptr; ///< the first dated BIRT, else the christening, else the first BIRT
+    const EventFact* death = nullptr; ///< the first dated DEAT, else the burial, else the first DEAT
+    const EventFact* christening = nullptr; ///< the first CHR, else the first BAPM
+    const EventFact* burial = nullptr;      ///< the first BURI
+    bool born = false;                      ///< the birth is a dated BIRT
+    bool died = false;                      ///< the death is a dated DEAT
+    bool deathRecorded = false;             ///< any DEAT, BURI, CREM, PROB or WILL line, dated or not
+
+    explicit LifeFacts(const Person& person);
+};
+
 struct Family
 {
     std::string_view xref;

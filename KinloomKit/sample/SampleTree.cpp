@@ -116,6 +116,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE abt 1839
 2 PLAC Leeds, Yorkshire, England
+1 DEAT Y
 1 FAMC @F1@
 )"
     // William again under a nickname, same birth, child of the repeated family of the same parents.
@@ -125,6 +126,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 4 JUL 1830
 2 PLAC Leeds, Yorkshire, England
+1 DEAT Y
 1 FAMC @F2@
 0 @I8@ INDI
 1 NAME Johann Georg /Müller/
@@ -206,6 +208,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 3 FEB 1828
 2 PLAC Munchen, Bayern, Deutschland
+1 DEAT Y
 )"
     // Linked to no family.
     R"(0 @I14@ INDI
@@ -218,7 +221,8 @@ constexpr char sampleGedcom[] =
 2 DATE BEF 1860
 1 NOTE Witness at the marriage of Johann Georg Müller and Maria Anna Huber.
 )"
-    // Birth year mistyped: a father aged 82 when Anna (@I18@) was born.
+    // Birth year mistyped: a father aged 82 when Anna (@I18@) was born, and 41 years older than
+    // his wife.
     R"(0 @I15@ INDI
 1 NAME Lars /Andersson/
 1 SEX M
@@ -260,6 +264,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 3 OCT 1872
 2 PLAC Göteborg, Västra Götaland, Sverige
+1 DEAT Y
 1 FAMC @F4@
 0 @I19@ INDI
 1 NAME Bjørg /Haugen/
@@ -267,13 +272,17 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1858
 2 PLAC Bergen, Hordaland, Norge
+1 DEAT Y
 1 FAMS @F5@
-0 @I20@ INDI
+)"
+    // A husband recorded as female.
+    R"(0 @I20@ INDI
 1 NAME Ole /Andersson/
-1 SEX M
+1 SEX F
 1 BIRT
 2 DATE 1881
 2 PLAC Bergen, Hordaland, Norge
+1 DEAT Y
 1 FAMC @F5@
 1 FAMS @F6@
 )"
@@ -284,6 +293,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1884
 2 PLAC Bergen, Hordaland, Norge
+1 DEAT Y
 1 FAMC @F5@
 1 FAMS @F12@
 )"
@@ -294,6 +304,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1911
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMS @F6@
 0 @I23@ INDI
 1 NAME Erik /Andersson/
@@ -301,6 +312,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1908
 2 PLAC Bergen, Hordaland, Norge
+1 DEAT Y
 1 FAMC @F6@
 0 @I24@ INDI
 1 NAME Jean-Baptiste /Lefèvre/
@@ -348,6 +360,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 12 Sept 1838
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMC @F7@
 )"
     // Month written out first.
@@ -358,6 +371,7 @@ constexpr char sampleGedcom[] =
 2 DATE March 12, 1841
 2 PLAC Lyon, Rhône, France
 1 OCCU Instituteur
+1 DEAT Y
 1 FAMC @F7@
 )"
     // Born when her mother (@I25@) was 56.
@@ -369,8 +383,12 @@ constexpr char sampleGedcom[] =
 2 PLAC Lyon, Rhône, France
 2 SOUR @S4@
 3 PAGE Naissances 1869, acte 2207
+1 DEAT Y
 1 FAMC @F7@
-0 @I30@ INDI
+)"
+    // Born in 1840 with no death or burial recorded: probably no longer alive. Her husband's
+    // mother was 56 at Jeanne's birth (@I29@), so his family's children span over 25 years.
+    R"(0 @I30@ INDI
 1 NAME Hélène /Girard/
 1 SEX F
 1 BIRT
@@ -385,6 +403,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1866-04-21
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMC @F8@
 0 @I32@ INDI
 1 NAME Marcel /Lefèvre/
@@ -392,16 +411,19 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 2 SEP 1871
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMC @F8@
 1 FAMS @F9@
 )"
     // Birth year mistyped: a mother aged ten when Lucien (@I34@) was born, and married at nine.
+    // Recorded under her husband's surname.
     R"(0 @I33@ INDI
-1 NAME Camille /Roux/
+1 NAME Camille /Lefèvre/
 1 SEX F
 1 BIRT
 2 DATE 14 AUG 1891
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMS @F9@
 0 @I34@ INDI
 1 NAME Lucien /Lefèvre/
@@ -409,11 +431,12 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 2 MAR 1902
 2 PLAC Lyon, Rhône, France
+1 DEAT Y
 1 FAMC @F9@
 )"
-    // No SEX line, though he is the husband of @F11@.
+    // No SEX line, though he is the husband of @F11@; his title written in the name.
     R"(0 @I35@ INDI
-1 NAME Henry /Hartley/
+1 NAME Rev. Henry /Hartley/
 1 BIRT
 2 DATE 1853
 2 PLAC Leeds, Yorkshire, England
@@ -425,7 +448,7 @@ constexpr char sampleGedcom[] =
 1 SOUR @S3@
 2 PAGE RG11/4532, folio 18
 )"
-    // A source citation that points at a NOTE record.
+    // A source citation that points at a NOTE record; the year of a census written with two digits.
     R"(0 @I36@ INDI
 1 NAME Margaret /Hartley/
 1 SEX F
@@ -433,6 +456,9 @@ constexpr char sampleGedcom[] =
 2 DATE 1855
 2 PLAC Leeds, Yorkshire, England
 2 SOUR @N1@
+1 CENS
+2 DATE 3 APR 81
+1 DEAT Y
 1 FAMC @F10@
 )"
     // A source citation to a record the file does not have. His birth has no date, so his
@@ -475,13 +501,15 @@ constexpr char sampleGedcom[] =
 2 PLAC Leeds, Yorkshire, England
 1 FAMC @F11@
 )"
-    // Listed as a child of @F11@ but without the FAMC line back.
+    // Listed as a child of @F11@ but without the FAMC line back; a date written as his burial place.
     R"(0 @I40@ INDI
 1 NAME Walter /Hartley/
 1 SEX M
 1 BIRT
 2 DATE 1883
 2 PLAC Leeds, Yorkshire, England
+1 BURI
+2 PLAC 12 MAR 1951
 1 FAMS @F12@
 0 @I41@ INDI
 1 NAME Edith /Hartley/
@@ -489,6 +517,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 7 NOV 1886
 2 PLAC Leeds, Yorkshire, England
+1 DEAT Y
 1 FAMC @F11@
 0 @I42@ INDI
 1 NAME Arthur /Hartley/
@@ -496,6 +525,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 1906
 2 PLAC Leeds, Yorkshire, England
+1 DEAT Y
 1 FAMC @F12@
 )"
     // Birth year mistyped (1911 for 1909): born five months before her brother (@I44@).
@@ -505,6 +535,7 @@ constexpr char sampleGedcom[] =
 1 BIRT
 2 DATE 12 NOV 1911
 2 PLAC Leeds, Yorkshire, England
+1 DEAT Y
 1 FAMC @F12@
 )"
     // No name at all; a death date that is only a word.
