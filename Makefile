@@ -56,7 +56,7 @@ fuzz:
 	@CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	    -DKINLOOM_BUILD_FUZZERS=ON -DKINLOOM_BUILD_TESTS=OFF -DKINLOOM_BUILD_BENCH=OFF >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
-	@echo "Fuzzers in $(FUZZ_BUILD)/fuzz/; run e.g. $(FUZZ_BUILD)/fuzz/fuzz-reader fuzz/corpus/fuzz-reader -max_total_time=60"
+	@echo "Fuzzers in $(FUZZ_BUILD)/fuzz/; seed them with scripts/fuzz-seeds ../shared/corpus SEEDS and run e.g. $(FUZZ_BUILD)/fuzz/fuzz-reader SEEDS/fuzz-reader -max_len=16384 -max_total_time=60"
 
 clean:
 	rm -rf $(BUILD) $(FUZZ_BUILD)

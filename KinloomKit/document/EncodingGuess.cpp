@@ -143,8 +143,9 @@ bool isImplausible(std::string_view text)
         default:
             if (c == 0xFFFD)
                 return true;
-            if (c == 0x00B4 || c == 0x00B7 || c == 0x0060) {
-                // An acute accent written for an apostrophe, and the middle dot of Catalan "l·l".
+            if (c == 0x00B4 || c == 0x00B7 || c == 0x0060 || c == 0x00B0) {
+                // An acute accent written for an apostrophe, the middle dot of Catalan "l·l", and
+                // the degree sign of "N°".
                 previousIsLetter = false;
                 break;
             }

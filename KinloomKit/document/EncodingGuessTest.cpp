@@ -273,7 +273,9 @@ TEST(CodePages, WordsNoLanguageWrites)
          TextEncoding::ansel, 0},
         {"a\x81"
          "b",
-         TextEncoding::windows1252, 1}, // a control character inside a word
+         TextEncoding::windows1252, 1},       // a control character inside a word
+        {"\xE9\x81", TextEncoding::koi8R, 1}, // a box drawing after a letter ends no word
+        {"N\xB0 5", TextEncoding::windows1252, 0},
         {"Jos\xE9 M\xFCller", TextEncoding::windows1252, 0},
     };
     for (const Case& c : cases) {
