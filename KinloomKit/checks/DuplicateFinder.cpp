@@ -1241,12 +1241,15 @@ public:
             std::sort(m_order.begin(), m_order.end(), [&](std::uint32_t x, std::uint32_t y) {
                 return std::tie(m_buckets[x].numbers, x) < std::tie(m_buckets[y].numbers, y);
             });
+            // In a sound code's block the buckets hold one Soundex code each, and only buckets of
+            // different codes meet: the rest met in their Soundex block.
             for (std::size_t a = 0; a < m_used; ++a) {
                 Bucket& x = m_buckets[m_order[a]];
-                compareWithin(x);
+                if (!bySound)
+                    compareWithin(x);
                 for (std::size_t b = a + 1; b < m_used && m_buckets[m_order[b]].numbers == x.numbers; ++b) {
                     Bucket& y = m_buckets[m_order[b]];
-                    if (mayBeAlike(x, y))
+                    if ((!bySound || x.code != y.code) && mayBeAlike(x, y))
                         compareAcross(x, y);
                 }
             }
@@ -1272,6 +1275,7 @@ private:
         std::uint32_t word = 0;
         std::uint32_t canonical = 0;
         std::uint32_t numbers = 0;
+        std::uint32_t code = 0; ///< the Soundex code, in a sound code's block
         /// The groups of the later given names of its people, as word ids: a person called by
         /// another of its names ("William John" and "John") is compared with that name's bucket.
         std::vector<std::uint32_t> later;
@@ -1360,10 +1364,11 @@ private:
         for (const Entry& entry : block) {
             if (entry.sex != sex && entry.sex != 0)
                 continue;
+            const std::uint32_t code = m_bySound ? m_list[entry.candidate].code : 0;
             std::int32_t& at =
-                entry.numbers == 0
+                entry.numbers == 0 && !m_bySound
                     ? m_bucketOfWord[entry.word]
-                    : m_numbered.try_emplace((std::uint64_t{entry.word} << 32) | entry.numbers, -1)
+                    : m_numbered.try_emplace({(std::uint64_t{entry.word} << 32) | entry.numbers, code}, -1)
                           .first->second;
             if (at < 0) {
                 at = static_cast<std::int32_t>(m_used++);
@@ -1373,6 +1378,7 @@ private:
                 bucket.word = entry.word;
                 bucket.canonical = entry.canonical;
                 bucket.numbers = entry.numbers;
+                bucket.code = code;
                 bucket.entries.clear();
                 bucket.keys.clear();
                 bucket.keyed = false;
@@ -1690,8 +1696,17 @@ private:
     std::vector<std::int32_t>& m_needed;
     SimilarityCache m_cache;
     std::vector<std::uint8_t> m_known;
-    std::vector<std::int32_t> m_bucketOfWord;                   ///< for names without numbers
-    std::unordered_map<std::uint64_t, std::int32_t> m_numbered; ///< by word and numbers
+    struct NumberedHash
+    {
+        std::size_t operator()(const std::pair<std::uint64_t, std::uint32_t>& key) const
+        {
+            return std::hash<std::uint64_t>{}(key.first * 0x9e3779b97f4a7c15ULL + key.second);
+        }
+    };
+
+    std::vector<std::int32_t> m_bucketOfWord; ///< for names without numbers, outside sound codes' blocks
+    /// By word and numbers, and by Soundex code as well in a sound code's block.
+    std::unordered_map<std::pair<std::uint64_t, std::uint32_t>, std::int32_t, NumberedHash> m_numbered;
     std::vector<std::uint32_t> m_order;
     std::vector<Bucket> m_buckets; ///< the first m_used are the current group's
     std::size_t m_used = 0;
