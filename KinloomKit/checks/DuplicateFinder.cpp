@@ -1243,13 +1243,27 @@ public:
             });
             // In a sound code's block the buckets hold one Soundex code each, and only buckets of
             // different codes meet: the rest met in their Soundex block.
+            // What the pair loop reads first lies packed in order, so that a block of thousands of
+            // first names is tried pair by pair at the speed of memory.
+            m_packed.resize(m_used);
+            for (std::size_t a = 0; a < m_used; ++a) {
+                const Bucket& x = m_buckets[m_order[a]];
+                m_packed[a] = {
+                    x.letters, x.canonical,     x.numbers, x.code, static_cast<std::uint32_t>(x.length),
+                    x.lead,    !x.later.empty()};
+            }
             for (std::size_t a = 0; a < m_used; ++a) {
                 Bucket& x = m_buckets[m_order[a]];
                 if (!bySound)
                     compareWithin(x);
-                for (std::size_t b = a + 1; b < m_used && m_buckets[m_order[b]].numbers == x.numbers; ++b) {
+                const Packed& px = m_packed[a];
+                for (std::size_t b = a + 1; b < m_used && m_packed[b].numbers == px.numbers; ++b) {
+                    const Packed& py = m_packed[b];
+                    if ((bySound && px.code == py.code) ||
+                        (px.canonical != py.canonical && !px.later && !py.later && !mayBeSpeltAlike(px, py)))
+                        continue;
                     Bucket& y = m_buckets[m_order[b]];
-                    if ((!bySound || x.code != y.code) && mayBeAlike(x, y))
+                    if (mayBeAlike(x, y))
                         compareAcross(x, y);
                 }
             }
@@ -1425,6 +1439,35 @@ private:
         }
     }
 
+    /// A bucket as the pair loop reads it first.
+    struct Packed
+    {
+        std::array<std::uint8_t, 32> letters{};
+        std::uint32_t canonical = 0;
+        std::uint32_t numbers = 0;
+        std::uint32_t code = 0;
+        std::uint32_t length = 0;
+        char32_t lead = 0;
+        bool later = false;
+    };
+
+    /// Whether two first names can be alike by their spelling: an initial and a name it starts,
+    /// or names that Jaro-Winkler can find alike.
+    template <class Names>
+    static bool mayBeSpeltAlike(const Names& x, const Names& y)
+    {
+        if (x.length <= 1 || y.length <= 1)
+            return x.lead == y.lead;
+        // Jaro-Winkler reaches 0.88 only when the matched characters m, at most the characters the
+        // two have in common, give m/|x| + m/|y| of at least 1.4, or 1.64 without a common prefix.
+        unsigned common = 0;
+        for (std::size_t k = 0; k < x.letters.size(); ++k)
+            common += std::min(x.letters[k], y.letters[k]);
+        const double lengths = static_cast<double>(x.length) * static_cast<double>(y.length);
+        const double needed = (x.lead == y.lead ? 1.4 : 1.64) - 1e-9;
+        return static_cast<double>(common) * static_cast<double>(x.length + y.length) >= needed * lengths;
+    }
+
     /// Whether the people of two buckets can have given names with a similarity above 0: first
     /// names of one group, one person's later given name the other's first, or first names alike.
     bool mayBeAlike(const Bucket& x, const Bucket& y)
@@ -1435,14 +1478,7 @@ private:
         // An initial is alike only to the names it starts.
         if (x.length <= 1 || y.length <= 1)
             return x.lead == y.lead;
-        // Jaro-Winkler reaches 0.88 only when the matched characters m, at most the characters the
-        // two have in common, give m/|x| + m/|y| of at least 1.4, or 1.64 without a common prefix.
-        unsigned common = 0;
-        for (std::size_t k = 0; k < x.letters.size(); ++k)
-            common += std::min(x.letters[k], y.letters[k]);
-        const double lengths = static_cast<double>(x.length * y.length);
-        const double needed = (x.lead == y.lead ? 1.4 : 1.64) - 1e-9;
-        if (static_cast<double>(common) * static_cast<double>(x.length + y.length) < needed * lengths)
+        if (!mayBeSpeltAlike(x, y))
             return false;
         if (m_known.empty())
             return m_cache.get(x.word, y.word) != 0 || m_cache.get(y.word, x.word) != 0;
@@ -1708,6 +1744,7 @@ private:
     /// By word and numbers, and by Soundex code as well in a sound code's block.
     std::unordered_map<std::pair<std::uint64_t, std::uint32_t>, std::int32_t, NumberedHash> m_numbered;
     std::vector<std::uint32_t> m_order;
+    std::vector<Packed> m_packed;  ///< the buckets in `m_order`
     std::vector<Bucket> m_buckets; ///< the first m_used are the current group's
     std::size_t m_used = 0;
     bool m_skipUnknownPairs = false;
@@ -1931,9 +1968,9 @@ Comparison compare(const Candidate& a, const Candidate& b)
     return evaluate(first, second, givenNameSimilarity(first.given, second.given), &reasons);
 }
 
-// Only pairs that the rules rule out are never compared: people in different blocks (their
-// surnames differ and so do the codes), a man and a woman, first names with no similarity or
-// other numbers, births or deaths two years apart, a death before the other's birth, and people
+// Only pairs that the rules rule out are never compared: people in no common block (their
+// surnames differ and so do their Soundex and Daitch–Mokotoff codes), a man and a woman, first names with no
+// similarity or other numbers, births or deaths two years apart, a death before the other's birth, and people
 // without a birth range who share no family, parent's or spouse's name and no death year. So the
 // result is what comparing every pair gives, except in a crowd of look-alikes, where each person
 // meets its neighbours and the best-ranked.
@@ -1946,8 +1983,8 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     const Blocks blocks = makeBlocks(lights, parts);
 
     // The pairs whose names are alike and whose dates do not rule them out. `slots` marks the
-    // people in them with 0; a person is in one block and a block is read by one thread, so no
-    // two threads write one mark.
+    // people in them with 0, atomically, since a person's Soundex block and the blocks of its
+    // sound codes may be read by different threads.
     std::vector<std::int32_t> slots(lights.size(), -1);
     std::vector<std::vector<AlikePair>> alike(parts);
     std::vector<AlikePair> alikeBySound;
