@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -159,6 +160,19 @@ struct PairCase
     std::vector<std::string> reasons = {};
 };
 
+void expectComparisons(std::span<const PairCase> cases)
+{
+    for (const PairCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const finder::Comparison comparison = compareFirstTwo(c.records);
+        EXPECT_EQ(comparison.verdict, c.verdict);
+        if (c.verdict != Verdict::match)
+            continue;
+        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
+        EXPECT_EQ(comparison.match.reasons, c.reasons);
+    }
+}
+
 TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
 {
     const std::string parents = "0 @F1@ FAM\n1 HUSB @I8@\n1 WIFE @I9@\n1 CHIL @I1@\n1 CHIL @I2@\n" +
@@ -268,15 +282,7 @@ TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
              person("@I2@", "John /Jones/", "1 BIRT\n2 DATE 1850\n"),
          Verdict::surnames},
     };
-    for (const PairCase& c : cases) {
-        SCOPED_TRACE(c.what);
-        const finder::Comparison comparison = compareFirstTwo(c.records);
-        EXPECT_EQ(comparison.verdict, c.verdict);
-        if (c.verdict != Verdict::match)
-            continue;
-        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
-        EXPECT_EQ(comparison.match.reasons, c.reasons);
-    }
+    expectComparisons(cases);
 }
 
 TEST(DuplicateFinderScore, WhatIsNotANameOrRulesOut)
@@ -364,15 +370,7 @@ TEST(DuplicateFinderScore, WhatIsNotANameOrRulesOut)
              person("@I11@", "Private /Smith/"),
          Verdict::littleEvidence},
     };
-    for (const PairCase& c : cases) {
-        SCOPED_TRACE(c.what);
-        const finder::Comparison comparison = compareFirstTwo(c.records);
-        EXPECT_EQ(comparison.verdict, c.verdict);
-        if (c.verdict != Verdict::match)
-            continue;
-        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
-        EXPECT_EQ(comparison.match.reasons, c.reasons);
-    }
+    expectComparisons(cases);
 }
 
 TEST(DuplicateFinderScore, PlaceholdersNeverMatch)
@@ -903,15 +901,7 @@ TEST(DuplicateFinderScore, NewEvidenceAndItsReasons)
              person("@I2@", "Wilhelmina /Smith/", "1 SEX F\n" + born),
          Verdict::differentSex},
     };
-    for (const PairCase& c : cases) {
-        SCOPED_TRACE(c.what);
-        const finder::Comparison comparison = compareFirstTwo(c.records);
-        EXPECT_EQ(comparison.verdict, c.verdict);
-        if (c.verdict != Verdict::match)
-            continue;
-        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
-        EXPECT_EQ(comparison.match.reasons, c.reasons);
-    }
+    expectComparisons(cases);
 }
 
 /// People whose names differ in the ways the finder now forgives: other forms, other orders,
