@@ -4,11 +4,14 @@
 #include "changes/Merger.h"
 #include "checks/Checks.h"
 #include "checks/NameWords.h"
+#include "checks/SoundCodes.h"
 #include "document/Text.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -170,6 +173,168 @@ double firstWordSimilarity(std::string_view a, std::string_view b)
     return similarity < 0.88 ? 0 : similarity * 0.9;
 }
 
+/// The numbers in a normalised name, each run of digits followed by a blank: names that differ in
+/// a number are different names ("son1", "son2").
+std::string numbersOf(std::string_view name)
+{
+    std::string numbers;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (name[i] >= '0' && name[i] <= '9') {
+            numbers += name[i];
+            if (i + 1 == name.size() || name[i + 1] < '0' || name[i + 1] > '9')
+                numbers += ' ';
+        }
+    }
+    return numbers;
+}
+
+std::vector<std::string_view> wordsOf(std::string_view text)
+{
+    std::vector<std::string_view> list;
+    for (std::size_t from = 0; from < text.size();) {
+        const std::size_t blank = std::min(text.find(' ', from), text.size());
+        if (blank > from)
+            list.push_back(text.substr(from, blank - from));
+        from = blank + 1;
+    }
+    return list;
+}
+
+/// How two given names agree; the kinds after `spelling` look past the first words.
+enum class Agreement : std::uint8_t
+{
+    none,
+    same,
+    firstWords, ///< the first words equal, later ones not
+    otherForm,  ///< the first words a nickname or another language's form of one name
+    initial,
+    spelling,
+    reordered,
+    leftOut,
+    initials,
+};
+
+struct GivenNames
+{
+    double similarity = 0;
+    Agreement agreement = Agreement::none;
+};
+
+/// Whether two words of given names can be one name: one group, or an initial and a word it starts.
+bool wordsAgree(std::string_view x, std::string_view y, bool& initial)
+{
+    if (detail::canonicalGivenName(x) == detail::canonicalGivenName(y))
+        return true;
+    if ((x.size() == 1 && y.starts_with(x)) || (y.size() == 1 && x.starts_with(y))) {
+        initial = true;
+        return true;
+    }
+    return false;
+}
+
+// Written out in another order, with a name left out, or as initials, given names agree less than
+// when the first names agree: below a nickname, above an initial alone. An initial never
+// contradicts the name it starts.
+constexpr double reorderedSimilarity = 0.8;
+constexpr double leftOutSimilarity = 0.75;
+constexpr double initialsSimilarity = 0.7;
+
+GivenNames compareGivenNames(std::string_view a, std::string_view b)
+{
+    const std::vector<std::string_view> x = wordsOf(a), y = wordsOf(b);
+    if (x.empty() || y.empty())
+        return {};
+    if (x == y)
+        return {1.0, Agreement::same};
+    if (numbersOf(a) != numbersOf(b))
+        return {};
+    GivenNames result{firstWordSimilarity(x.front(), y.front()), Agreement::none};
+    if (detail::canonicalGivenName(x.front()) == detail::canonicalGivenName(y.front()))
+        result.agreement = x.front() == y.front() ? Agreement::firstWords : Agreement::otherForm;
+    else if (result.similarity > 0)
+        result.agreement = result.similarity == 0.6 ? Agreement::initial : Agreement::spelling;
+    if (x.size() == 1 && y.size() == 1)
+        return result;
+
+    const std::vector<std::string_view>& shorter = x.size() <= y.size() ? x : y;
+    const std::vector<std::string_view>& longer = x.size() <= y.size() ? y : x;
+    // Word by word from the first, as "J. W." and "John William" or "John W." and "John William".
+    bool initial = false;
+    bool inOrder = true;
+    for (std::size_t k = 0; k < shorter.size() && inOrder; ++k)
+        inOrder = wordsAgree(shorter[k], longer[k], initial);
+    if (inOrder && result.agreement != Agreement::otherForm) {
+        if (initial && shorter.size() >= 2) {
+            result.similarity = std::max(result.similarity, initialsSimilarity);
+            result.agreement = Agreement::initials;
+        } else if (result.agreement == Agreement::firstWords && !initial) {
+            result.agreement = Agreement::leftOut;
+        }
+        return result;
+    }
+    // Every name of the shorter list somewhere in the longer: "William John" and "John William",
+    // "Mary" and "Anna Mary".
+    if (result.similarity >= reorderedSimilarity || shorter.front().size() < 2)
+        return result;
+    std::vector<char> used(longer.size());
+    for (const std::string_view word : shorter) {
+        bool found = false;
+        for (std::size_t k = 0; k < longer.size() && !found; ++k) {
+            bool isInitial = false;
+            if (!used[k] && wordsAgree(word, longer[k], isInitial) && (!isInitial || word.size() == 1)) {
+                used[k] = 1;
+                found = true;
+            }
+        }
+        if (!found)
+            return result;
+    }
+    if (shorter.size() == longer.size())
+        return {reorderedSimilarity, Agreement::reordered};
+    return {std::max(result.similarity, leftOutSimilarity), Agreement::leftOut};
+}
+
+/// A normalised word as a reason writes it: "bill" is Bill.
+std::string capitalised(std::string_view word)
+{
+    std::string text(word);
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    return text;
+}
+
+/// The reason that says how the given names agree beyond their spelling; empty when none does.
+std::string givenNamesReason(std::string_view a, std::string_view b)
+{
+    switch (compareGivenNames(a, b).agreement) {
+    case Agreement::otherForm: {
+        // The form the group is known by is the one the other stands for.
+        std::string_view x = firstWord(a), y = firstWord(b);
+        if (detail::canonicalGivenName(x) == x)
+            std::swap(x, y);
+        return "Nickname or other form: " + capitalised(x) + " for " + capitalised(y);
+    }
+    case Agreement::reordered:
+        return "Given names in another order";
+    case Agreement::leftOut:
+        return "A given name left out";
+    case Agreement::initials:
+        return "Initials match the given names";
+    default:
+        return {};
+    }
+}
+
+/// The first sound code two surnames share; none when they share none.
+std::optional<std::uint32_t> sharedSound(std::span<const std::uint32_t> a, std::span<const std::uint32_t> b)
+{
+    for (const std::uint32_t code : a) {
+        if (std::find(b.begin(), b.end(), code) != b.end())
+            return code;
+    }
+    return std::nullopt;
+}
+
 // ---- scoring ----
 
 struct DateKind
@@ -268,18 +433,34 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     if (similarity == 0)
         return out(Verdict::givenNames);
     double nameWeight = 0;
+    std::optional<std::uint32_t> sound;
     if (a.surname == b.surname)
         nameWeight = 0.45;
     else if (!a.surnameCode.empty() && a.surnameCode == b.surnameCode)
         nameWeight = 0.315; // no code, as of a surname without Latin letters, is no likeness
+    else if ((sound = sharedSound(a.surnameSounds, b.surnameSounds)))
+        nameWeight = 0.315;
     else
         return out(Verdict::surnames);
     if (reasons) {
-        if (a.surname == b.surname && similarity == 1.0)
+        const bool sameName = a.surname == b.surname && similarity == 1.0;
+        if (sameName && a.otherScript != b.otherScript)
+            reasons->push_back("Same name in another script");
+        else if (sameName)
             reasons->push_back("Same name");
         else
             reasons->push_back("Similar names (" + displayName(*a.person) + " / " + displayName(*b.person) +
                                ")");
+        if (std::string given = givenNamesReason(a.given, b.given); !given.empty())
+            reasons->push_back(std::move(given));
+        if (!sameName && a.otherScript != b.otherScript)
+            reasons->push_back("Names compared in Latin letters");
+        if (sound) {
+            std::array<char, 16> code{};
+            std::snprintf(code.data(), code.size(), "%06u", static_cast<unsigned>(*sound));
+            reasons->push_back("Surnames sound alike (Daitch\u2013Mokotoff code " + std::string(code.data()) +
+                               ")");
+        }
     }
 
     double evidence = 0;
@@ -498,8 +679,11 @@ struct Slice
 {
     Pool<char> texts;
     Pool<std::string_view> views;
-    /// Normalised forms of names and places that are not plain ASCII, which need the tables.
-    std::unordered_map<std::string_view, std::string_view> folded;
+    /// Normalised forms of names and places that are not plain ASCII, which need the tables, and
+    /// whether they were written in another script.
+    std::unordered_map<std::string_view, std::pair<std::string_view, bool>> folded;
+    Pool<std::uint32_t> codes;
+    std::unordered_map<std::string_view, std::span<const std::uint32_t>> sounds;
     std::unordered_map<std::string_view, std::optional<std::string_view>> places;
     /// Lists being gathered for one candidate, kept to save allocations.
     std::array<std::vector<std::string_view>, 4> scratch;
@@ -517,20 +701,36 @@ struct Slice
         return views.add(items);
     }
 
-    void appendName(std::string_view part, std::string& out)
+    /// Appends a part of a name, normalised; true when it was written in another script, which
+    /// is compared through its Latin letters.
+    bool appendName(std::string_view part, std::string& out)
     {
         if (Text::isAscii(part)) {
             appendNormalizedAscii(part, out);
-            return;
+            return false;
         }
         auto [at, added] = folded.try_emplace(part);
-        if (added)
-            at->second = text(detail::normalizeName(part));
-        if (!at->second.empty()) {
+        if (added) {
+            const std::optional<std::string> latin = NameWords::inLatinLetters(part);
+            at->second = {text(detail::normalizeName(latin ? *latin : part)), latin.has_value()};
+        }
+        if (!at->second.first.empty()) {
             if (!out.empty())
                 out += ' ';
-            out += at->second;
+            out += at->second.first;
         }
+        return at->second.second;
+    }
+
+    /// The Daitch–Mokotoff codes of a normalised surname, worked out once for each surname.
+    std::span<const std::uint32_t> soundsOf(std::string_view surname)
+    {
+        auto [at, added] = sounds.try_emplace(surname);
+        if (added) {
+            const std::vector<std::uint32_t> list = SoundCodes::daitchMokotoffPacked(surname);
+            at->second = codes.add(list);
+        }
+        return at->second;
     }
 
     /// The birthplace key: each part between commas normalised, empty parts dropped.
@@ -565,21 +765,6 @@ std::optional<DatedFact> datedFact(const EventFact* fact)
     dated.low = fact->low;
     dated.high = fact->high;
     return dated;
-}
-
-/// The numbers in a normalised name, each run of digits followed by a blank: names that differ in
-/// a number are different names ("son1", "son2").
-std::string numbersOf(std::string_view name)
-{
-    std::string numbers;
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        if (name[i] >= '0' && name[i] <= '9') {
-            numbers += name[i];
-            if (i + 1 == name.size() || name[i + 1] < '0' || name[i + 1] > '9')
-                numbers += ' ';
-        }
-    }
-    return numbers;
 }
 
 /// The numbers of a normalised name as one number, 0 when it has none; equal names give equal
@@ -689,9 +874,11 @@ struct Light
     const Person* person = nullptr;
     std::string_view name; ///< normalised given names, a blank, the surname
     std::uint32_t givenLength = 0;
-    std::uint32_t code = 0;    ///< the surname code packed into one number
-    std::uint32_t numbers = 0; ///< `numbersKey` of the given names
+    std::uint32_t code = 0;                ///< the surname code packed into one number
+    std::uint32_t numbers = 0;             ///< `numbersKey` of the given names
+    std::span<const std::uint32_t> sounds; ///< Daitch–Mokotoff codes of the surname
     char sex = 0;
+    bool otherScript = false;
     const EventFact* birth = nullptr;
     const EventFact* death = nullptr;
 
@@ -735,11 +922,11 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             if (NameWords::isPlaceholderName(first.given))
                 continue;
             name.clear();
-            slice.appendName(first.given, name);
+            bool otherScript = slice.appendName(first.given, name);
             if (!name.empty())
                 dropTitles(name, person);
             const auto givenLength = static_cast<std::uint32_t>(name.size());
-            slice.appendName(first.surname.value_or(std::string_view()), name);
+            otherScript = slice.appendName(first.surname.value_or(std::string_view()), name) || otherScript;
             const std::string_view text = slice.text(name);
             storage.names[p] = text;
             if (givenLength == 0)
@@ -750,6 +937,8 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             light.givenLength = givenLength;
             light.code = packedCode(detail::soundex(light.surname()));
             light.numbers = numbersKey(light.given());
+            light.sounds = slice.soundsOf(light.surname());
+            light.otherScript = otherScript;
             light.sex = sexOf(person);
             const LifeFacts facts(person);
             light.birth = facts.birth;
@@ -809,6 +998,8 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
     if (light.name.size() > light.givenLength)
         candidate.surname = light.name.substr(light.givenLength + 1);
     candidate.surnameCode = slice.text(detail::soundex(candidate.surname));
+    candidate.surnameSounds = light.sounds;
+    candidate.otherScript = light.otherScript;
     candidate.size = person.record.subtreeSize();
     candidate.order = static_cast<std::size_t>(&person - index.people.data());
     candidate.sex = light.sex;
@@ -914,6 +1105,7 @@ struct Entry
     std::uint32_t candidate = 0; ///< index in the list, which is in file order
     std::uint32_t word = 0;      ///< first given name
     std::uint32_t canonical = 0; ///< the first given name through the nickname table
+    std::uint32_t numbers = 0;   ///< `numbersKey` of the given names
     char sex = 0;
     bool bounded = false; ///< the birth range has both ends
 };
@@ -986,20 +1178,52 @@ public:
     }
 
     std::vector<AlikePair> found;
+    std::vector<AlikePair> foundBySound; ///< in the blocks of a Daitch–Mokotoff code; may repeat
     std::size_t pairsScored = 0;
 
-    void scan(std::span<const Entry> block)
+    /// `bySound`: the block gathers a Daitch–Mokotoff code, and only its pairs of different
+    /// Soundex codes are compared, as the others meet in their Soundex block.
+    void scan(std::span<const Entry> block, bool bySound)
     {
+        m_bySound = bySound;
+        m_out = bySound ? &foundBySound : &found;
         // A man and a woman never match: the men and the women are compared apart, each with the
         // people whose sex is not known, who meet each other in the first round only.
         for (const char sex : {'M', 'F'}) {
             m_skipUnknownPairs = sex == 'F';
             group(block, sex);
-            for (std::size_t i = 0; i < m_used; ++i) {
-                compareWithin(m_buckets[i]);
-                for (std::size_t j = i + 1; j < m_used; ++j) {
-                    if (mayBeAlike(m_buckets[i], m_buckets[j]))
-                        compareAcross(m_buckets[i], m_buckets[j]);
+            // Names that differ in a number never match, so only the buckets of one number meet:
+            // a block of thousands of numbered names ("Person1" … "Person9999") stays cheap.
+            m_order.resize(m_used);
+            for (std::size_t i = 0; i < m_used; ++i)
+                m_order[i] = static_cast<std::uint32_t>(i);
+            std::sort(m_order.begin(), m_order.end(), [&](std::uint32_t x, std::uint32_t y) {
+                return std::tie(m_buckets[x].numbers, x) < std::tie(m_buckets[y].numbers, y);
+            });
+            // In a sound code's block the buckets hold one Soundex code each, and only buckets of
+            // different codes meet: the rest met in their Soundex block.
+            // What the pair loop reads first lies packed in order, so that a block of thousands of
+            // first names is tried pair by pair at the speed of memory.
+            m_packed.resize(m_used);
+            for (std::size_t a = 0; a < m_used; ++a) {
+                const Bucket& x = m_buckets[m_order[a]];
+                m_packed[a] = {
+                    x.letters, x.canonical,     x.numbers, x.code, static_cast<std::uint32_t>(x.length),
+                    x.lead,    !x.later.empty()};
+            }
+            for (std::size_t a = 0; a < m_used; ++a) {
+                Bucket& x = m_buckets[m_order[a]];
+                if (!bySound)
+                    compareWithin(x);
+                const Packed& px = m_packed[a];
+                for (std::size_t b = a + 1; b < m_used && m_packed[b].numbers == px.numbers; ++b) {
+                    const Packed& py = m_packed[b];
+                    if ((bySound && px.code == py.code) ||
+                        (px.canonical != py.canonical && !px.later && !py.later && !mayBeSpeltAlike(px, py)))
+                        continue;
+                    Bucket& y = m_buckets[m_order[b]];
+                    if (mayBeAlike(x, y))
+                        compareAcross(x, y);
                 }
             }
         }
@@ -1012,7 +1236,7 @@ public:
                                       return x.first == y.first && x.second == y.second;
                                   }),
                       m_keyed.end());
-        found.insert(found.end(), m_keyed.begin(), m_keyed.end());
+        m_out->insert(m_out->end(), m_keyed.begin(), m_keyed.end());
         m_keyed.clear();
     }
 
@@ -1023,6 +1247,16 @@ private:
     {
         std::uint32_t word = 0;
         std::uint32_t canonical = 0;
+        std::uint32_t numbers = 0;
+        std::uint32_t code = 0; ///< the Soundex code, in a sound code's block
+        /// The groups of the later given names of its people, as word ids: a person called by
+        /// another of its names ("William John" and "John") is compared with that name's bucket.
+        std::vector<std::uint32_t> later;
+        /// The first name's characters counted by their code modulo 32, its length and first
+        /// character: enough to rule out most pairs of names without Jaro-Winkler.
+        std::array<std::uint8_t, 32> letters{};
+        std::size_t length = 0;
+        char32_t lead = 0;
         std::vector<Entry> entries;
         std::size_t bounded = 0;
         /// For a crowd: positions in `entries` by what a person without a birth range can still
@@ -1098,11 +1332,17 @@ private:
     {
         for (std::size_t i = 0; i < m_used; ++i)
             m_bucketOfWord[m_buckets[i].word] = -1;
+        m_numbered.clear();
         m_used = 0;
         for (const Entry& entry : block) {
             if (entry.sex != sex && entry.sex != 0)
                 continue;
-            std::int32_t& at = m_bucketOfWord[entry.word];
+            const std::uint32_t code = m_bySound ? m_list[entry.candidate].code : 0;
+            std::int32_t& at =
+                entry.numbers == 0 && !m_bySound
+                    ? m_bucketOfWord[entry.word]
+                    : m_numbered.try_emplace({(std::uint64_t{entry.word} << 32) | entry.numbers, code}, -1)
+                          .first->second;
             if (at < 0) {
                 at = static_cast<std::int32_t>(m_used++);
                 if (m_buckets.size() < m_used)
@@ -1110,13 +1350,39 @@ private:
                 Bucket& bucket = m_buckets[m_used - 1];
                 bucket.word = entry.word;
                 bucket.canonical = entry.canonical;
+                bucket.numbers = entry.numbers;
+                bucket.code = code;
                 bucket.entries.clear();
                 bucket.keys.clear();
                 bucket.keyed = false;
+                bucket.later.clear();
+                bucket.letters.fill(0);
+                const std::u32string chars = characters(m_words.texts[entry.word]);
+                for (const char32_t c : chars) {
+                    std::uint8_t& count = bucket.letters[c & 31];
+                    count = static_cast<std::uint8_t>(std::min(255, count + 1));
+                }
+                bucket.length = chars.size();
+                bucket.lead = chars.empty() ? 0 : chars.front();
             }
-            m_buckets[static_cast<std::size_t>(at)].entries.push_back(entry);
+            Bucket& bucket = m_buckets[static_cast<std::size_t>(at)];
+            bucket.entries.push_back(entry);
+            const std::string_view given = m_list[entry.candidate].given();
+            for (std::size_t from = given.find(' '); from != std::string_view::npos;) {
+                const std::size_t next = given.find(' ', from + 1);
+                const std::string_view word = given.substr(from + 1, next - from - 1);
+                if (word.size() > 1) {
+                    if (const auto id = m_words.ids.find(detail::canonicalGivenName(word));
+                        id != m_words.ids.end())
+                        bucket.later.push_back(id->second);
+                }
+                from = next;
+            }
         }
         for (std::size_t i = 0; i < m_used; ++i) {
+            std::vector<std::uint32_t>& later = m_buckets[i].later;
+            std::sort(later.begin(), later.end());
+            later.erase(std::unique(later.begin(), later.end()), later.end());
             std::vector<Entry>& entries = m_buckets[i].entries;
             std::sort(entries.begin(), entries.end(), [](const Entry& x, const Entry& y) {
                 if (x.bounded != y.bounded)
@@ -1132,11 +1398,47 @@ private:
         }
     }
 
-    /// Whether two different first names can give a similarity above 0, in either order.
+    /// A bucket as the pair loop reads it first.
+    struct Packed
+    {
+        std::array<std::uint8_t, 32> letters{};
+        std::uint32_t canonical = 0;
+        std::uint32_t numbers = 0;
+        std::uint32_t code = 0;
+        std::uint32_t length = 0;
+        char32_t lead = 0;
+        bool later = false;
+    };
+
+    /// Whether two first names can be alike by their spelling: an initial and a name it starts,
+    /// or names that Jaro-Winkler can find alike.
+    template <class Names>
+    static bool mayBeSpeltAlike(const Names& x, const Names& y)
+    {
+        if (x.length <= 1 || y.length <= 1)
+            return x.lead == y.lead;
+        // Jaro-Winkler reaches 0.88 only when the matched characters m, at most the characters the
+        // two have in common, give m/|x| + m/|y| of at least 1.4, or 1.64 without a common prefix.
+        unsigned common = 0;
+        for (std::size_t k = 0; k < x.letters.size(); ++k)
+            common += std::min(x.letters[k], y.letters[k]);
+        const double lengths = static_cast<double>(x.length) * static_cast<double>(y.length);
+        const double needed = (x.lead == y.lead ? 1.4 : 1.64) - 1e-9;
+        return static_cast<double>(common) * static_cast<double>(x.length + y.length) >= needed * lengths;
+    }
+
+    /// Whether the people of two buckets can have given names with a similarity above 0: first
+    /// names of one group, one person's later given name the other's first, or first names alike.
     bool mayBeAlike(const Bucket& x, const Bucket& y)
     {
-        if (x.canonical == y.canonical)
+        if (x.canonical == y.canonical || std::binary_search(x.later.begin(), x.later.end(), y.canonical) ||
+            std::binary_search(y.later.begin(), y.later.end(), x.canonical))
             return true;
+        // An initial is alike only to the names it starts.
+        if (x.length <= 1 || y.length <= 1)
+            return x.lead == y.lead;
+        if (!mayBeSpeltAlike(x, y))
+            return false;
         if (m_known.empty())
             return m_cache.get(x.word, y.word) != 0 || m_cache.get(y.word, x.word) != 0;
         return known(x.word, y.word) || known(y.word, x.word);
@@ -1343,11 +1645,13 @@ private:
     {
         if (m_skipUnknownPairs && x.sex == 0 && y.sex == 0)
             return;
-        ++pairsScored;
         const Entry& first = x.candidate < y.candidate ? x : y;
         const Entry& second = x.candidate < y.candidate ? y : x;
         const Light& lightA = m_list[first.candidate];
         const Light& lightB = m_list[second.candidate];
+        if (m_bySound && lightA.code == lightB.code)
+            return;
+        ++pairsScored;
         if (lightA.numbers != lightB.numbers ||
             (lightA.numbers != 0 && numbersOf(lightA.given()) != numbersOf(lightB.given())))
             return;
@@ -1358,6 +1662,10 @@ private:
             similarity = 0.85;
         else
             similarity = m_cache.get(first.word, second.word);
+        // Given names in another order, left out or initialled agree less than the first names do.
+        if (similarity < reorderedSimilarity && (lightA.given().find(' ') != std::string_view::npos ||
+                                                 lightB.given().find(' ') != std::string_view::npos))
+            similarity = detail::givenNameSimilarity(lightA.given(), lightB.given());
         if (similarity == 0)
             return;
         // Most pairs that get this far are people of one name who died years apart, or one who
@@ -1369,9 +1677,11 @@ private:
             return;
         if (diedBeforeBorn(deathA, lightB.birth) || diedBeforeBorn(deathB, lightA.birth))
             return;
-        (into ? *into : found).push_back({first.candidate, second.candidate, similarity});
-        m_needed[first.candidate] = 0;
-        m_needed[second.candidate] = 0;
+        (into ? *into : *m_out).push_back({first.candidate, second.candidate, similarity});
+        // A person is in one Soundex block but may be in blocks of its sound codes as well, which
+        // another thread may be reading.
+        std::atomic_ref<std::int32_t>(m_needed[first.candidate]).store(0, std::memory_order_relaxed);
+        std::atomic_ref<std::int32_t>(m_needed[second.candidate]).store(0, std::memory_order_relaxed);
     }
 
     const TreeIndex& m_index;
@@ -1381,10 +1691,24 @@ private:
     std::vector<std::int32_t>& m_needed;
     SimilarityCache m_cache;
     std::vector<std::uint8_t> m_known;
-    std::vector<std::int32_t> m_bucketOfWord;
+    struct NumberedHash
+    {
+        std::size_t operator()(const std::pair<std::uint64_t, std::uint32_t>& key) const
+        {
+            return std::hash<std::uint64_t>{}(key.first * 0x9e3779b97f4a7c15ULL + key.second);
+        }
+    };
+
+    std::vector<std::int32_t> m_bucketOfWord; ///< for names without numbers, outside sound codes' blocks
+    /// By word and numbers, and by Soundex code as well in a sound code's block.
+    std::unordered_map<std::pair<std::uint64_t, std::uint32_t>, std::int32_t, NumberedHash> m_numbered;
+    std::vector<std::uint32_t> m_order;
+    std::vector<Packed> m_packed;  ///< the buckets in `m_order`
     std::vector<Bucket> m_buckets; ///< the first m_used are the current group's
     std::size_t m_used = 0;
     bool m_skipUnknownPairs = false;
+    bool m_bySound = false;
+    std::vector<AlikePair>* m_out = &found;
     std::array<Leaders, 2> m_leaders;
     std::vector<std::uint64_t> m_keys;
     std::vector<AlikePair> m_keyed; ///< pairs found by key, which may be found twice
@@ -1394,9 +1718,16 @@ private:
 /// numbered.
 struct Blocks
 {
+    struct Range
+    {
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        bool bySound = false; ///< a Daitch–Mokotoff code's block
+    };
+
     Words words;
     std::vector<Entry> entries; ///< a block's entries lie together
-    std::vector<std::pair<std::size_t, std::size_t>> ranges;
+    std::vector<Range> ranges;
 };
 
 /// What a block gathers: one surname code, or one surname that has none (no Latin letters), as
@@ -1435,6 +1766,7 @@ Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
             entry.candidate = static_cast<std::uint32_t>(i);
             entry.word = sliceWords[part].id(word);
             entry.canonical = sliceWords[part].id(detail::canonicalGivenName(word));
+            entry.numbers = light.numbers;
             entry.sex = light.sex;
             entry.bounded = light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high);
             entry.low = entry.bounded ? light.birth->low : 0;
@@ -1472,10 +1804,55 @@ Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
         blocks.ranges[b] = {begin, begin};
     blocks.entries.resize(entries.size());
     for (std::size_t i = 0; i < entries.size(); ++i)
-        blocks.entries[blocks.ranges[blockOf[i]].second++] = entries[i];
+        blocks.entries[blocks.ranges[blockOf[i]].end++] = entries[i];
+
+    // Surnames that Soundex parts but that sound alike by Daitch–Mokotoff ("Schwartz", "Szwarc"):
+    // each code that surnames of more than one Soundex code share makes a block of its own. Most
+    // codes have one Soundex code only; people in a row mostly share a surname, so its codes are
+    // looked up once.
+    struct Spread
+    {
+        std::uint32_t code = 0;
+        bool mixed = false;
+    };
+    std::unordered_map<std::uint32_t, Spread> spreads;
+    const std::uint32_t* lastSounds = nullptr;
+    std::uint32_t lastCode = 0;
+    for (const Light& light : lights) {
+        if (light.code == 0 || (light.sounds.data() == lastSounds && light.code == lastCode))
+            continue;
+        lastSounds = light.sounds.data();
+        lastCode = light.code;
+        for (const std::uint32_t sound : light.sounds) {
+            auto [at, added] = spreads.try_emplace(sound, Spread{light.code, false});
+            at->second.mixed = at->second.mixed || at->second.code != light.code;
+        }
+    }
+    std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> members;
+    std::vector<std::uint32_t> order; // of the codes, as first met, so that the blocks do not
+                                      // depend on how the table is laid out
+    for (std::size_t i = 0; i < lights.size(); ++i) {
+        if (lights[i].code == 0)
+            continue;
+        for (const std::uint32_t sound : lights[i].sounds) {
+            if (const auto at = spreads.find(sound); at != spreads.end() && at->second.mixed) {
+                auto [list, added] = members.try_emplace(sound);
+                if (added)
+                    order.push_back(sound);
+                list->second.push_back(static_cast<std::uint32_t>(i));
+            }
+        }
+    }
+    for (const std::uint32_t sound : order) {
+        const std::vector<std::uint32_t>& list = members[sound];
+        Blocks::Range range{blocks.entries.size(), blocks.entries.size() + list.size(), true};
+        for (const std::uint32_t i : list)
+            blocks.entries.push_back(entries[i]);
+        blocks.ranges.push_back(range);
+    }
     // The largest blocks first, so that the threads finish together.
-    std::sort(blocks.ranges.begin(), blocks.ranges.end(),
-              [](const auto& x, const auto& y) { return x.second - x.first > y.second - y.first; });
+    std::stable_sort(blocks.ranges.begin(), blocks.ranges.end(),
+                     [](const auto& x, const auto& y) { return x.end - x.begin > y.end - y.begin; });
     return blocks;
 }
 
@@ -1528,45 +1905,12 @@ double jaroWinkler(std::string_view a, std::string_view b)
 
 std::string_view canonicalGivenName(std::string_view word)
 {
-    static const std::unordered_map<std::string_view, std::string_view> table{
-        {"wm", "william"},     {"will", "william"},    {"bill", "william"},    {"jno", "john"},
-        {"jack", "john"},      {"chas", "charles"},    {"thos", "thomas"},     {"jas", "james"},
-        {"geo", "george"},     {"eliz", "elizabeth"},  {"eliza", "elizabeth"}, {"betsy", "elizabeth"},
-        {"beth", "elizabeth"}, {"margt", "margaret"},  {"peggy", "margaret"},  {"maggie", "margaret"},
-        {"robt", "robert"},    {"bob", "robert"},      {"richd", "richard"},   {"saml", "samuel"},
-        {"sam", "samuel"},     {"benj", "benjamin"},   {"ben", "benjamin"},    {"danl", "daniel"},
-        {"dan", "daniel"},     {"edw", "edward"},      {"ed", "edward"},       {"ned", "edward"},
-        {"jos", "joseph"},     {"joe", "joseph"},      {"alex", "alexander"},  {"andw", "andrew"},
-        {"hy", "henry"},       {"harry", "henry"},     {"fredk", "frederick"}, {"fred", "frederick"},
-        {"kate", "catherine"}, {"kitty", "catherine"}, {"polly", "mary"},      {"molly", "mary"},
-        {"patsy", "martha"},   {"sally", "sarah"},     {"nancy", "ann"},       {"annie", "ann"},
-        {"anne", "ann"},       {"hannah", "hanna"},    {"jenny", "jane"},      {"nell", "eleanor"},
-        {"nellie", "eleanor"},
-    };
-    const auto at = table.find(word);
-    return at == table.end() ? word : at->second;
+    return NameWords::givenNameGroup(word);
 }
 
 double givenNameSimilarity(std::string_view a, std::string_view b)
 {
-    auto words = [](std::string_view text) {
-        std::vector<std::string_view> list;
-        for (std::size_t from = 0; from < text.size();) {
-            const std::size_t blank = std::min(text.find(' ', from), text.size());
-            if (blank > from)
-                list.push_back(text.substr(from, blank - from));
-            from = blank + 1;
-        }
-        return list;
-    };
-    const std::vector<std::string_view> x = words(a), y = words(b);
-    if (x.empty() || y.empty())
-        return 0;
-    if (x == y)
-        return 1.0;
-    if (numbersOf(a) != numbersOf(b))
-        return 0;
-    return firstWordSimilarity(x.front(), y.front());
+    return compareGivenNames(a, b).similarity;
 }
 
 double roundScore(double score)
@@ -1583,9 +1927,9 @@ Comparison compare(const Candidate& a, const Candidate& b)
     return evaluate(first, second, givenNameSimilarity(first.given, second.given), &reasons);
 }
 
-// Only pairs that the rules rule out are never compared: people in different blocks (their
-// surnames differ and so do the codes), a man and a woman, first names with no similarity or
-// other numbers, births or deaths two years apart, a death before the other's birth, and people
+// Only pairs that the rules rule out are never compared: people in no common block (their
+// surnames differ and so do their Soundex and Daitch–Mokotoff codes), a man and a woman, first names with no
+// similarity or other numbers, births or deaths two years apart, a death before the other's birth, and people
 // without a birth range who share no family, parent's or spouse's name and no death year. So the
 // result is what comparing every pair gives, except in a crowd of look-alikes, where each person
 // meets its neighbours and the best-ranked.
@@ -1598,21 +1942,36 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     const Blocks blocks = makeBlocks(lights, parts);
 
     // The pairs whose names are alike and whose dates do not rule them out. `slots` marks the
-    // people in them with 0; a person is in one block and a block is read by one thread, so no
-    // two threads write one mark.
+    // people in them with 0, atomically, since a person's Soundex block and the blocks of its
+    // sound codes may be read by different threads.
     std::vector<std::int32_t> slots(lights.size(), -1);
     std::vector<std::vector<AlikePair>> alike(parts);
+    std::vector<AlikePair> alikeBySound;
+    std::vector<std::vector<AlikePair>> bySound(parts);
     std::vector<std::size_t> pairsScored(parts);
     std::atomic<std::size_t> nextBlock{0};
     inParts(parts, [&](unsigned part) {
         BlockScanner scanner(index, storage.names, lights, blocks.words, slots);
         for (std::size_t next; (next = nextBlock++) < blocks.ranges.size();) {
-            const auto [begin, end] = blocks.ranges[next];
-            scanner.scan(std::span<const Entry>(blocks.entries).subspan(begin, end - begin));
+            const Blocks::Range& range = blocks.ranges[next];
+            scanner.scan(std::span<const Entry>(blocks.entries).subspan(range.begin, range.end - range.begin),
+                         range.bySound);
         }
         alike[part] = std::move(scanner.found);
+        bySound[part] = std::move(scanner.foundBySound);
         pairsScored[part] = scanner.pairsScored;
     });
+    // A pair whose surnames share two sound codes is found in both blocks.
+    for (const auto& part : bySound)
+        alikeBySound.insert(alikeBySound.end(), part.begin(), part.end());
+    std::sort(alikeBySound.begin(), alikeBySound.end(), [](const AlikePair& x, const AlikePair& y) {
+        return std::tie(x.first, x.second) < std::tie(y.first, y.second);
+    });
+    alikeBySound.erase(std::unique(alikeBySound.begin(), alikeBySound.end(),
+                                   [](const AlikePair& x, const AlikePair& y) {
+                                       return x.first == y.first && x.second == y.second;
+                                   }),
+                       alikeBySound.end());
 
     // Only the people in those pairs become whole candidates, each in its slot.
     std::size_t count = 0;
@@ -1626,24 +1985,25 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     // their relatives.
     std::vector<std::uint8_t> withRelatives(candidates.size());
     std::vector<std::vector<Scored>> found(parts);
-    inParts(parts, [&](unsigned part) {
-        auto relativesKnown = [&](std::size_t slot) {
-            if (!withRelatives[slot]) {
-                candidates[slot].relatives =
-                    relativesOf(index, *candidates[slot].person, storage.slices[part]);
-                withRelatives[slot] = 1;
-            }
-        };
-        for (const AlikePair& pair : alike[part]) {
+    auto scoreAll = [&](const std::vector<AlikePair>& pairs, unsigned part) {
+        for (const AlikePair& pair : pairs) {
             const auto first = static_cast<std::size_t>(slots[pair.first]);
             const auto second = static_cast<std::size_t>(slots[pair.second]);
             scorePair(candidates[first], candidates[second], {first, second}, pair.similarity, threshold,
                       found[part], [&] {
-                          relativesKnown(first);
-                          relativesKnown(second);
+                          for (const std::size_t slot : {first, second}) {
+                              if (!withRelatives[slot]) {
+                                  candidates[slot].relatives =
+                                      relativesOf(index, *candidates[slot].person, storage.slices[part]);
+                                  withRelatives[slot] = 1;
+                              }
+                          }
                       });
         }
-    });
+    };
+    inParts(parts, [&](unsigned part) { scoreAll(alike[part], part); });
+    // The pairs found by sound may hold any thread's candidates: scored once the threads are done.
+    scoreAll(alikeBySound, 0);
 
     std::vector<Scored> all;
     for (auto& part : found)
@@ -1652,9 +2012,10 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         *statistics = {};
         statistics->candidates = lights.size();
         statistics->blocks = blocks.ranges.size();
-        for (const auto& [begin, end] : blocks.ranges) {
-            statistics->largestBlock = std::max(statistics->largestBlock, end - begin);
-            statistics->pairsInBlocks += (end - begin) * (end - begin - 1) / 2;
+        for (const Blocks::Range& range : blocks.ranges) {
+            const std::size_t size = range.end - range.begin;
+            statistics->largestBlock = std::max(statistics->largestBlock, size);
+            statistics->pairsInBlocks += size * (size - 1) / 2;
         }
         for (const std::size_t scored : pairsScored)
             statistics->pairsScored += scored;

@@ -36,9 +36,11 @@ struct Candidate
     std::string_view given;       ///< normalised given names of the first name, titles dropped; never empty
     std::string_view surname;     ///< normalised surname of the first name; empty when none
     std::string_view surnameCode; ///< Soundex of the surname
-    std::size_t size = 0;         ///< lines in the record; the larger record is kept
-    std::size_t order = 0;        ///< position among the people in file order
-    char sex = 0;                 ///< 'M', 'F', or 0 for anything else
+    std::span<const std::uint32_t> surnameSounds; ///< Daitch–Mokotoff codes of the surname, as numbers
+    bool otherScript = false; ///< the name was written in another script and is compared in Latin letters
+    std::size_t size = 0;     ///< lines in the record; the larger record is kept
+    std::size_t order = 0;    ///< position among the people in file order
+    char sex = 0;             ///< 'M', 'F', or 0 for anything else
     /// First BIRT with a date, else CHR, BAPM, BIRT; absent when missing or its date unreadable.
     std::optional<DatedFact> birth;
     /// First DEAT with a date, else BURI, DEAT; absent when missing or its date unreadable.
@@ -117,7 +119,7 @@ struct Comparison
 struct Statistics
 {
     std::size_t candidates = 0;
-    std::size_t blocks = 0; ///< groups of one surname code
+    std::size_t blocks = 0; ///< groups of one surname code, Soundex or Daitch–Mokotoff
     std::size_t largestBlock = 0;
     std::size_t pairsInBlocks = 0; ///< what comparing every pair inside each block would take
     std::size_t pairsScored = 0;   ///< pairs compared: alike first names, births not ruling them out

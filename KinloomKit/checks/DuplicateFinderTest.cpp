@@ -4,14 +4,18 @@
 #include "changes/Merger.h"
 #include "checks/Checks.h"
 #include "checks/NameWords.h"
+#include "checks/SoundCodes.h"
 #include "document/GedcomReader.h"
 #include "sample/SampleTree.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -156,6 +160,19 @@ struct PairCase
     std::vector<std::string> reasons = {};
 };
 
+void expectComparisons(std::span<const PairCase> cases)
+{
+    for (const PairCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        const finder::Comparison comparison = compareFirstTwo(c.records);
+        EXPECT_EQ(comparison.verdict, c.verdict);
+        if (c.verdict != Verdict::match)
+            continue;
+        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
+        EXPECT_EQ(comparison.match.reasons, c.reasons);
+    }
+}
+
 TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
 {
     const std::string parents = "0 @F1@ FAM\n1 HUSB @I8@\n1 WIFE @I9@\n1 CHIL @I1@\n1 CHIL @I2@\n" +
@@ -167,13 +184,15 @@ TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
              person("@I2@", "William /Smith/", "1 BIRT\n2 DATE 1850\n"),
          Verdict::match,
          0.64,
-         {"Similar names (Wm Smith / William Smith)", "Same birth year (1850)"}},
+         {"Similar names (Wm Smith / William Smith)", "Nickname or other form: Wm for William",
+          "Same birth year (1850)"}},
         {"nickname, same date and parents: capped",
          person("@I1@", "Wm /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n1 FAMC @F1@\n") +
              person("@I2@", "William /Smith/", "1 BIRT\n2 DATE 12 mar 1850\n1 FAMC @F1@\n") + parents,
          Verdict::match,
          1.0,
-         {"Similar names (Wm Smith / William Smith)", "Same birth date (12 MAR 1850)", "Same parents"}},
+         {"Similar names (Wm Smith / William Smith)", "Nickname or other form: Wm for William",
+          "Same birth date (12 MAR 1850)", "Same parents"}},
         {"initial",
          person("@I1@", "J /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n") +
              person("@I2@", "John /Smith/", "1 BIRT\n2 DATE 12 MAR 1850\n"),
@@ -263,15 +282,7 @@ TEST(DuplicateFinderScore, WorkedScoresAndRuleOuts)
              person("@I2@", "John /Jones/", "1 BIRT\n2 DATE 1850\n"),
          Verdict::surnames},
     };
-    for (const PairCase& c : cases) {
-        SCOPED_TRACE(c.what);
-        const finder::Comparison comparison = compareFirstTwo(c.records);
-        EXPECT_EQ(comparison.verdict, c.verdict);
-        if (c.verdict != Verdict::match)
-            continue;
-        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
-        EXPECT_EQ(comparison.match.reasons, c.reasons);
-    }
+    expectComparisons(cases);
 }
 
 TEST(DuplicateFinderScore, WhatIsNotANameOrRulesOut)
@@ -359,15 +370,7 @@ TEST(DuplicateFinderScore, WhatIsNotANameOrRulesOut)
              person("@I11@", "Private /Smith/"),
          Verdict::littleEvidence},
     };
-    for (const PairCase& c : cases) {
-        SCOPED_TRACE(c.what);
-        const finder::Comparison comparison = compareFirstTwo(c.records);
-        EXPECT_EQ(comparison.verdict, c.verdict);
-        if (c.verdict != Verdict::match)
-            continue;
-        EXPECT_DOUBLE_EQ(comparison.match.score, c.score);
-        EXPECT_EQ(comparison.match.reasons, c.reasons);
-    }
+    expectComparisons(cases);
 }
 
 TEST(DuplicateFinderScore, PlaceholdersNeverMatch)
@@ -709,6 +712,279 @@ TEST(DuplicateFinderBlocking, CrowdsMergeIntoOneRecord)
     EXPECT_EQ(mergedAll(spread), (std::vector<std::string>{"@I1@"}));
 }
 
+// ---- evidence beyond the spelling: other forms of a name, its order, its sound, its script ----
+
+TEST(DuplicateFinderText, GivenNamesInOtherFormsAndOrders)
+{
+    const std::tuple<std::string, std::string, double> cases[] = {
+        // Nicknames and the forms of other languages, both ways.
+        {"bill", "william", 0.85},
+        {"william", "bill", 0.85},
+        {"johann", "john", 0.85},
+        {"hans", "jan", 0.85},
+        {"giovanni", "juan", 0.85},
+        {"joao", "ioannes", 0.85},
+        {"peggy", "margarethe", 0.85},
+        {"mina", "wilhelmina", 0.85},
+        // Another order, a name left out, initials.
+        {"william john", "john william", 0.8},
+        {"mary", "anna mary", 0.75},
+        {"anna mary", "mary", 0.75},
+        {"william john", "john", 0.75},
+        {"j w", "john william", 0.7},
+        {"john william", "j w", 0.7},
+        {"john w", "john william", 0.92}, // the first names agree: more than the initials
+        {"j w", "john henry", 0.6},       // the initial of the first name alone
+        // Apart: a shared letter or stem is no agreement.
+        {"jack", "jacob", 0.0},
+        {"hans", "hannah", 0.0},
+        {"frank", "frances", 0.0},
+        {"mary", "anna louise", 0.0},
+        {"w j", "john william", 0.0}, // initials in another order say too little
+    };
+    for (const auto& [a, b, expected] : cases)
+        EXPECT_NEAR(finder::givenNameSimilarity(a, b), expected, 0.0005) << a << " / " << b;
+}
+
+TEST(DuplicateFinderText, DaitchMokotoffCodes)
+{
+    EXPECT_EQ(SoundCodes::daitchMokotoff("schwartz"), std::vector<std::string>{"479400"});
+    EXPECT_EQ(SoundCodes::daitchMokotoff("szwarc"), (std::vector<std::string>{"479400", "479500"}));
+    EXPECT_EQ(SoundCodes::daitchMokotoff(""), std::vector<std::string>{});
+    EXPECT_EQ(SoundCodes::daitchMokotoff("o'brien 2"), SoundCodes::daitchMokotoff("obrien"));
+    // Alike: some code shared; apart: none.
+    const std::tuple<std::string, std::string, bool> pairs[] = {
+        {"schwartz", "szwarc", true},     {"cohen", "kohn", true},        {"jablonski", "yablonsky", true},
+        {"peters", "peterson", false},    {"smith", "schmidt", true},     {"kowalski", "smith", false},
+        {"moskowitz", "moskovitz", true}, {"lewinsky", "levinsky", true},
+    };
+    for (const auto& [a, b, alike] : pairs) {
+        const auto x = SoundCodes::daitchMokotoffPacked(a), y = SoundCodes::daitchMokotoffPacked(b);
+        const bool shared = std::any_of(x.begin(), x.end(), [&](std::uint32_t code) {
+            return std::find(y.begin(), y.end(), code) != y.end();
+        });
+        EXPECT_EQ(shared, alike) << a << " / " << b;
+    }
+}
+
+TEST(DuplicateFinderText, NamesInOtherScriptsInLatinLetters)
+{
+    EXPECT_EQ(NameWords::inLatinLetters("\u0418\u0432\u0430\u043D \u041F\u0435\u0442\u0440\u043E\u0432"),
+              "Ivan Petrov");
+    EXPECT_EQ(NameWords::inLatinLetters("\u0393\u03B5\u03CE\u03C1\u03B3\u03B9\u03BF\u03C2"), "Georgios");
+    EXPECT_EQ(NameWords::inLatinLetters("John"), std::nullopt);
+    EXPECT_EQ(NameWords::inLatinLetters("M\u00FCller \u0141\u00F3d\u017A"), std::nullopt); // Latin with marks
+}
+
+TEST(DuplicateFinderText, GivenNameGroupsHoldTogether)
+{
+    std::map<std::string_view, std::string_view> groupOf;
+    std::size_t names = 0;
+    for (const std::string_view group : NameWords::givenNameGroups()) {
+        const std::string_view head = group.substr(0, group.find(' '));
+        for (std::size_t from = 0; from <= group.size();) {
+            const std::size_t blank = std::min(group.find(' ', from), group.size());
+            const std::string_view name = group.substr(from, blank - from);
+            from = blank + 1;
+            ++names;
+            ASSERT_FALSE(name.empty()) << "a double blank in " << group;
+            EXPECT_TRUE(std::all_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
+                << name << " is not written as names are compared";
+            EXPECT_TRUE(groupOf.emplace(name, head).second) << name << " is in two groups";
+            // Reachable both ways: each name stands for the group, and the group for each name.
+            EXPECT_EQ(NameWords::givenNameGroup(name), head) << name;
+            EXPECT_NEAR(finder::givenNameSimilarity(name, head), name == head ? 1.0 : 0.85, 1e-9) << name;
+            EXPECT_NEAR(finder::givenNameSimilarity(head, name), name == head ? 1.0 : 0.85, 1e-9) << name;
+            EXPECT_FALSE(NameWords::isPlaceholder(name) || NameWords::isTitle(name)) << name;
+        }
+    }
+    EXPECT_GE(names, 490u);
+    // The short written forms of the registers keep the names they always stood for.
+    const std::pair<std::string_view, std::string_view> rows[] = {
+        {"wm", "william"},     {"jno", "john"},       {"chas", "charles"}, {"thos", "thomas"},
+        {"eliz", "elizabeth"}, {"margt", "margaret"}, {"hy", "henry"},     {"nancy", "ann"},
+        {"hannah", "hanna"},   {"jenny", "jane"},     {"nell", "eleanor"}, {"polly", "mary"},
+    };
+    for (const auto& [word, canonical] : rows)
+        EXPECT_EQ(finder::canonicalGivenName(word), canonical);
+    EXPECT_EQ(finder::canonicalGivenName("zebedee"), "zebedee");
+}
+
+TEST(DuplicateFinderScore, NewEvidenceAndItsReasons)
+{
+    const std::string born = "1 BIRT\n2 DATE 12 MAR 1850\n";
+    const std::string bornHere = born + "2 PLAC Hull\n";
+    const std::string child = "0 @F1@ FAM\n1 HUSB @I1@\n1 CHIL @I2@\n";
+    const PairCase cases[] = {
+        {"nickname",
+         person("@I1@", "Bill /Smith/", born) + person("@I2@", "William /Smith/", born),
+         Verdict::match,
+         0.76,
+         {"Similar names (Bill Smith / William Smith)", "Nickname or other form: Bill for William",
+          "Same birth date (12 MAR 1850)"}},
+        {"nickname, the other way",
+         person("@I1@", "William /Smith/", born) + person("@I2@", "Bill /Smith/", born),
+         Verdict::match,
+         0.76,
+         {"Similar names (William Smith / Bill Smith)", "Nickname or other form: Bill for William",
+          "Same birth date (12 MAR 1850)"}},
+        {"another language's form",
+         person("@I1@", "Johann /Schmidt/", born) + person("@I2@", "Hans /Schmidt/", born),
+         Verdict::match,
+         0.76,
+         {"Similar names (Johann Schmidt / Hans Schmidt)", "Nickname or other form: Johann for Hans",
+          "Same birth date (12 MAR 1850)"}},
+        {"another order",
+         person("@I1@", "William John /Smith/", bornHere) + person("@I2@", "John William /Smith/", bornHere),
+         Verdict::match,
+         0.85,
+         {"Similar names (William John Smith / John William Smith)", "Given names in another order",
+          "Same birth date (12 MAR 1850)", "Same birthplace"}},
+        {"called by the middle name",
+         person("@I1@", "Anna Mary /Smith/", born) + person("@I2@", "Mary /Smith/", born),
+         Verdict::match,
+         0.73,
+         {"Similar names (Anna Mary Smith / Mary Smith)", "A given name left out",
+          "Same birth date (12 MAR 1850)"}},
+        {"initials",
+         person("@I1@", "J. W. /Smith/", born) + person("@I2@", "John William /Smith/", born),
+         Verdict::match,
+         0.72,
+         {"Similar names (J. W. Smith / John William Smith)", "Initials match the given names",
+          "Same birth date (12 MAR 1850)"}},
+        {"a middle initial",
+         person("@I1@", "John W. /Smith/", born) + person("@I2@", "John William /Smith/", born),
+         Verdict::match,
+         0.78,
+         {"Similar names (John W. Smith / John William Smith)", "Initials match the given names",
+          "Same birth date (12 MAR 1850)"}},
+        {"surnames alike by Daitch-Mokotoff",
+         person("@I1@", "John /Schwartz/", bornHere) + person("@I2@", "John /Szwarc/", bornHere),
+         Verdict::match,
+         0.83,
+         {"Similar names (John Schwartz / John Szwarc)",
+          "Surnames sound alike (Daitch\u2013Mokotoff code 479400)", "Same birth date (12 MAR 1850)",
+          "Same birthplace"}},
+        {"Cohen and Kohn",
+         person("@I1@", "Moses /Cohen/", bornHere) + person("@I2@", "Moses /Kohn/", bornHere),
+         Verdict::match,
+         0.83,
+         {"Similar names (Moses Cohen / Moses Kohn)",
+          "Surnames sound alike (Daitch\u2013Mokotoff code 560000)", "Same birth date (12 MAR 1850)",
+          "Same birthplace"}},
+        {"Cyrillic and Latin",
+         person("@I1@", "\u0418\u0432\u0430\u043D /\u041F\u0435\u0442\u0440\u043E\u0432/", born) +
+             person("@I2@", "Ivan /Petrov/", born),
+         Verdict::match,
+         0.8,
+         {"Same name in another script", "Same birth date (12 MAR 1850)"}},
+        {"Greek and Latin",
+         person("@I1@",
+                "\u0393\u03B5\u03CE\u03C1\u03B3\u03B9\u03BF\u03C2 "
+                "/\u03A0\u03B1\u03C0\u03B1\u03B4\u03CC\u03C0\u03BF\u03C5\u03BB\u03BF\u03C2/",
+                born) +
+             person("@I2@", "Georgios /Papadopoulos/", born),
+         Verdict::match,
+         0.8,
+         {"Same name in another script", "Same birth date (12 MAR 1850)"}},
+        // What must stay apart.
+        {"alike only by Daitch-Mokotoff, nothing else shared",
+         person("@I1@", "John /Schwartz/") + person("@I2@", "John /Szwarc/"), Verdict::littleEvidence},
+        {"a nickname's stem", person("@I1@", "Jack /Smith/", born) + person("@I2@", "Jacob /Smith/", born),
+         Verdict::givenNames},
+        {"father and son, one in another language's form",
+         person("@I1@", "John /Smith/", "1 SEX M\n1 FAMS @F1@\n" + born) +
+             person("@I2@", "Johann /Smith/", "1 SEX M\n1 FAMC @F1@\n" + born) + child,
+         Verdict::relatives},
+        {"a nickname of another sex",
+         person("@I1@", "Bill /Smith/", "1 SEX M\n" + born) +
+             person("@I2@", "Wilhelmina /Smith/", "1 SEX F\n" + born),
+         Verdict::differentSex},
+    };
+    expectComparisons(cases);
+}
+
+/// People whose names differ in the ways the finder now forgives: other forms, other orders,
+/// initials, surnames alike by sound only, names in Cyrillic.
+std::string variedNamesTree(unsigned seed, int people)
+{
+    std::mt19937 random(seed);
+    auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const char* given[] = {"John",
+                           "Johann",
+                           "Hans",
+                           "Jan",
+                           "John William",
+                           "William John",
+                           "J. W.",
+                           "John W.",
+                           "William",
+                           "Bill",
+                           "Wilhelm",
+                           "Anna Mary",
+                           "Mary",
+                           "Maria",
+                           "Marie",
+                           "Ann",
+                           "\u0418\u0432\u0430\u043D",
+                           "Ivan"};
+    const char* surnames[] = {
+        "Schwartz",  "Szwarc",    "Swartz", "Cohen",   "Kohn",
+        "Jablonski", "Yablonsky", "Smith",  "Schmidt", "\u041F\u0435\u0442\u0440\u043E\u0432",
+        "Petrov"};
+    std::string text;
+    for (int i = 1; i <= people; ++i) {
+        std::string rest;
+        if (below(3) != 0)
+            rest += "1 BIRT\n2 DATE " + std::to_string(1850 + below(4)) + "\n2 PLAC Hull\n";
+        if (below(3) == 0)
+            rest += "1 FAMC @F" + std::to_string(1 + below(6)) + "@\n";
+        text += person("@I" + std::to_string(i) + "@",
+                       std::string(given[below(std::size(given))]) + " /" +
+                           surnames[below(std::size(surnames))] + "/",
+                       rest);
+    }
+    return text;
+}
+
+TEST(DuplicateFinderBlocking, NewEvidenceFindsWhatComparingEveryPairFinds)
+{
+    for (const unsigned seed : {11u, 12u}) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const auto tree = treeOf(variedNamesTree(seed, 260));
+        for (const double threshold : {0.0, 0.65}) {
+            const auto everyPair = finder::findComparingEveryPair(tree->index, threshold);
+            EXPECT_GT(everyPair.size(), 10u);
+            for (const unsigned threads : {1u, 2u})
+                EXPECT_EQ(finder::find(tree->index, threshold, threads, nullptr), everyPair);
+        }
+    }
+}
+
+TEST(DuplicateFinderBlocking, ManyFirstNamesInOneBlockStayCheap)
+{
+    // Thousands of first names under one surname code, numbered and not: the pairs scored grow
+    // with the names that can be alike, not with the square of the names.
+    std::string text;
+    for (int i = 1; i <= 3000; ++i) {
+        std::string given = "Person" + std::to_string(i);
+        if (i % 2 == 0) {
+            given.clear();
+            for (int n = i; n > 0; n /= 26)
+                given += static_cast<char>('a' + n % 26);
+            given[0] = static_cast<char>(given[0] - 'a' + 'A');
+        }
+        text += person("@I" + std::to_string(i) + "@", given + " /Surname" + std::to_string(i % 97) + "/",
+                       "1 SEX M\n1 BIRT\n2 DATE 1850\n");
+    }
+    const auto tree = treeOf(text);
+    finder::Statistics statistics;
+    const auto matches = finder::find(tree->index, 0.0, 2, &statistics);
+    EXPECT_GT(statistics.largestBlock, 2900u);
+    EXPECT_LT(statistics.pairsScored, 20'000u);
+    EXPECT_EQ(matches, finder::findComparingEveryPair(tree->index, 0.0));
+}
+
 TEST(DuplicateFinderChecks, SampleTreeFindings)
 {
     const Tree tree(SampleTree::sampleText());
@@ -721,7 +997,8 @@ TEST(DuplicateFinderChecks, SampleTreeFindings)
     EXPECT_EQ(bill.severity, Severity::warning);
     EXPECT_EQ(bill.title, "Very likely the same person");
     EXPECT_EQ(bill.detail, "William Hartley (@I4@) and Bill Hartley (@I7@): Similar names (William Hartley / "
-                           "Bill Hartley); Same birth date (4 JUL 1830); Same birthplace; Parents with the "
+                           "Bill Hartley); Nickname or other form: Bill for William; Same birth date (4 JUL "
+                           "1830); Same birthplace; Parents with the "
                            "same names.");
     EXPECT_EQ(bill.records, (std::vector<std::string>{"@I4@", "@I7@"}));
     ASSERT_TRUE(bill.match);
@@ -740,7 +1017,8 @@ TEST(DuplicateFinderChecks, SampleTreeFindings)
     EXPECT_EQ(katharina.title, "Possible the same person");
     EXPECT_EQ(katharina.detail,
               "Katharina M\u00FCller (@I10@) and Catharina Mueller (@I13@): Similar names (Katharina "
-              "M\u00FCller / Catharina Mueller); Same birth date (3 FEB 1828); Same birthplace.");
+              "M\u00FCller / Catharina Mueller); Nickname or other form: Katharina for Catharina; "
+              "Same birth date (3 FEB 1828); Same birthplace.");
     EXPECT_EQ(katharina.match->score, 0.79);
 
     const Issue& family = issues[2];

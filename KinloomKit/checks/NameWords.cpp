@@ -6,7 +6,12 @@
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
+#include <unicode/translit.h>
+#include <unicode/unistr.h>
+#include <unordered_map>
 #include <unordered_set>
+#include <utf8proc.h>
 
 namespace kinloom::NameWords {
 namespace {
@@ -79,6 +84,10 @@ const Table& placeholders()
     return table;
 }
 
+constexpr std::string_view givenNameForms[] = {
+#include "checks/GivenNameForms.inc"
+};
+
 bool isDigits(std::string_view word)
 {
     return !word.empty() &&
@@ -90,7 +99,57 @@ bool isOrdinalEnding(std::string_view word)
     return word == "st" || word == "nd" || word == "rd" || word == "th";
 }
 
+/// Latin letters are the first blocks up to the IPA extensions, Latin Extended Additional and the
+/// later Latin blocks, and the full-width forms.
+bool isLatinLetter(utf8proc_int32_t c)
+{
+    return c < 0x0250 || (c >= 0x1E00 && c <= 0x1EFF) || (c >= 0x2C60 && c <= 0x2C7F) ||
+           (c >= 0xA720 && c <= 0xA7FF) || (c >= 0xAB30 && c <= 0xAB6F) || (c >= 0xFF00 && c <= 0xFFEF);
+}
+
+bool hasOtherLetters(std::string_view text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        utf8proc_int32_t c = 0;
+        const utf8proc_ssize_t step =
+            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + at),
+                             static_cast<utf8proc_ssize_t>(text.size() - at), &c);
+        if (step <= 0) {
+            ++at;
+            continue;
+        }
+        at += static_cast<std::size_t>(step);
+        const utf8proc_category_t category = utf8proc_category(c);
+        const bool letter = category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO;
+        if (letter && !isLatinLetter(c))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
+
+std::optional<std::string> inLatinLetters(std::string_view text)
+{
+    if (Text::isAscii(text) || !hasOtherLetters(text))
+        return std::nullopt;
+    // A transliterator is costly to make and not to be shared between threads: one for each thread
+    // that meets such a name.
+    thread_local std::unique_ptr<icu::Transliterator> transliterator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::Transliterator> made(
+            icu::Transliterator::createInstance("Any-Latin; Latin-ASCII", UTRANS_FORWARD, status));
+        return U_SUCCESS(status) ? std::move(made) : nullptr;
+    }();
+    if (!transliterator)
+        return std::nullopt;
+    icu::UnicodeString unicode =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    transliterator->transliterate(unicode);
+    std::string latin;
+    unicode.toUTF8String(latin);
+    return latin;
+}
 
 std::vector<std::string> words(std::string_view text)
 {
@@ -174,6 +233,29 @@ bool isPlaceholderName(std::string_view given)
         }
     }
     return !letters || isPlaceholder(joined);
+}
+
+std::string_view givenNameGroup(std::string_view word)
+{
+    static const auto groups = [] {
+        std::unordered_map<std::string_view, std::string_view> map;
+        for (const std::string_view group : givenNameForms) {
+            const std::string_view head = group.substr(0, group.find(' '));
+            for (std::size_t from = 0; from < group.size();) {
+                const std::size_t blank = std::min(group.find(' ', from), group.size());
+                map.emplace(group.substr(from, blank - from), head);
+                from = blank + 1;
+            }
+        }
+        return map;
+    }();
+    const auto at = groups.find(word);
+    return at == groups.end() ? word : at->second;
+}
+
+std::span<const std::string_view> givenNameGroups()
+{
+    return givenNameForms;
 }
 
 } // namespace kinloom::NameWords

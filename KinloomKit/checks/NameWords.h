@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,5 +28,18 @@ namespace kinloom::NameWords {
 /// placeholder, a number or an ordinal's ending ("LIVING", "[Living]", "Son_2", "Dau.", "?",
 /// "Twin-Boy_1", "Son (stillborn)", "5sons_1dau"). An empty given name is not a placeholder.
 [[nodiscard]] bool isPlaceholderName(std::string_view given);
+
+/// The name a given name's group is known by, for a word of `words`: "william" for bill, wm,
+/// wilhelm, guillaume or gulielmus; the word itself when it is in no group.
+[[nodiscard]] std::string_view givenNameGroup(std::string_view word);
+
+/// Every group of given names that stand for one another, the name it is known by first, its
+/// words separated by single blanks.
+[[nodiscard]] std::span<const std::string_view> givenNameGroups();
+
+/// The text in Latin letters when it holds letters of another script (Cyrillic, Greek, Hebrew,
+/// Arabic, …): "Иван Петров" gives "Ivan Petrov". None when every letter is Latin already, which
+/// is nearly every name, and is decided without the transliterator.
+[[nodiscard]] std::optional<std::string> inLatinLetters(std::string_view text);
 
 } // namespace kinloom::NameWords

@@ -1,10 +1,16 @@
 #include "sample/SampleTree.h"
 
+#include "checks/DuplicateFinder.h"
+#include "checks/NameWords.h"
+#include "checks/SoundCodes.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <span>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -1149,6 +1155,7 @@ struct Person
     std::int32_t famc = -1;
     std::int32_t fams = -1;
     std::int32_t original = -1; ///< for a planted copy: the person it copies
+    std::uint8_t variation = 0; ///< for a planted copy: a `Variation`
     std::uint16_t given = 0;
     std::uint16_t surname = 0;
     std::uint16_t birthPlace = 0;
@@ -1421,6 +1428,105 @@ std::string surnameVariant(std::string_view name, std::uint8_t region)
     }
 }
 
+/// How a planted copy's name differs from the record it copies. The first kinds are decided as the
+/// copy is written; the later ones, which only evidence beyond the spelling finds, when it is made.
+enum Variation : std::uint8_t
+{
+    undecided,
+    exactCopy,
+    givenSpelling,
+    shortForm,
+    surnameSpelling,
+    otherForm,
+    swappedNames,
+    middleNameOnly,
+    initials,
+    soundAlike,
+    otherScript,
+};
+
+constexpr std::string_view variationNames[] = {
+    "",
+    "exact copy",
+    "given name spelt otherwise",
+    "short written form or nickname",
+    "surname spelt otherwise, same Soundex",
+    "other form of the given name (either way)",
+    "given names swapped",
+    "called by the middle name",
+    "initials",
+    "surname alike by Daitch\u2013Mokotoff only",
+    "name in Cyrillic letters",
+};
+
+std::string lowerAscii(std::string_view text)
+{
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+}
+
+std::string capitalisedAscii(std::string text)
+{
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    return text;
+}
+
+/// A spelling of a surname that Soundex parts from it but that sounds the same by Daitch–Mokotoff,
+/// as a clerk of another language writes it ("Schmidt" and "Szmidt", "Carlsson" and "Karlsson");
+/// empty when none of the usual respellings does.
+std::string soundAlikeSurname(std::string_view name)
+{
+    const std::string lower = lowerAscii(name);
+    constexpr std::pair<std::string_view, std::string_view> respellings[] = {
+        {"sch", "sz"}, {"sh", "sch"}, {"w", "v"},  {"v", "w"},   {"c", "k"}, {"k", "c"}, {"j", "y"},
+        {"y", "j"},    {"ph", "f"},   {"f", "ph"}, {"s", "sch"}, {"d", "t"}, {"t", "d"}, {"b", "p"},
+        {"p", "b"},    {"a", "e"},    {"e", "a"},  {"o", "a"},   {"i", "e"}, {"u", "o"},
+    };
+    const std::vector<std::uint32_t> sounds = SoundCodes::daitchMokotoffPacked(lower);
+    for (const auto& [from, to] : respellings) {
+        if (!lower.starts_with(from))
+            continue;
+        const std::string respelt = std::string(to) + lower.substr(from.size());
+        const std::vector<std::uint32_t> other = SoundCodes::daitchMokotoffPacked(respelt);
+        const bool alike = std::any_of(sounds.begin(), sounds.end(), [&](std::uint32_t code) {
+            return std::find(other.begin(), other.end(), code) != other.end();
+        });
+        if (alike && DuplicateFinder::detail::soundex(respelt) != DuplicateFinder::detail::soundex(lower))
+            return capitalisedAscii(respelt);
+    }
+    return {};
+}
+
+/// A name as a Russian clerk writes it, letter by letter, from its plain Latin letters.
+std::string inCyrillic(std::string_view name)
+{
+    static constexpr std::string_view lower[26] = {
+        "\u0430", "\u0431", "\u043A", "\u0434", "\u0435", "\u0444",       "\u0433", "\u0445", "\u0438",
+        "\u0439", "\u043A", "\u043B", "\u043C", "\u043D", "\u043E",       "\u043F", "\u043A", "\u0440",
+        "\u0441", "\u0442", "\u0443", "\u0432", "\u0432", "\u043A\u0441", "\u0438", "\u0437"};
+    static constexpr std::string_view upper[26] = {
+        "\u0410", "\u0411", "\u041A", "\u0414", "\u0415", "\u0424",       "\u0413", "\u0425", "\u0418",
+        "\u0419", "\u041A", "\u041B", "\u041C", "\u041D", "\u041E",       "\u041F", "\u041A", "\u0420",
+        "\u0421", "\u0422", "\u0423", "\u0412", "\u0412", "\u041A\u0441", "\u0418", "\u0417"};
+    std::string text;
+    bool start = true;
+    for (const char c : name) {
+        if (c >= 'a' && c <= 'z')
+            text += (start ? upper : lower)[c - 'a'];
+        else if (c >= 'A' && c <= 'Z')
+            text += (start ? upper : lower)[c - 'A'];
+        else
+            text += c;
+        start = c == ' ';
+    }
+    return text;
+}
+
 // ---------------------------------------------------------------------------------------------
 
 // The shape of the tree first (people, families, dates), kept in compact arrays; the text is
@@ -1428,7 +1534,9 @@ std::string surnameVariant(std::string_view name, std::uint8_t region)
 class Generator
 {
 public:
-    Generator(std::size_t people, std::uint64_t seed) : m_rng(seed), m_limit(people)
+    Generator(std::size_t people, std::uint64_t seed, bool otherScripts)
+        : m_rng(seed), m_variationRng(seed ^ 0x5eed5eed5eed5eedULL), m_otherScripts(otherScripts),
+          m_limit(people)
     {
         m_people.reserve(people);
         m_families.reserve(people / 2 + 1);
@@ -1458,7 +1566,8 @@ public:
         out += "0 TRLR\n";
 
         for (const auto& [original, copy] : m_copies)
-            tree.duplicates.push_back({xref('I', original), xref('I', copy)});
+            tree.duplicates.push_back({xref('I', original), xref('I', copy),
+                                       std::string(variationNames[m_people[copy].variation])});
         tree.oddDates = m_oddDates;
         tree.placeVariants = m_placeVariants;
         tree.missingSex = m_missingSex;
@@ -1592,6 +1701,7 @@ private:
             copy.flags = static_cast<std::uint8_t>((copy.flags & male) | isCopy);
             copy.famc = linked ? familyIndex : -1;
             copy.original = original;
+            plantVariation(original, copy, static_cast<std::int32_t>(m_people.size()));
             const std::uint32_t form = m_rng.below(10'000u);
             // The date as written or only its year; a vague date is never copied as it stands,
             // since two equal vague dates say nothing about a match.
@@ -1618,6 +1728,82 @@ private:
             else
                 m_couples.emplace_back(addSpouse(true, child.birth - gap, child.region), c);
         }
+    }
+
+    /// Half the copies differ as they always did, decided as they are written; the others in one of
+    /// the ways only evidence beyond the spelling finds: the names of both records are fixed here.
+    /// Drawn from a stream of their own, so that the rest of the tree stays as it was.
+    void plantVariation(std::int32_t original, Person& copy, std::int32_t copyIndex)
+    {
+        if (m_variationRng.below(2u) == 0)
+            return;
+        const Region& region = regionOf(copy);
+        const auto names = (copy.flags & male) ? region.men : region.women;
+        const std::string given = withoutDiacritics(names[copy.given]);
+        const std::string surname(region.surnames[copy.surname]);
+        auto plant = [&](Variation variation, std::string originalGiven, std::string copyGiven,
+                         std::string copySurname) {
+            copy.variation = variation;
+            m_written[original] = {std::move(originalGiven), surname};
+            m_written[copyIndex] = {std::move(copyGiven), std::move(copySurname)};
+        };
+        auto kind = static_cast<Variation>(otherForm + m_variationRng.below(6u));
+        if (kind == otherForm) {
+            // Another name of the group, the copy's or the original's: both ways round.
+            const std::string lower = lowerAscii(given);
+            const std::string_view head = NameWords::givenNameGroup(lower);
+            std::vector<std::string_view> others;
+            for (const std::string_view group : NameWords::givenNameGroups()) {
+                if (group.substr(0, group.find(' ')) != head)
+                    continue;
+                for (std::size_t from = 0; from <= group.size();) {
+                    const std::size_t blank = std::min(group.find(' ', from), group.size());
+                    if (group.substr(from, blank - from) != lower)
+                        others.push_back(group.substr(from, blank - from));
+                    from = blank + 1;
+                }
+            }
+            if (head == lower && others.empty()) {
+                kind = swappedNames;
+            } else {
+                std::string other =
+                    capitalisedAscii(std::string(others[m_variationRng.below(others.size())]));
+                if (m_variationRng.below(2u) == 0)
+                    plant(otherForm, given, other, surname);
+                else
+                    plant(otherForm, other, given, surname);
+                return;
+            }
+        }
+        if (kind == swappedNames || kind == middleNameOnly || kind == initials) {
+            std::string middle = withoutDiacritics(names[m_variationRng.below(names.size())]);
+            if (middle == given)
+                middle = withoutDiacritics(names[(copy.given + 1u) % names.size()]);
+            const std::string both = given + " " + middle;
+            if (kind == swappedNames)
+                plant(kind, both, middle + " " + given, surname);
+            else if (kind == middleNameOnly)
+                plant(kind, both, middle, surname);
+            else if (m_variationRng.below(2u) == 0)
+                plant(kind, both, given.substr(0, 1) + ". " + middle.substr(0, 1) + ".", surname);
+            else
+                plant(kind, both, given + " " + middle.substr(0, 1) + ".", surname);
+            return;
+        }
+        if (kind == soundAlike) {
+            if (std::string respelt = soundAlikeSurname(withoutDiacritics(surname)); !respelt.empty()) {
+                plant(kind, given, given, std::move(respelt));
+                return;
+            }
+        }
+        const std::string plainSurname = withoutDiacritics(surname);
+        auto ascii = [](std::string_view text) {
+            return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+        };
+        // Without other scripts, which a tree meant for every encoding cannot hold, or with letters
+        // a Russian clerk has no letter for ("Ø"), the copy is left as copies always were.
+        if (m_otherScripts && ascii(given) && ascii(plainSurname))
+            plant(otherScript, given, inCyrillic(given), inCyrillic(plainSurname));
     }
 
     // Deaths come last: a parent outlives the birth of their last child, and nobody dies after
@@ -1789,6 +1975,7 @@ private:
         std::string surnameText;
         if (copy) {
             const std::uint32_t kind = m_rng.below(100u);
+            Variation variation = exactCopy;
             if (kind < 45) {
                 std::string_view nickname;
                 std::uint32_t seen = 0;
@@ -1798,10 +1985,18 @@ private:
                 }
                 givenVariant = nickname.empty() ? givenNameVariant(given, m_rng) : std::string(nickname);
                 given = givenVariant;
+                variation = nickname.empty() ? givenSpelling : shortForm;
             } else if (kind < 65) {
                 surnameText = surnameVariant(surname, person.region);
                 surname = surnameText;
+                variation = surnameSpelling;
             }
+            if (person.variation == undecided)
+                m_people[index].variation = variation;
+        }
+        if (const auto written = m_written.find(index); written != m_written.end()) {
+            given = written->second.first;
+            surname = written->second.second;
         }
         out += given;
         out += " /";
@@ -1990,7 +2185,11 @@ private:
     }
 
     Rng m_rng;
+    Rng m_variationRng;
+    bool m_otherScripts = false;
     std::size_t m_limit;
+    /// The given names and surname written for the people whose names a planted variation fixed.
+    std::unordered_map<std::int32_t, std::pair<std::string, std::string>> m_written;
     std::vector<Person> m_people;
     std::vector<Family> m_families;
     std::vector<std::pair<std::int32_t, std::int32_t>> m_couples;
@@ -2021,9 +2220,9 @@ std::string syntheticText(std::size_t people, std::uint64_t seed)
     return syntheticTree(people, seed).text;
 }
 
-SyntheticTree syntheticTree(std::size_t people, std::uint64_t seed)
+SyntheticTree syntheticTree(std::size_t people, std::uint64_t seed, bool otherScripts)
 {
-    return Generator(people, seed).run();
+    return Generator(people, seed, otherScripts).run();
 }
 
 } // namespace kinloom::SampleTree

@@ -12,6 +12,7 @@ struct DuplicatePair
 {
     std::string original;
     std::string copy;
+    std::string variation = {}; ///< how the copy's name differs, for the synthetic tree ("initials")
 
     bool operator==(const DuplicatePair&) const = default;
 };
@@ -38,7 +39,9 @@ struct SyntheticTree
 /// sources and notes, about 30 lines per person, a few percent planted problems.
 [[nodiscard]] std::string syntheticText(std::size_t people, std::uint64_t seed = 1);
 
-/// The same tree as `syntheticText`, with what was planted in it.
-[[nodiscard]] SyntheticTree syntheticTree(std::size_t people, std::uint64_t seed = 1);
+/// The same tree as `syntheticText`, with what was planted in it. With `otherScripts` some planted
+/// copies are written in Cyrillic letters, and the text is no longer all Latin-1.
+[[nodiscard]] SyntheticTree syntheticTree(std::size_t people, std::uint64_t seed = 1,
+                                          bool otherScripts = false);
 
 } // namespace kinloom::SampleTree

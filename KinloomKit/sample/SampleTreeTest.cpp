@@ -296,3 +296,23 @@ TEST(SampleTreeTest, SyntheticTreeReportsWhatItPlanted)
         EXPECT_LE(copied[0], years.back()) << pair.original << " " << pair.copy;
     }
 }
+
+TEST(SampleTreeTest, SyntheticCopiesVaryTheirNamesInEveryPlantedWay)
+{
+    const SampleTree::SyntheticTree tree = SampleTree::syntheticTree(20'000, 3, true);
+    const auto byXref = records(tree.text);
+    std::map<std::string, std::size_t> variations;
+    for (const auto& pair : tree.duplicates) {
+        ++variations[pair.variation];
+        const std::string_view name = *firstValue(byXref.find(pair.copy)->second, "NAME");
+        // Cyrillic letters are two bytes led by D0 or D1.
+        EXPECT_EQ(pair.variation == "name in Cyrillic letters", name.find('\xD0') != std::string_view::npos)
+            << pair.copy << " " << name;
+    }
+    for (const char* variation :
+         {"other form of the given name (either way)", "given names swapped", "called by the middle name",
+          "initials", "surname alike by Daitch\u2013Mokotoff only", "name in Cyrillic letters"})
+        EXPECT_GE(variations[variation], 3u) << variation;
+    // Without other scripts the tree stays Latin-1, for the encodings that hold nothing else.
+    EXPECT_TRUE(onlyLatin1(SampleTree::syntheticTree(20'000, 3).text));
+}
