@@ -116,12 +116,15 @@ std::optional<GedcomReader::ReadOptions> readOptions(const Arguments& parsed, st
     options.encoding = textEncodingFromUserName(option->second);
     if (!options.encoding) {
         err << "Kinloom doesn\u2019t know the encoding \u201C" << option->second << "\u201D. Use one of ";
-        for (std::size_t i = 0; i < allTextEncodings.size(); ++i)
-            err << (i == 0                             ? ""
-                    : i + 1 == allTextEncodings.size() ? " or "
-                                                       : ", ")
-                << rawValue(allTextEncodings[i]);
-        err << ", or a converter\u2019s name such as CP1251 or ISO-8859-2.\n";
+        for (std::size_t i = 0; i < allTextEncodings.size(); ++i) {
+            const TextEncoding encoding = allTextEncodings[i];
+            // The two UTF-16s share a short name; their converter names tell them apart.
+            const std::string_view name = encoding == TextEncoding::utf16LE   ? "UTF-16LE"
+                                          : encoding == TextEncoding::utf16BE ? "UTF-16BE"
+                                                                              : shortName(encoding);
+            err << (i == 0 ? "" : i + 1 == allTextEncodings.size() ? " or " : ", ") << name;
+        }
+        err << " (in any case), or a converter\u2019s name such as CP1251.\n";
         return std::nullopt;
     }
     return options;

@@ -66,6 +66,31 @@ protected:
 
 } // namespace
 
+TEST_F(CliTest, EncodingOptionReadsInTheNamedEncoding)
+{
+    // "Stanisław" in Windows-1250, under a header that names another code page.
+    const std::string path = write("pl.ged", "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR ANSEL\n"
+                                             "0 @I1@ INDI\n1 NAME Stanis\xb3"
+                                             "aw /Nowak/\n0 TRLR\n");
+    for (const char* name : {"windows-1250", "Windows-1250", "CP1250", "windows1250"}) {
+        const Outcome outcome = runCli({"info", path, "--json", "--encoding", name});
+        ASSERT_EQ(outcome.status, Cli::done) << name << ": " << outcome.err;
+        EXPECT_EQ(nlohmann::json::parse(outcome.out)["encoding"], "Windows-1250 (Central European)") << name;
+    }
+    const Outcome mac = runCli({"info", path, "--json", "--encoding", "mac roman"});
+    EXPECT_EQ(nlohmann::json::parse(mac.out)["encoding"], "Mac Roman");
+
+    const Outcome unknown = runCli({"info", path, "--encoding", "Klingon"});
+    EXPECT_EQ(unknown.status, Cli::usage);
+    EXPECT_NE(
+        unknown.err.find("Kinloom doesn\u2019t know the encoding \u201CKlingon\u201D. Use one of UTF-8, "
+                         "UTF-16LE, UTF-16BE, ANSEL,"),
+        std::string::npos)
+        << unknown.err;
+    EXPECT_NE(unknown.err.find("Windows-1250, Windows-1251,"), std::string::npos);
+    EXPECT_TRUE(unknown.out.empty());
+}
+
 TEST_F(CliTest, InfoPrintsWhatTheReaderLearnt)
 {
     const std::string path =

@@ -738,7 +738,8 @@ std::optional<TextEncoding> textEncodingFromUserName(std::string_view name)
 {
     const std::string upper = upperCase(Text::trimmed(name));
     for (const auto& names : encodingNames) {
-        if (upperCase(names.raw) == upper || (names.converter && upper == names.converter))
+        if (upperCase(names.raw) == upper || upperCase(names.shortName) == upper ||
+            (names.converter && upper == names.converter))
             return names.encoding;
     }
     if (upper == "UTF8")
