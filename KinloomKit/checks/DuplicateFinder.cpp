@@ -98,26 +98,7 @@ std::string_view firstWord(std::string_view given)
     return given.substr(0, given.find(' '));
 }
 
-/// The characters of UTF-8 text; a byte that does not start a character stands for itself.
-std::u32string characters(std::string_view text)
-{
-    std::u32string chars;
-    chars.reserve(text.size());
-    for (std::size_t at = 0; at < text.size();) {
-        utf8proc_int32_t c = 0;
-        const utf8proc_ssize_t step =
-            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + at),
-                             static_cast<utf8proc_ssize_t>(text.size() - at), &c);
-        if (step <= 0) {
-            chars += static_cast<char32_t>(static_cast<unsigned char>(text[at]));
-            ++at;
-        } else {
-            chars += static_cast<char32_t>(c);
-            at += static_cast<std::size_t>(step);
-        }
-    }
-    return chars;
-}
+using Text::characters;
 
 double jaroWinkler(std::u32string_view a, std::u32string_view b)
 {

@@ -109,19 +109,10 @@ bool isLatinLetter(utf8proc_int32_t c)
 
 bool hasOtherLetters(std::string_view text)
 {
-    for (std::size_t at = 0; at < text.size();) {
-        utf8proc_int32_t c = 0;
-        const utf8proc_ssize_t step =
-            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + at),
-                             static_cast<utf8proc_ssize_t>(text.size() - at), &c);
-        if (step <= 0) {
-            ++at;
-            continue;
-        }
-        at += static_cast<std::size_t>(step);
-        const utf8proc_category_t category = utf8proc_category(c);
+    for (const char32_t c : Text::characters(text)) {
+        const utf8proc_category_t category = utf8proc_category(static_cast<utf8proc_int32_t>(c));
         const bool letter = category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_LO;
-        if (letter && !isLatinLetter(c))
+        if (letter && !isLatinLetter(static_cast<utf8proc_int32_t>(c)))
             return true;
     }
     return false;

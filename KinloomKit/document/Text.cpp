@@ -27,6 +27,26 @@ bool isAscii(std::string_view text)
     return true;
 }
 
+std::u32string characters(std::string_view text)
+{
+    std::u32string chars;
+    chars.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        utf8proc_int32_t c = 0;
+        const utf8proc_ssize_t step =
+            utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data() + at),
+                             static_cast<utf8proc_ssize_t>(text.size() - at), &c);
+        if (step <= 0) {
+            chars += static_cast<char32_t>(static_cast<unsigned char>(text[at]));
+            ++at;
+        } else {
+            chars += static_cast<char32_t>(c);
+            at += static_cast<std::size_t>(step);
+        }
+    }
+    return chars;
+}
+
 void forEachFolded(std::string_view text, const std::function<void(const FoldedCharacter&)>& visit)
 {
     utf8proc_uint8_t* folded = nullptr;

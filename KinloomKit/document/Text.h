@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 
 // Small text helpers shared by the engine. Blanks here are the ASCII white-space characters:
@@ -25,6 +26,9 @@ namespace kinloom::Text {
 
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::string_view text);
+
+/// The characters of UTF-8 text; a byte that does not start a character stands for itself.
+[[nodiscard]] std::u32string characters(std::string_view text);
 
 /// One character of text folded for comparing: case, diacritics and width taken away.
 struct FoldedCharacter
