@@ -31,12 +31,13 @@ using namespace kinloom::bench;
 namespace {
 
 /// People without a name whose birth date is written in lower case: a date-format finding with a
-/// fix each, and no two alike enough to be compared as duplicates.
+/// fix each, and no two alike enough to be compared as duplicates. Their deaths are recorded, so
+/// none of them is taken for someone still alive.
 std::string treeWithOneFindingEach(std::size_t people)
 {
     std::string text = "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n";
     for (std::size_t i = 1; i <= people; ++i) {
-        text += "0 @I" + std::to_string(i) + "@ INDI\n1 SEX M\n1 BIRT\n2 DATE abt " +
+        text += "0 @I" + std::to_string(i) + "@ INDI\n1 SEX M\n1 DEAT Y\n1 BIRT\n2 DATE abt " +
                 std::to_string(1700 + i % 250) + "\n2 PLAC Town " + std::to_string(i % 5000) + ", County " +
                 std::to_string(i % 40) + "\n";
     }
