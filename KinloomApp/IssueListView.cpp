@@ -9,7 +9,9 @@
 #include "QtText.h"
 
 #include <QHBoxLayout>
+#include <QHoverEvent>
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSplitter>
@@ -32,6 +34,91 @@ QLabel* wrappedLabel(const char* objectName, QWidget* parent)
     label->setWordWrap(true);
     return label;
 }
+
+/// The findings list. A style draws a row's expand arrow slowly and a long list shows many, so the
+/// arrow of a plain row (not selected, not under the mouse) is drawn once per state and kept.
+class FindingsTree final : public QTreeView
+{
+public:
+    using QTreeView::QTreeView;
+
+protected:
+    void drawBranches(QPainter* painter, const QRect& rect, const QModelIndex& index) const override
+    {
+        const QColor background = viewport()->palette().color(viewport()->backgroundRole());
+        const bool plain = !index.parent().isValid() && !alternatingRowColors() &&
+                           !selectionModel()->isSelected(index) &&
+                           (m_mouseY < rect.top() || m_mouseY > rect.bottom());
+        if (!plain) {
+            QTreeView::drawBranches(painter, rect, index);
+            return;
+        }
+        const Arrow arrow{isExpanded(index),
+                          model()->hasChildren(index),
+                          index.row() + 1 < model()->rowCount(index.parent()),
+                          hasFocus(),
+                          isEnabled(),
+                          rect.size(),
+                          painter->device()->devicePixelRatioF(),
+                          background.rgba()};
+        auto kept = std::find_if(m_arrows.begin(), m_arrows.end(),
+                                 [&](const auto& entry) { return entry.first == arrow; });
+        if (kept == m_arrows.end()) {
+            if (m_arrows.size() >= 16)
+                m_arrows.clear();
+            QImage image(rect.size() * arrow.ratio, QImage::Format_RGB32);
+            image.setDevicePixelRatio(arrow.ratio);
+            image.fill(background);
+            QPainter picture(&image);
+            picture.translate(-rect.topLeft());
+            QTreeView::drawBranches(&picture, rect, index);
+            picture.end();
+            kept = m_arrows.insert(m_arrows.end(), {arrow, QPixmap::fromImage(std::move(image))});
+        }
+        painter->drawPixmap(rect.topLeft(), kept->second);
+    }
+
+    bool viewportEvent(QEvent* event) override
+    {
+        switch (event->type()) {
+        case QEvent::HoverEnter:
+        case QEvent::HoverMove:
+            m_mouseY = qRound(static_cast<QHoverEvent*>(event)->position().y());
+            break;
+        case QEvent::HoverLeave:
+        case QEvent::Leave:
+            m_mouseY = -1;
+            break;
+        default:
+            break;
+        }
+        return QTreeView::viewportEvent(event);
+    }
+
+    void changeEvent(QEvent* event) override
+    {
+        if (event->type() == QEvent::StyleChange || event->type() == QEvent::PaletteChange)
+            m_arrows.clear();
+        QTreeView::changeEvent(event);
+    }
+
+private:
+    struct Arrow
+    {
+        bool expanded;
+        bool children;
+        bool siblingBelow;
+        bool focused;
+        bool enabled;
+        QSize size;
+        qreal ratio;
+        QRgb background;
+
+        bool operator==(const Arrow&) const = default;
+    };
+    mutable std::vector<std::pair<Arrow, QPixmap>> m_arrows;
+    int m_mouseY = -1;
+};
 
 } // namespace
 
@@ -113,7 +200,7 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_summary = wrappedLabel("summaryLabel", this);
     m_summary->setForegroundRole(QPalette::PlaceholderText);
 
-    m_tree = new QTreeView(this);
+    m_tree = new FindingsTree(this);
     m_tree->setObjectName(QStringLiteral("issueTree"));
     m_tree->setAccessibleName(QStringLiteral("Findings"));
     m_tree->setModel(m_listModel);

@@ -48,15 +48,20 @@ QSize IssueRow::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& 
     const int line = option.fontMetrics.height();
     if (isPreviewLine(index))
         return {200, line + 6};
-    const bool hasFix = !index.data(IssueListModel::FixTitleRole).isNull();
+    // Only a finding with a fix has a tick box: its flags say so without building the fix's title.
+    const bool hasFix = index.flags() & Qt::ItemIsUserCheckable;
     return {300, 2 * margin + (hasFix ? 3 : 2) * line + (hasFix ? 4 : 0)};
 }
 
 void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
-    // The background and selection only: the row draws its own text and tick box, so the item's
-    // data need not be gathered into the option.
-    styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, painter, option.widget);
+    // A plain row shows the list's own background: the style would draw nothing on it, and its
+    // titles can come from pictures drawn on that background.
+    const bool plain = !(option.state & (QStyle::State_Selected | QStyle::State_MouseOver)) &&
+                       option.backgroundBrush.style() == Qt::NoBrush &&
+                       option.palette.brush(QPalette::Base).style() == Qt::SolidPattern;
+    if (!plain)
+        styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, painter, option.widget);
 
     if (isPreviewLine(index)) {
         PreviewTable::paint(*painter, option,
@@ -70,32 +75,31 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const QPalette& palette = option.palette;
     const QColor text = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
     const QColor muted = palette.color(selected ? QPalette::HighlightedText : QPalette::PlaceholderText);
+    const QColor background = palette.color(QPalette::Base);
+    const qreal ratio = painter->device()->devicePixelRatioF();
     const int line = option.fontMetrics.height();
     const QRect area = option.rect.adjusted(margin, margin, -margin, -margin);
     const int textLeft = area.left() + iconSize + margin;
     const int textWidth = area.right() - textLeft;
+    if (option.font != m_font) {
+        m_font = option.font;
+        m_bold = boldFont(option.font);
+    }
 
     painter->save();
-    if (m_linesWidth != textWidth) {
-        m_lines[0].clear();
-        m_lines[1].clear();
-        m_linesWidth = textWidth;
-    }
     const auto severity = Severity(index.data(IssueListModel::SeverityRole).toInt());
     painter->drawPixmap(QPoint(area.left(), area.top() + (line - iconSize) / 2),
-                        severityPicture(severity, painter->device()->devicePixelRatioF()));
+                        severityPicture(severity, ratio));
 
-    painter->setFont(boldFont(option.font));
-    painter->setPen(text);
-    drawLine(*painter, {textLeft, area.top()}, textWidth, index.data().toString(), true);
+    drawTitle(*painter, m_titles, {m_bold, text, background, textWidth, ratio}, plain,
+              {textLeft, area.top(), textWidth, line}, index.data().toString());
 
-    // Details differ from row to row: kept glyphs would not be used again.
     painter->setFont(option.font);
     painter->setPen(muted);
-    const QString detail = option.fontMetrics.elidedText(index.data(IssueListModel::DetailRole).toString(),
-                                                         Qt::ElideRight, textWidth);
-    // Drawn at its baseline rather than in a box: a single line needs no line breaking.
-    painter->drawText(QPoint(textLeft, area.top() + line + option.fontMetrics.ascent()), detail);
+    const QString detail = index.data(IssueListModel::DetailRole).toString();
+    const QPoint baseline(textLeft, area.top() + line + option.fontMetrics.ascent());
+    if (!m_details.draw(*painter, baseline, textWidth, detail))
+        painter->drawText(baseline, option.fontMetrics.elidedText(detail, Qt::ElideRight, textWidth));
 
     if (const QVariant fixTitle = index.data(IssueListModel::FixTitleRole); !fixTitle.isNull()) {
         const QRect box = checkBoxRect(option);
@@ -103,29 +107,27 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
             box.topLeft(),
             checkBox(option, index.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked));
         const int fixLeft = box.right() + margin;
-        painter->setPen(text);
-        drawLine(*painter, {fixLeft, area.top() + 2 * line + 2}, area.right() - fixLeft, fixTitle.toString(),
-                 false);
+        drawTitle(*painter, m_fixTitles, {option.font, text, background, area.right() - fixLeft, ratio},
+                  plain, {fixLeft, area.top() + 2 * line + 2, area.right() - fixLeft, line},
+                  fixTitle.toString());
     }
     painter->restore();
 }
 
-void IssueRow::drawLine(QPainter& painter, QPoint topLeft, int width, const QString& text, bool bold) const
+void IssueRow::drawTitle(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style,
+                         bool plain, QRect line, const QString& text) const
 {
-    QHash<QString, QStaticText>& kept = m_lines[bold ? 1 : 0];
-    auto found = kept.find(text);
-    if (found == kept.end()) {
-        // A list of unusual titles must not hold every one of them.
-        if (kept.size() > 4096)
-            kept.clear();
-        QStaticText laidOut(painter.fontMetrics().elidedText(text, Qt::ElideRight, width));
-        laidOut.setTextFormat(Qt::PlainText);
-        laidOut.setPerformanceHint(QStaticText::AggressiveCaching);
-        laidOut.prepare(painter.transform(), painter.font());
-        found = kept.insert(text, laidOut);
+    if (plain) {
+        const QPixmap& picture = pictures.picture(style, text);
+        const int height = qRound(picture.deviceIndependentSize().height());
+        painter.drawPixmap(line.topLeft() + QPoint(0, (line.height() - height) / 2), picture);
+        return;
     }
-    const int height = painter.fontMetrics().height();
-    painter.drawStaticText(topLeft + QPoint(0, (height - qRound(found->size().height())) / 2), *found);
+    const QFontMetrics metrics(style.font);
+    painter.setFont(style.font);
+    painter.setPen(style.colour);
+    painter.drawText(line.topLeft() + QPoint(0, (line.height() - metrics.height()) / 2 + metrics.ascent()),
+                     metrics.elidedText(text, Qt::ElideRight, style.width));
 }
 
 const QPixmap& IssueRow::severityPicture(Severity severity, qreal ratio) const

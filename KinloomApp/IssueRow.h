@@ -1,10 +1,10 @@
 #pragma once
 
+#include "LinePictures.h"
+#include "WordGlyphs.h"
 #include "checks/Issue.h"
 
-#include <QHash>
 #include <QPixmap>
-#include <QStaticText>
 #include <QStyledItemDelegate>
 
 #include <array>
@@ -30,16 +30,20 @@ protected:
 
 private:
     [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
-    /// Draws one line of text, cut with an ellipsis to `width`. Titles and fix titles repeat from
-    /// row to row, so their laid-out glyphs are kept.
-    void drawLine(QPainter& painter, QPoint topLeft, int width, const QString& text, bool bold) const;
+    /// Draws a title centred in `line`, cut with an ellipsis to the style's width: on a plain row
+    /// from a kept picture, on a selected or highlighted one as text over the highlight.
+    void drawTitle(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style, bool plain,
+                   QRect line, const QString& text) const;
     /// The tick box, drawn by the style once per state and kept as a picture.
     const QPixmap& checkBox(const QStyleOptionViewItem& option, bool checked) const;
     /// The severity's icon as a picture of the size a row shows.
     const QPixmap& severityPicture(Severity severity, qreal ratio) const;
 
-    mutable QHash<QString, QStaticText> m_lines[2]; ///< plain and bold, for the current width
-    mutable int m_linesWidth = -1;
+    mutable QFont m_font;
+    mutable QFont m_bold;
+    mutable LinePictures m_titles;
+    mutable LinePictures m_fixTitles;
+    mutable WordGlyphs m_details;
     mutable QPixmap m_boxes[2];
     mutable qint64 m_boxesKey = -1;
     mutable std::array<QPixmap, 3> m_severities;
