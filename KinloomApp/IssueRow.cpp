@@ -81,7 +81,7 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const QRect area = option.rect.adjusted(margin, margin, -margin, -margin);
     const int textLeft = area.left() + iconSize + margin;
     const int textWidth = area.right() - textLeft;
-    if (option.font != m_font) {
+    if (!m_font || option.font != *m_font) {
         m_font = option.font;
         m_bold = boldFont(option.font);
     }

@@ -8,6 +8,7 @@
 #include <QStyledItemDelegate>
 
 #include <array>
+#include <optional>
 
 namespace kinloom {
 
@@ -39,7 +40,7 @@ private:
     /// The severity's icon as a picture of the size a row shows.
     const QPixmap& severityPicture(Severity severity, qreal ratio) const;
 
-    mutable QFont m_font;
+    mutable std::optional<QFont> m_font; ///< the list's font, none before the first row
     mutable QFont m_bold;
     mutable LinePictures m_titles;
     mutable LinePictures m_fixTitles;

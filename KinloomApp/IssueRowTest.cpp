@@ -1,13 +1,17 @@
-// The list's quick ways of drawing text must look like laying the text out whole: the same pixels,
-// or the same words with the same ellipsis when a line is cut.
+// A finding's row, and the quick ways it draws its text: they must look like laying the text out
+// whole, the same pixels or the same words with the same ellipsis when a line is cut.
+#include "IssueRow.h"
+#include "IssueListModel.h"
 #include "LinePictures.h"
 #include "WordGlyphs.h"
 
+#include <QApplication>
 #include <QFontMetrics>
-#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
+#include <QStandardItemModel>
 #include <QTest>
+#include <QTreeView>
 
 using namespace kinloom;
 
@@ -18,7 +22,7 @@ constexpr QSize canvas(420, 24);
 /// The application's own font, as the list uses it.
 QFont listFont()
 {
-    return QGuiApplication::font();
+    return QApplication::font();
 }
 
 QImage blank()
@@ -52,7 +56,7 @@ QImage wordByWord(WordGlyphs& words, const QString& text, qreal width = canvas.w
 
 } // namespace
 
-class FastTextTest : public QObject
+class IssueRowTest : public QObject
 {
     Q_OBJECT
 
@@ -105,6 +109,58 @@ private Q_SLOTS:
         QCOMPARE(wordByWord(words, QStringLiteral("Smith 1890")), wholeLine(QStringLiteral("Smith 1890")));
     }
 
+    /// A row drawn quickly on the list's plain background looks like the same row drawn the usual
+    /// way (under the mouse, where the style adds nothing), with its title in bold.
+    void plainRowLooksLikeTheUsualOne()
+    {
+        const QString title = QStringLiteral("Date not in the standard form");
+        QStandardItemModel model;
+        auto* item = new QStandardItem(title);
+        item->setData(QStringLiteral("@I12@ INDI · BIRT DATE: “abt 1839”"), IssueListModel::DetailRole);
+        item->setData(QStringLiteral("Write as “ABT 1839”"), IssueListModel::FixTitleRole);
+        item->setData(int(Severity::warning), IssueListModel::SeverityRole);
+        item->setCheckable(true);
+        item->setCheckState(Qt::Checked);
+        model.appendRow(item);
+        QTreeView view;
+        view.setModel(&model);
+        IssueRow row;
+
+        QStyleOptionViewItem option;
+        option.initFrom(&view);
+        option.widget = &view;
+        option.font = view.font();
+        option.fontMetrics = QFontMetrics(option.font);
+        option.rect = QRect(QPoint(0, 0), row.sizeHint(option, model.index(0, 0)).expandedTo({500, 0}));
+        option.state &= ~QStyle::State_MouseOver;
+        const auto drawn = [&](const QStyleOptionViewItem& rowOption) {
+            QImage image(option.rect.size(), QImage::Format_RGB32);
+            image.fill(option.palette.color(QPalette::Base));
+            QPainter painter(&image);
+            row.paint(&painter, rowOption, model.index(0, 0));
+            return image;
+        };
+        const QImage plain = drawn(option);
+        QStyleOptionViewItem hovered = option;
+        hovered.state |= QStyle::State_MouseOver;
+        QCOMPARE(plain, drawn(hovered));
+
+        // The title's ink ends where a bold title would, well past where a regular one would.
+        QFont bold = option.font;
+        bold.setBold(true);
+        const int line = option.fontMetrics.height();
+        int inkRight = 0;
+        for (int y = 6; y < 6 + line; ++y) {
+            for (int x = 0; x < plain.width(); ++x) {
+                if (qGray(plain.pixel(x, y)) < 128)
+                    inkRight = std::max(inkRight, x);
+            }
+        }
+        const int textLeft = 6 + 16 + 6;
+        QVERIFY(std::abs(inkRight - (textLeft + QFontMetrics(bold).horizontalAdvance(title))) <= 2);
+        QVERIFY(inkRight > textLeft + option.fontMetrics.horizontalAdvance(title) + 4);
+    }
+
     void picturesLookLikeTheirText()
     {
         LinePictures pictures;
@@ -130,5 +186,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(FastTextTest)
-#include "FastTextTest.moc"
+QTEST_MAIN(IssueRowTest)
+#include "IssueRowTest.moc"
