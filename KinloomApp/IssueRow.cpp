@@ -28,6 +28,15 @@ QFont boldFont(const QFont& font)
     return bold;
 }
 
+/// The opaque colour that `colour` shows over `background`.
+QColor mixedOver(const QColor& colour, const QColor& background)
+{
+    const float alpha = colour.alphaF();
+    const auto mix = [alpha](float over, float under) { return over * alpha + under * (1 - alpha); };
+    return QColor::fromRgbF(mix(colour.redF(), background.redF()), mix(colour.greenF(), background.greenF()),
+                            mix(colour.blueF(), background.blueF()));
+}
+
 const QStyle* styleOf(const QStyleOptionViewItem& option)
 {
     return option.widget ? option.widget->style() : QApplication::style();
@@ -74,8 +83,12 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const bool selected = option.state & QStyle::State_Selected;
     const QPalette& palette = option.palette;
     const QColor text = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
-    const QColor muted = palette.color(selected ? QPalette::HighlightedText : QPalette::PlaceholderText);
     const QColor background = palette.color(QPalette::Base);
+    // A translucent pen blends every glyph the slow way; on the plain background the same colour
+    // is mixed once, in advance.
+    const QColor muted = selected ? palette.color(QPalette::HighlightedText)
+                         : plain  ? mixedOver(palette.color(QPalette::PlaceholderText), background)
+                                  : palette.color(QPalette::PlaceholderText);
     const qreal ratio = painter->device()->devicePixelRatioF();
     const int line = option.fontMetrics.height();
     const QRect area = option.rect.adjusted(margin, margin, -margin, -margin);
@@ -91,15 +104,21 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     painter->drawPixmap(QPoint(area.left(), area.top() + (line - iconSize) / 2),
                         severityPicture(severity, ratio));
 
-    drawTitle(*painter, m_titles, {m_bold, text, background, textWidth, ratio}, plain,
-              {textLeft, area.top(), textWidth, line}, index.data().toString());
+    const int ascent = option.fontMetrics.ascent();
+    // Titles are cut as the toolkit cuts them; details and fix titles after a whole word.
+    const LinePictures::Draw title = [&](QPainter& on, QPoint baseline) {
+        const QFontMetrics metrics(m_bold);
+        const QString shown = metrics.elidedText(index.data().toString(), Qt::ElideRight, textWidth);
+        on.drawText(baseline, shown);
+        return metrics.horizontalAdvance(shown);
+    };
+    drawLine(*painter, m_titles, {m_bold, text, background, textWidth, ratio}, plain,
+             {textLeft, area.top() + ascent}, index.data().toString(), title);
 
     painter->setFont(option.font);
     painter->setPen(muted);
-    const QString detail = index.data(IssueListModel::DetailRole).toString();
-    const QPoint baseline(textLeft, area.top() + line + option.fontMetrics.ascent());
-    if (!m_details.draw(*painter, baseline, textWidth, detail))
-        painter->drawText(baseline, option.fontMetrics.elidedText(detail, Qt::ElideRight, textWidth));
+    drawWords(*painter, {textLeft, area.top() + line + ascent}, textWidth,
+              index.data(IssueListModel::DetailRole).toString());
 
     if (const QVariant fixTitle = index.data(IssueListModel::FixTitleRole); !fixTitle.isNull()) {
         const QRect box = checkBoxRect(option);
@@ -107,27 +126,37 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
             box.topLeft(),
             checkBox(option, index.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked));
         const int fixLeft = box.right() + margin;
-        drawTitle(*painter, m_fixTitles, {option.font, text, background, area.right() - fixLeft, ratio},
-                  plain, {fixLeft, area.top() + 2 * line + 2, area.right() - fixLeft, line},
-                  fixTitle.toString());
+        const int fixWidth = area.right() - fixLeft;
+        const QString fixText = fixTitle.toString();
+        drawLine(*painter, m_fixTitles, {option.font, text, background, fixWidth, ratio}, plain,
+                 {fixLeft, area.top() + 2 * line + 2 + ascent}, fixText,
+                 [&](QPainter& on, QPoint baseline) { return drawWords(on, baseline, fixWidth, fixText); });
     }
     painter->restore();
 }
 
-void IssueRow::drawTitle(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style,
-                         bool plain, QRect line, const QString& text) const
+void IssueRow::drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style,
+                        bool plain, QPoint baseline, const QString& text,
+                        const LinePictures::Draw& draw) const
 {
     if (plain) {
-        const QPixmap& picture = pictures.picture(style, text);
-        const int height = qRound(picture.deviceIndependentSize().height());
-        painter.drawPixmap(line.topLeft() + QPoint(0, (line.height() - height) / 2), picture);
-        return;
+        if (const QPixmap* picture = pictures.picture(style, text, draw)) {
+            painter.drawPixmap(baseline - QPoint(0, QFontMetrics(style.font).ascent()), *picture);
+            return;
+        }
     }
-    const QFontMetrics metrics(style.font);
     painter.setFont(style.font);
     painter.setPen(style.colour);
-    painter.drawText(line.topLeft() + QPoint(0, (line.height() - metrics.height()) / 2 + metrics.ascent()),
-                     metrics.elidedText(text, Qt::ElideRight, style.width));
+    draw(painter, baseline);
+}
+
+int IssueRow::drawWords(QPainter& painter, QPoint baseline, int width, const QString& text) const
+{
+    if (const std::optional<qreal> reach = m_words.draw(painter, baseline, width, text))
+        return qCeil(*reach);
+    const QString shown = painter.fontMetrics().elidedText(text, Qt::ElideRight, width);
+    painter.drawText(baseline, shown);
+    return painter.fontMetrics().horizontalAdvance(shown);
 }
 
 const QPixmap& IssueRow::severityPicture(Severity severity, qreal ratio) const

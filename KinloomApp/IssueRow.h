@@ -31,10 +31,13 @@ protected:
 
 private:
     [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
-    /// Draws a title centred in `line`, cut with an ellipsis to the style's width: on a plain row
-    /// from a kept picture, on a selected or highlighted one as text over the highlight.
-    void drawTitle(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style, bool plain,
-                   QRect line, const QString& text) const;
+    /// Draws a line of a row in `style` with `draw`: on a plain row from a kept picture once the
+    /// line has been seen before, otherwise as text (over the highlight on a selected row).
+    void drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style, bool plain,
+                  QPoint baseline, const QString& text, const LinePictures::Draw& draw) const;
+    /// Draws a line that differs from row to row (a detail, a fix's title) in the painter's font
+    /// and pen, from words shaped once where it can, and returns how far it reaches.
+    int drawWords(QPainter& painter, QPoint baseline, int width, const QString& text) const;
     /// The tick box, drawn by the style once per state and kept as a picture.
     const QPixmap& checkBox(const QStyleOptionViewItem& option, bool checked) const;
     /// The severity's icon as a picture of the size a row shows.
@@ -44,7 +47,7 @@ private:
     mutable QFont m_bold;
     mutable LinePictures m_titles;
     mutable LinePictures m_fixTitles;
-    mutable WordGlyphs m_details;
+    mutable WordGlyphs m_words;
     mutable QPixmap m_boxes[2];
     mutable qint64 m_boxesKey = -1;
     mutable std::array<QPixmap, 3> m_severities;

@@ -87,10 +87,10 @@ void WordGlyphs::add(const Word& word, qreal x)
     }
 }
 
-bool WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal width, const QString& text)
+std::optional<qreal> WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal width, const QString& text)
 {
     if (painter.layoutDirection() == Qt::RightToLeft || !drawsWordByWord(text))
-        return false;
+        return std::nullopt;
     if (!m_font || painter.font() != *m_font) {
         m_font = painter.font();
         m_words.clear();
@@ -132,7 +132,7 @@ bool WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal width, const QS
         while (!m_line.empty() && m_line.back().x + m_line.back().word->advance + m_ellipsis.advance > width)
             m_line.pop_back();
         if (m_line.empty())
-            return false;
+            return std::nullopt;
     }
 
     for (Batch& batch : m_batches) {
@@ -141,8 +141,11 @@ bool WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal width, const QS
     }
     for (const Placed& placed : m_line)
         add(*placed.word, placed.x);
-    if (!fits)
-        add(m_ellipsis, m_line.back().x + m_line.back().word->advance);
+    if (!fits) {
+        x = m_line.back().x + m_line.back().word->advance;
+        add(m_ellipsis, x);
+        x += m_ellipsis.advance;
+    }
     for (const Batch& batch : m_batches) {
         if (batch.glyphs.isEmpty())
             continue;
@@ -154,7 +157,7 @@ bool WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal width, const QS
     // Fonts seen once in a fallback stay out of the next line's batches.
     if (m_batches.size() > 4)
         m_batches.clear();
-    return true;
+    return x;
 }
 
 } // namespace kinloom

@@ -24,10 +24,10 @@ class WordGlyphs
 {
 public:
     /// Draws `text` in the painter's font and pen with its baseline starting at `baseline`, cut
-    /// after its last whole word that fits in `width` with an ellipsis. Returns false, having drawn
-    /// nothing, when the text must be laid out whole: it reads right to left, holds a control
-    /// character, or its first word alone is too wide.
-    bool draw(QPainter& painter, QPointF baseline, qreal width, const QString& text);
+    /// after its last whole word that fits in `width` with an ellipsis, and returns how far it
+    /// reaches. Returns none, having drawn nothing, when the text must be laid out whole: it reads
+    /// right to left, holds a control character, or its first word alone is too wide.
+    std::optional<qreal> draw(QPainter& painter, QPointF baseline, qreal width, const QString& text);
 
 private:
     struct Piece
