@@ -90,6 +90,7 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
                          : plain  ? mixedOver(palette.color(QPalette::PlaceholderText), background)
                                   : palette.color(QPalette::PlaceholderText);
     const qreal ratio = painter->device()->devicePixelRatioF();
+    const QSize dpi(painter->device()->logicalDpiX(), painter->device()->logicalDpiY());
     const int line = option.fontMetrics.height();
     const QRect area = option.rect.adjusted(margin, margin, -margin, -margin);
     const int textLeft = area.left() + iconSize + margin;
@@ -107,12 +108,12 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const int ascent = option.fontMetrics.ascent();
     // Titles are cut as the toolkit cuts them; details and fix titles after a whole word.
     const LinePictures::Draw title = [&](QPainter& on, QPoint baseline) {
-        const QFontMetrics metrics(m_bold);
+        const QFontMetrics metrics = on.fontMetrics();
         const QString shown = metrics.elidedText(index.data().toString(), Qt::ElideRight, textWidth);
         on.drawText(baseline, shown);
         return metrics.horizontalAdvance(shown);
     };
-    drawLine(*painter, m_titles, {m_bold, text, background, textWidth, ratio}, plain,
+    drawLine(*painter, m_titles, {m_bold, text, background, textWidth, ratio, dpi}, plain,
              {textLeft, area.top() + ascent}, index.data().toString(), title);
 
     painter->setFont(option.font);
@@ -128,7 +129,7 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
         const int fixLeft = box.right() + margin;
         const int fixWidth = area.right() - fixLeft;
         const QString fixText = fixTitle.toString();
-        drawLine(*painter, m_fixTitles, {option.font, text, background, fixWidth, ratio}, plain,
+        drawLine(*painter, m_fixTitles, {option.font, text, background, fixWidth, ratio, dpi}, plain,
                  {fixLeft, area.top() + 2 * line + 2 + ascent}, fixText,
                  [&](QPainter& on, QPoint baseline) { return drawWords(on, baseline, fixWidth, fixText); });
     }
@@ -141,7 +142,8 @@ void IssueRow::drawLine(QPainter& painter, LinePictures& pictures, const LinePic
 {
     if (plain) {
         if (const QPixmap* picture = pictures.picture(style, text, draw)) {
-            painter.drawPixmap(baseline - QPoint(0, QFontMetrics(style.font).ascent()), *picture);
+            painter.drawPixmap(baseline - QPoint(0, QFontMetrics(style.font, painter.device()).ascent()),
+                               *picture);
             return;
         }
     }

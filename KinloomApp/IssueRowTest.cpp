@@ -54,6 +54,15 @@ QImage wordByWord(WordGlyphs& words, const QString& text, qreal width = canvas.w
     return words.draw(painter, QPointF(2, 17), width, text) ? image : QImage();
 }
 
+/// An image of a screen with `dpi` dots per inch.
+QImage imageAt(int dpi, QSize size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.setDotsPerMeterX(qRound(dpi / 0.0254));
+    image.setDotsPerMeterY(qRound(dpi / 0.0254));
+    return image;
+}
+
 } // namespace
 
 class IssueRowTest : public QObject
@@ -109,10 +118,19 @@ private Q_SLOTS:
         QCOMPARE(wordByWord(words, QStringLiteral("Smith 1890")), wholeLine(QStringLiteral("Smith 1890")));
     }
 
+    void plainRowLooksLikeTheUsualOne_data()
+    {
+        QTest::addColumn<int>("dpi");
+        QTest::newRow("96 dpi") << 96;
+        QTest::newRow("120 dpi") << 120;
+    }
+
     /// A row drawn quickly on the list's plain background looks like the same row drawn the usual
-    /// way (under the mouse, where the style adds nothing), with its title in bold.
+    /// way (under the mouse, where the style adds nothing), with its title in bold, on a screen of
+    /// any resolution.
     void plainRowLooksLikeTheUsualOne()
     {
+        QFETCH(int, dpi);
         const QString title = QStringLiteral("Date not in the standard form");
         QStandardItemModel model;
         auto* item = new QStandardItem(title);
@@ -130,11 +148,13 @@ private Q_SLOTS:
         option.initFrom(&view);
         option.widget = &view;
         option.font = view.font();
-        option.fontMetrics = QFontMetrics(option.font);
+        // The list lays its rows out with its screen's metrics.
+        const QImage screen = imageAt(dpi, {1, 1});
+        option.fontMetrics = QFontMetrics(option.font, &screen);
         option.rect = QRect(QPoint(0, 0), row.sizeHint(option, model.index(0, 0)).expandedTo({500, 0}));
         option.state &= ~QStyle::State_MouseOver;
         const auto drawn = [&](const QStyleOptionViewItem& rowOption) {
-            QImage image(option.rect.size(), QImage::Format_RGB32);
+            QImage image = imageAt(dpi, option.rect.size());
             image.fill(option.palette.color(QPalette::Base));
             QPainter painter(&image);
             row.paint(&painter, rowOption, model.index(0, 0));
@@ -148,6 +168,8 @@ private Q_SLOTS:
         QCOMPARE(plain, usual);
         QCOMPARE(drawn(option), usual);
         QCOMPARE(drawn(option), usual);
+        if (dpi != 96)
+            return;
 
         // The title's ink ends where a bold title would, well past where a regular one would.
         QFont bold = option.font;

@@ -12,6 +12,7 @@ namespace {
 constexpr qsizetype maxPictures = 512;
 /// Lines remembered as seen once, at most, before they are forgotten.
 constexpr qsizetype maxSeen = 8192;
+constexpr double inchesPerMeter = 0.0254;
 
 } // namespace
 
@@ -34,10 +35,18 @@ const QPixmap* LinePictures::picture(const Style& style, const QString& text, co
     }
     m_seen.remove(text);
 
-    const QFontMetrics metrics(style.font);
+    // The picture has the device's resolution, so a font given in points has the same size on it.
+    const auto onDevice = [&style](QSize size) {
+        QImage image(size, QImage::Format_RGB32);
+        image.setDotsPerMeterX(qRound(style.dpi.width() / inchesPerMeter));
+        image.setDotsPerMeterY(qRound(style.dpi.height() / inchesPerMeter));
+        return image;
+    };
+    const QImage probe = onDevice({1, 1});
+    const QFontMetrics metrics(style.font, &probe);
     // A glyph may reach a little past its advance; the picture keeps that ink.
     const int slack = metrics.averageCharWidth() / 2;
-    QImage image(QSize(style.width + slack, metrics.height()) * style.ratio, QImage::Format_RGB32);
+    QImage image = onDevice(QSize(style.width + slack, metrics.height()) * style.ratio);
     image.setDevicePixelRatio(style.ratio);
     image.fill(style.background);
     QPainter painter(&image);

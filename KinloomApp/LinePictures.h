@@ -26,8 +26,9 @@ public:
         QFont font;
         QColor colour;
         QColor background;
-        int width = 0;   ///< the room a line has
-        qreal ratio = 1; ///< device pixels per pixel
+        int width = 0;     ///< the room a line has
+        qreal ratio = 1;   ///< device pixels per pixel
+        QSize dpi{96, 96}; ///< the device's logical resolution, which sizes a font given in points
 
         bool operator==(const Style&) const = default;
     };

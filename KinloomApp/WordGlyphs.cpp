@@ -91,8 +91,12 @@ std::optional<qreal> WordGlyphs::draw(QPainter& painter, QPointF baseline, qreal
 {
     if (painter.layoutDirection() == Qt::RightToLeft || !drawsWordByWord(text))
         return std::nullopt;
-    if (!m_font || painter.font() != *m_font) {
+    // A font given in points takes its size from the device's resolution, which its equality
+    // leaves out.
+    const int dpi = painter.device()->logicalDpiY();
+    if (!m_font || painter.font() != *m_font || dpi != m_dpi) {
         m_font = painter.font();
+        m_dpi = dpi;
         m_words.clear();
         m_space = shape(QStringLiteral(" ")).advance;
         m_ellipsis = shape(QStringLiteral("…"));

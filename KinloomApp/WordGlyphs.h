@@ -65,6 +65,7 @@ private:
     void add(const Word& word, qreal x);
 
     std::optional<QFont> m_font; ///< the font of the kept words, none before the first line
+    int m_dpi = 0;
     qreal m_space = 0;
     Word m_ellipsis;
     std::array<Word, 10> m_digits;
