@@ -107,14 +107,15 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
 
     const int ascent = option.fontMetrics.ascent();
     // Titles are cut as the toolkit cuts them; details and fix titles after a whole word.
+    const QString titleText = index.data().toString();
     const LinePictures::Draw title = [&](QPainter& on, QPoint baseline) {
         const QFontMetrics metrics = on.fontMetrics();
-        const QString shown = metrics.elidedText(index.data().toString(), Qt::ElideRight, textWidth);
+        const QString shown = metrics.elidedText(titleText, Qt::ElideRight, textWidth);
         on.drawText(baseline, shown);
         return metrics.horizontalAdvance(shown);
     };
     drawLine(*painter, m_titles, {m_bold, text, background, textWidth, ratio, dpi}, plain,
-             {textLeft, area.top() + ascent}, index.data().toString(), title);
+             {textLeft, area.top() + ascent}, titleText, title);
 
     painter->setFont(option.font);
     painter->setPen(muted);
