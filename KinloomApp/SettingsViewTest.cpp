@@ -20,9 +20,11 @@ using namespace kinloom;
 namespace {
 
 // Two men of one name born a year apart: a possible duplicate, not a very likely one.
-constexpr const char* twoCousins = "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
-                                   "0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1900\n"
-                                   "0 @I2@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1901\n0 TRLR\n";
+// Likely one man: the same name, birth year and birthplace, nothing more.
+constexpr const char* twoCousins =
+    "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+    "0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1900\n2 PLAC Leeds\n"
+    "0 @I2@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1900\n2 PLAC Leeds\n0 TRLR\n";
 
 } // namespace
 

@@ -442,11 +442,9 @@ Json placesJSON(const PlaceGroup& group)
 
 Json matchJSON(const DuplicateMatch& match)
 {
-    return {{"keep", match.keep},
-            {"remove", match.remove},
-            {"score", match.score},
-            {"likelihood", match.likelihood()},
-            {"reasons", match.reasons}};
+    return {{"keep", match.keep},       {"remove", match.remove},
+            {"score", match.score},     {"likelihood", match.likelihood()},
+            {"reasons", match.reasons}, {"against", match.against}};
 }
 
 std::string_view severityName(Severity severity)

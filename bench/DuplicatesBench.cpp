@@ -40,6 +40,8 @@ std::string_view verdictName(DuplicateFinder::detail::Verdict verdict)
         return "scored below the threshold";
     case Verdict::differentSex:
         return "ruled out: different sex";
+    case Verdict::siblings:
+        return "ruled out: children of one family told apart";
     case Verdict::relatives:
         return "ruled out: relatives";
     case Verdict::givenNames:
@@ -53,7 +55,7 @@ std::string_view verdictName(DuplicateFinder::detail::Verdict verdict)
     case Verdict::diedBeforeBorn:
         return "ruled out: one died before the other was born";
     case Verdict::littleEvidence:
-        return "ruled out: evidence below 0.15";
+        return "ruled out: too little evidence beyond the names";
     }
     return "";
 }

@@ -21,6 +21,7 @@
 #include <thread>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <utf8proc.h>
 
 namespace kinloom {
@@ -63,7 +64,8 @@ void appendNormalizedAscii(std::string_view text, std::string& out)
                 out += ' ';
             blank = false;
             out += c;
-        } else if (isAsciiBlank(static_cast<unsigned char>(c))) {
+        } else if (isAsciiBlank(static_cast<unsigned char>(c)) || c == '_') {
+            // Some programs join the words of a name with underscores: "of_Hanover", "Henry_VIII".
             blank = true;
         }
     }
@@ -88,7 +90,7 @@ void appendNormalized(std::string_view text, std::string& out)
         if (character.kind == Text::FoldedCharacter::Kind::letter ||
             character.kind == Text::FoldedCharacter::Kind::digit)
             letter(character.utf8.data(), character.utf8.size());
-        else if (character.kind == Text::FoldedCharacter::Kind::blank)
+        else if (character.kind == Text::FoldedCharacter::Kind::blank || character.scalar == U'_')
             blank = true;
     });
 }
@@ -318,48 +320,182 @@ std::optional<std::uint32_t> sharedSound(std::span<const std::uint32_t> a, std::
 
 // ---- scoring ----
 
+/// The reasons of a pair being written: for it, and against it.
+struct Reasons
+{
+    std::vector<std::string> forPair;
+    std::vector<std::string> against;
+};
+
+// The weight of each level of agreement, in bits: log2 of how much likelier the level is for one
+// person recorded twice than for two people. They add up, with the base rate, to a pair's weight,
+// which becomes the score as a probability. docs/duplicate-weights.md gives the reason of each.
+namespace weight {
+constexpr double base = -4.0;            ///< two people of alike names are rarely one
+constexpr double givenSame = 3.0;        ///< the same given names
+constexpr double givenPerLikeness = 3.0; ///< taken off for each unit of similarity below 1
+constexpr double surnameSounds = -0.7;   ///< surnames alike by their sound code only
+constexpr double surnameMissing = -1.5;  ///< a surname on one side only
+constexpr double ordinalSame = 1.0;
+constexpr double ordinalDifferent = -5.0;
+constexpr double generationDifferent = -4.0;
+constexpr double nicknameSame = 1.0;
+constexpr double nicknameDifferent = -2.5;
+constexpr double titleSame = 1.2;     ///< a title of more words than one: "King of Serbia"
+constexpr double titleWordSame = 0.6; ///< a title of one word: "Princess"
+constexpr double birthplaceSame = 1.0;
+constexpr double birthplaceDifferent = -0.3;
+constexpr double sameFamily = 3.0;        ///< children of one family whose births agree
+constexpr double sameFamilyUndated = 1.5; ///< one of them without a birth: often a namesake sibling
+constexpr double parentInCommon = 2.0;
+constexpr double parentsAlike = 2.0;
+constexpr double parentAlike = 0.8;
+constexpr double parentsPartlyDifferent = -2.0;
+constexpr double parentsDifferent = -3.5;
+constexpr double spouseInCommon = 3.0;
+constexpr double spousesPaired = 3.0;
+constexpr double spouseAlike = 1.5;
+constexpr double spousesDifferent = -1.0;
+constexpr double childInCommon = 3.0;
+/// A name alone never makes a match: the facts and relatives must add at least this much for it.
+constexpr double evidenceFloor = 1.0;
+} // namespace weight
+
 struct DateKind
 {
     std::string_view lower;   ///< "birth"
     std::string_view capital; ///< "Birth"
-    double full = 0;          ///< for the same exact date
-    double smaller = 0;       ///< for the same or a close year
+    std::string_view near;    ///< a birth and a christening, or a death and a burial, close together
+    double sameDay = 0;
+    double sameMonth = 0;
+    double sameYear = 0;
+    double closeTogether = 0; ///< the two kinds of fact, days apart
+    double rangesAgree = 0;   ///< ranges that overlap, the wider no more than five years
+    double differentDay = 0;
+    double differentMonth = 0;
+    double oneYear = 0;
+    double twoYears = 0;
+    double rangesApart = 0;
 };
 
-constexpr DateKind birthKind{"birth", "Birth", 0.3, 0.18};
-constexpr DateKind deathKind{"death", "Death", 0.25, 0.12};
+constexpr DateKind birthKind{
+    "birth", "Birth", "Birth and christening close", 3.5, 2.5, 2.0, 1.2, 1.5, -2.0, -2.0, -0.5, -1.0, -0.5};
+constexpr DateKind deathKind{
+    "death", "Death", "Death and burial close", 3.5, 2.5, 1.4, 1.2, 1.0, -2.5, -2.0, -0.5, -1.0, -0.5};
 
-/// Adds what two dated facts say to the evidence; false when they rule the pair out.
+/// What a comparison has found so far: the weight, the part of it that facts and relatives gave
+/// for the pair, and the reasons when they are written.
+struct Tally
+{
+    double weight = weight::base;
+    double evidence = 0;
+    std::vector<std::string>* reasons = nullptr;
+    std::vector<std::string>* against = nullptr;
+
+    /// Adds a name's weight, which is no evidence of its own.
+    void name(double w) { weight += w; }
+
+    template <class Text>
+    void fact(double w, Text&& text)
+    {
+        weight += w;
+        if (w > 0)
+            evidence += w;
+        if (!reasons)
+            return;
+        (w < 0 ? *against : *reasons).push_back(std::string(std::forward<Text>(text)));
+    }
+};
+
+enum class Precision : std::uint8_t
+{
+    day,
+    month,
+    year,
+    range,
+    open
+};
+
+Precision precisionOf(const DatedFact& fact)
+{
+    if (!fact.bounded())
+        return Precision::open;
+    const double width = fact.high - fact.low;
+    return width < 0.01   ? Precision::day
+           : width < 0.09 ? Precision::month
+           : width < 1.01 ? Precision::year
+                          : Precision::range;
+}
+
+/// Whether two dates lie two or more years apart: open ends compare false, so a range open on the
+/// side that matters never rules out.
+template <class Fact>
+bool yearsApart(const Fact& a, const Fact& b)
+{
+    return a->low >= b->high + 2 || b->low >= a->high + 2;
+}
+
+std::string bothDates(const DatedFact& a, const DatedFact& b)
+{
+    return " (" + std::string(a.date) + " / " + std::string(b.date) + ")";
+}
+
+/// Adds what two dated facts of one kind say; false when they rule the pair out.
 bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFact>& b, const DateKind& kind,
-                  double& evidence, std::vector<std::string>* reasons)
+                  Tally& tally)
 {
     if (!a || !b)
         return true;
-    // Open ends compare false, so a range open on the side that matters never rules out.
-    if (a->low >= b->high + 2 || b->low >= a->high + 2)
+    if (yearsApart(a, b))
         return false;
-    if (!a->date.empty() && equalIgnoringCase(a->date, b->date)) {
-        if (a->bounded() && b->bounded() && a->high - a->low < 1.01 && b->high - b->low < 1.01) {
-            evidence += kind.full;
-            if (reasons)
-                reasons->push_back("Same " + std::string(kind.lower) + " date (" + std::string(a->date) +
-                                   ")");
+    const Precision pa = precisionOf(*a), pb = precisionOf(*b);
+    if (pa == Precision::open || pb == Precision::open)
+        return true;
+    const std::string lower(kind.lower), capital(kind.capital);
+    const bool sameText = equalIgnoringCase(a->date, b->date);
+    if (pa <= Precision::year && pb <= Precision::year) {
+        const double middleA = (a->low + a->high) / 2, middleB = (b->low + b->high) / 2;
+        const auto yearA = static_cast<long long>(std::floor(a->low));
+        const auto yearB = static_cast<long long>(std::floor(b->low));
+        // A birth and a christening, or a death and a burial, lie days apart.
+        const bool otherKinds = a->primary != b->primary && pa <= Precision::month &&
+                                pb <= Precision::month && std::abs(middleA - middleB) < 0.25;
+        if (pa == Precision::day && pb == Precision::day && a->low == b->low) {
+            tally.fact(kind.sameDay, "Same " + lower + " date (" + std::string(a->date) + ")");
+        } else if (otherKinds) {
+            tally.fact(kind.closeTogether, std::string(kind.near) + bothDates(*a, *b));
+        } else if (yearA == yearB) {
+            if (pa == Precision::year || pb == Precision::year) {
+                tally.fact(kind.sameYear, "Same " + lower + " year (" + std::to_string(yearA) + ")");
+            } else if (std::floor((a->low - static_cast<double>(yearA)) * 12 + 1e-6) ==
+                       std::floor((b->low - static_cast<double>(yearB)) * 12 + 1e-6)) {
+                if (pa == Precision::day && pb == Precision::day)
+                    tally.fact(kind.differentDay, "Different " + lower + " dates" + bothDates(*a, *b));
+                else
+                    tally.fact(kind.sameMonth, "Same " + lower + " month (" +
+                                                   std::string(pa == Precision::month ? a->date : b->date) +
+                                                   ")");
+            } else {
+                tally.fact(kind.differentMonth, "Different " + lower + " dates" + bothDates(*a, *b));
+            }
+        } else {
+            const long long apart = yearA > yearB ? yearA - yearB : yearB - yearA;
+            tally.fact(apart == 1 ? kind.oneYear : kind.twoYears,
+                       capital + " years " + (apart == 1 ? "one" : "two") + " apart (" +
+                           std::to_string(std::min(yearA, yearB)) + ", " +
+                           std::to_string(std::max(yearA, yearB)) + ")");
         }
         return true;
     }
-    if (!a->bounded() || !b->bounded() || a->high - a->low > 5 || b->high - b->low > 5)
-        return true;
-    const auto yearA = static_cast<long long>(std::floor((a->low + a->high) / 2));
-    const auto yearB = static_cast<long long>(std::floor((b->low + b->high) / 2));
-    if (yearA == yearB) {
-        evidence += kind.smaller;
-        if (reasons)
-            reasons->push_back("Same " + std::string(kind.lower) + " year (" + std::to_string(yearA) + ")");
-    } else if (yearA - yearB == 1 || yearB - yearA == 1) {
-        evidence += kind.smaller;
-        if (reasons)
-            reasons->push_back(std::string(kind.capital) + " years close (" + std::to_string(yearA) + ", " +
-                               std::to_string(yearB) + ")");
+    // A range on one side at least: ABT, EST, CAL, BET or a dual year.
+    const double overlap = std::min(a->high, b->high) - std::max(a->low, b->low);
+    const double wider = std::max(a->high - a->low, b->high - b->low);
+    if (overlap > 0) {
+        if (wider <= 5 + 1e-9)
+            tally.fact(kind.rangesAgree, sameText ? "Same " + lower + " date (" + std::string(a->date) + ")"
+                                                  : capital + " dates agree" + bothDates(*a, *b));
+    } else {
+        tally.fact(kind.rangesApart, capital + " dates apart" + bothDates(*a, *b));
     }
     return true;
 }
@@ -394,11 +530,201 @@ std::size_t sharedCount(std::span<const std::string_view> a, std::span<const std
     return shared;
 }
 
+/// The first element two sorted lists share; none when they share none.
+std::optional<std::string_view> firstShared(std::span<const std::string_view> a,
+                                            std::span<const std::string_view> b)
+{
+    for (std::size_t i = 0, j = 0; i < a.size() && j < b.size();) {
+        if (a[i] < b[j])
+            ++i;
+        else if (b[j] < a[i])
+            ++j;
+        else
+            return a[i];
+    }
+    return std::nullopt;
+}
+
+enum class Likeness : std::uint8_t
+{
+    unknown, ///< one has no name that says anything
+    alike,
+    differ
+};
+
+/// Whether two relatives can be one person by their names: first given names of one group, an
+/// initial and a name it starts, or spelt alike; and, where `surnames` asks, surnames equal or of
+/// one sound code (a woman may be named by her own surname in one record and her husband's in
+/// the other, so a mother's or a wife's surname is not asked).
+Likeness likeness(const Relative& x, const Relative& y, bool surnames, std::string_view ownX = {},
+                  std::string_view ownY = {})
+{
+    if (x.person == y.person)
+        return Likeness::alike;
+    const std::string_view givenX = x.given(), givenY = y.given();
+    if (givenX.empty() || givenY.empty())
+        return Likeness::unknown;
+    const std::string_view firstX = firstWord(givenX), firstY = firstWord(givenY);
+    if (firstX != firstY && firstWordSimilarity(firstX, firstY) == 0)
+        return Likeness::differ;
+    const std::string_view surnameX = x.surname(), surnameY = y.surname();
+    // Fathers who each bear their child's surname agree as far as the children's surnames do.
+    if (surnames && !surnameX.empty() && !surnameY.empty() && surnameX != surnameY &&
+        !(surnameX == ownX && surnameY == ownY)) {
+        const std::string codeX = detail::soundex(surnameX);
+        if (codeX.empty() || codeX != detail::soundex(surnameY))
+            return Likeness::differ;
+    }
+    return Likeness::alike;
+}
+
+std::string namesOf(std::span<const Relative> relatives)
+{
+    std::string text;
+    for (const Relative& relative : relatives)
+        text += (text.empty() ? "" : " and ") + displayName(*relative.person);
+    return text.empty() ? "none recorded" : text;
+}
+
+/// Adds what the recorded parents say, when the two are children of different families.
+void compareParents(const Candidate& a, const Candidate& b, Tally& tally)
+{
+    if (a.parents.empty() || b.parents.empty())
+        return;
+    int alike = 0, differ = 0, inCommon = 0;
+    for (const char role : {'F', 'M'}) {
+        bool any = false, someAlike = false, someUnknown = false, same = false;
+        for (const Relative& x : a.parents) {
+            for (const Relative& y : b.parents) {
+                if (x.role != role || y.role != role)
+                    continue;
+                any = true;
+                same = same || x.person == y.person;
+                const Likeness l = likeness(x, y, role == 'F', a.surname, b.surname);
+                someAlike = someAlike || l == Likeness::alike;
+                someUnknown = someUnknown || l == Likeness::unknown;
+            }
+        }
+        inCommon += same ? 1 : 0;
+        if (someAlike)
+            ++alike;
+        else if (any && !someUnknown)
+            ++differ;
+    }
+    if (differ > 0) {
+        tally.fact(alike > 0 ? weight::parentsPartlyDifferent : weight::parentsDifferent,
+                   "Different parents: " + namesOf(a.parents) + " / " + namesOf(b.parents));
+    } else if (inCommon >= 2) {
+        tally.fact(weight::sameFamily, "Parents in common");
+    } else if (inCommon == 1) {
+        tally.fact(weight::parentInCommon, "A parent in common");
+    } else if (alike >= 2) {
+        tally.fact(weight::parentsAlike, "Parents with the same names");
+    } else if (alike == 1) {
+        tally.fact(weight::parentAlike, "A parent with the same name");
+    }
+}
+
+/// Adds what the spouses say; `paired` when a spouse of each is itself likely one person.
+void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& tally)
+{
+    if (a.spouses.empty() || b.spouses.empty())
+        return;
+    bool alike = false, unknown = false;
+    for (const Relative& x : a.spouses) {
+        for (const Relative& y : b.spouses) {
+            if (x.person == y.person) {
+                tally.fact(weight::spouseInCommon, "Same spouse (" + displayName(*x.person) + ")");
+                return;
+            }
+            const Likeness l = likeness(x, y, false);
+            alike = alike || l == Likeness::alike;
+            unknown = unknown || l == Likeness::unknown;
+        }
+    }
+    if (paired)
+        tally.fact(weight::spousesPaired, "Spouses likely one person too");
+    else if (alike)
+        tally.fact(weight::spouseAlike, "Spouse with the same name");
+    else if (!unknown)
+        tally.fact(weight::spousesDifferent,
+                   "Different spouses: " + namesOf(a.spouses) + " / " + namesOf(b.spouses));
+}
+
+std::string romanNumeral(int number)
+{
+    static constexpr std::string_view ones[] = {"", "I", "II", "III", "IV", "V", "VI", "VII", "VIII", "IX"};
+    static constexpr std::string_view tens[] = {"", "X", "XX", "XXX", "XL", "L"};
+    return std::string(tens[number / 10 % 6]) + std::string(ones[number % 10]);
+}
+
+/// Adds what marks two of one name apart: an ordinal, Jr and Sr, a nickname.
+void compareMarks(const Candidate& a, const Candidate& b, Tally& tally)
+{
+    if (a.ordinal != 0 && b.ordinal != 0) {
+        if (a.ordinal == b.ordinal)
+            tally.name(weight::ordinalSame);
+        else
+            tally.fact(weight::ordinalDifferent, "Different ordinals (" + romanNumeral(a.ordinal) + " / " +
+                                                     romanNumeral(b.ordinal) + ")");
+    }
+    if (a.generation != 0 && b.generation != 0 && a.generation != b.generation) {
+        auto word = [](int generation) { return generation == 1 ? "the younger" : "the elder"; };
+        tally.fact(weight::generationDifferent,
+                   std::string("One ") + word(a.generation) + ", one " + word(b.generation));
+    }
+    if (!a.nickname.empty() && !b.nickname.empty()) {
+        if (a.nickname == b.nickname)
+            tally.name(weight::nicknameSame);
+        else
+            tally.fact(weight::nicknameDifferent, "Different nicknames (" + capitalised(a.nickname) + " / " +
+                                                      capitalised(b.nickname) + ")");
+    }
+}
+
+/// Whether two places agree: the same parts, or the same first part (the one may add the county).
+bool placesAgree(std::string_view a, std::string_view b)
+{
+    return a == b || a.substr(0, a.find(',')) == b.substr(0, b.find(','));
+}
+
+/// Two children of one family are one person only when nothing tells them apart: their given names
+/// agree (not merely their first ones, as in Johann Georg and Johann Adam), and one has no birth or
+/// the births agree, the one date equal to or within the other (12 MAR 1850 and 1850, ABT 1850).
+bool oneChild(const Candidate& a, const Candidate& b)
+{
+    const Agreement names = compareGivenNames(a.given, b.given).agreement;
+    if (names == Agreement::none || names == Agreement::firstWords)
+        return false;
+    if (!a.birth || !b.birth || !a.birth->bounded() || !b.birth->bounded())
+        return true;
+    auto within = [](const DatedFact& inner, const DatedFact& outer) {
+        return inner.low >= outer.low && inner.high <= outer.high;
+    };
+    return within(*a.birth, *b.birth) || within(*b.birth, *a.birth);
+}
+
+double probability(double bits)
+{
+    return 1 / (1 + std::exp2(-bits));
+}
+
+/// How a pair is compared beyond its two candidates.
+struct Context
+{
+    /// Whether relatives rule the pair out: asked only of the pairs that may be reported, as the
+    /// relatives are looked for then.
+    bool checkRelatives = true;
+    bool spousesPaired = false; ///< a spouse of each is likely one person too
+    /// The two met through a record they share or a pair of their relatives, so a surname missing
+    /// on one side is no reason to rule them out.
+    bool linked = false;
+};
+
 /// Scores a pair whose given-name similarity is known; `a` comes first in the file. The reasons
-/// are written only when asked for, since most pairs never become matches; the relatives are
-/// looked for only when asked, for the same reason.
-detail::Comparison evaluate(const Candidate& a, const Candidate& b, double similarity,
-                            std::vector<std::string>* reasons, bool checkRelatives = true)
+/// are written only when asked for, since most pairs never become matches.
+detail::Comparison evaluate(const Candidate& a, const Candidate& b, double similarity, Reasons* reasons,
+                            Context context = {})
 {
     using detail::Verdict;
     detail::Comparison result;
@@ -408,82 +734,99 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     };
     if (sexesDiffer(a.sex, b.sex))
         return out(Verdict::differentSex);
-    if (checkRelatives && (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
-                           std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref)))
+    if (context.checkRelatives &&
+        (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
+         std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref)))
         return out(Verdict::relatives);
-    if (similarity == 0)
+    // Without surnames, a word more on one side may be the surname itself ("James //" and "James
+    // Waldegrave //"): the given names must have as many words.
+    if (similarity == 0 ||
+        (a.surname.empty() && b.surname.empty() &&
+         std::count(a.given.begin(), a.given.end(), ' ') != std::count(b.given.begin(), b.given.end(), ' ')))
         return out(Verdict::givenNames);
-    double nameWeight = 0;
+    Tally tally;
+    if (reasons) {
+        tally.reasons = &reasons->forPair;
+        tally.against = &reasons->against;
+    }
     std::optional<std::uint32_t> sound;
     if (a.surname == b.surname)
-        nameWeight = 0.45;
+        ;
+    else if (context.linked && (a.surname.empty() || b.surname.empty()) && similarity >= 0.85)
+        tally.name(weight::surnameMissing); // a word more on one side may be the surname itself
     else if (!a.surnameCode.empty() && a.surnameCode == b.surnameCode)
-        nameWeight = 0.315; // no code, as of a surname without Latin letters, is no likeness
+        tally.name(weight::surnameSounds); // no code, as of a surname without Latin letters, is no likeness
     else if ((sound = sharedSound(a.surnameSounds, b.surnameSounds)))
-        nameWeight = 0.315;
+        tally.name(weight::surnameSounds);
     else
         return out(Verdict::surnames);
+    tally.name(weight::givenSame - weight::givenPerLikeness * (1 - similarity));
+    const bool sameFamily = sharedCount(a.famc, b.famc) > 0;
+    if (sameFamily && !oneChild(a, b))
+        return out(Verdict::siblings);
     if (reasons) {
+        std::vector<std::string>& list = reasons->forPair;
         const bool sameName = a.surname == b.surname && similarity == 1.0;
         if (sameName && a.otherScript != b.otherScript)
-            reasons->push_back("Same name in another script");
+            list.push_back("Same name in another script");
         else if (sameName)
-            reasons->push_back("Same name");
+            list.push_back("Same name");
         else
-            reasons->push_back("Similar names (" + displayName(*a.person) + " / " + displayName(*b.person) +
-                               ")");
+            list.push_back("Similar names (" + displayName(*a.person) + " / " + displayName(*b.person) + ")");
         if (std::string given = givenNamesReason(a.given, b.given); !given.empty())
-            reasons->push_back(std::move(given));
+            list.push_back(std::move(given));
         if (!sameName && a.otherScript != b.otherScript)
-            reasons->push_back("Names compared in Latin letters");
+            list.push_back("Names compared in Latin letters");
         if (sound) {
             std::array<char, 16> code{};
             std::snprintf(code.data(), code.size(), "%06u", static_cast<unsigned>(*sound));
-            reasons->push_back("Surnames sound alike (Daitch\u2013Mokotoff code " + std::string(code.data()) +
-                               ")");
+            list.push_back("Surnames sound alike (Daitch\u2013Mokotoff code " + std::string(code.data()) +
+                           ")");
         }
     }
+    compareMarks(a, b, tally);
 
-    double evidence = 0;
-    if (!compareDates(a.birth, b.birth, birthKind, evidence, reasons))
+    if (!a.title.empty() && equalIgnoringCase(a.title, b.title)) {
+        const bool words = a.title.find(' ') != std::string_view::npos;
+        tally.fact(words ? weight::titleSame : weight::titleWordSame,
+                   "Same title (" + std::string(a.title) + ")");
+    }
+    if (!compareDates(a.birth, b.birth, birthKind, tally))
         return out(Verdict::births);
-    if (!compareDates(a.death, b.death, deathKind, evidence, reasons))
+    if (!compareDates(a.death, b.death, deathKind, tally))
         return out(Verdict::deaths);
     if (diedBeforeBorn(a.death, b.birth) || diedBeforeBorn(b.death, a.birth))
         return out(Verdict::diedBeforeBorn);
-    if (a.birthPlace && b.birthPlace && *a.birthPlace == *b.birthPlace) {
-        evidence += 0.1;
-        if (reasons)
-            reasons->push_back("Same birthplace");
+    if (a.birthPlace && b.birthPlace) {
+        if (placesAgree(*a.birthPlace, *b.birthPlace))
+            tally.fact(weight::birthplaceSame, "Same birthplace");
+        else
+            tally.fact(weight::birthplaceDifferent, "Different birthplaces (" +
+                                                        std::string(a.birthPlaceAsWritten) + " / " +
+                                                        std::string(b.birthPlaceAsWritten) + ")");
     }
-    if (sharedCount(a.famc, b.famc) > 0) {
-        evidence += 0.25;
-        if (reasons)
-            reasons->push_back("Same parents");
-    } else if (const std::size_t parents = sharedCount(a.parentNames, b.parentNames); parents == 1) {
-        evidence += 0.15;
-        if (reasons)
-            reasons->push_back("A parent with the same name");
-    } else if (parents >= 2) {
-        evidence += 0.25;
-        if (reasons)
-            reasons->push_back("Parents with the same names");
-    }
-    if (sharedCount(a.spouseNames, b.spouseNames) > 0) {
-        evidence += 0.2;
-        if (reasons)
-            reasons->push_back("Spouse with the same name");
-    }
-    if (evidence < 0.15)
+    if (sameFamily && a.birth && b.birth && precisionOf(*a.birth) <= Precision::year &&
+        precisionOf(*b.birth) <= Precision::year)
+        tally.fact(weight::sameFamily, "Same parents");
+    else if (sameFamily)
+        tally.fact(weight::sameFamilyUndated, "Same parents");
+    else
+        compareParents(a, b, tally);
+    compareSpouses(a, b, context.spousesPaired, tally);
+    if (const auto child = firstShared(a.children, b.children))
+        tally.fact(weight::childInCommon, "A child in common (" + std::string(*child) + ")");
+    if (tally.evidence < weight::evidenceFloor)
         return out(Verdict::littleEvidence);
 
-    const double score = std::min(1.0, (similarity * 0.55 + nameWeight) * 0.5 + evidence);
     const bool keepA = a.size > b.size || (a.size == b.size && a.order < b.order);
     result.match.keep = std::string((keepA ? a : b).person->xref);
     result.match.remove = std::string((keepA ? b : a).person->xref);
-    result.match.score = detail::roundScore(score);
-    if (reasons)
-        result.match.reasons = std::move(*reasons);
+    result.match.score = detail::roundScore(probability(tally.weight));
+    result.weight = tally.weight;
+    if (reasons) {
+        result.match.reasons = std::move(reasons->forPair);
+        result.match.against = std::move(reasons->against);
+    }
     return result;
 }
 
@@ -572,25 +915,89 @@ struct Scored
     std::uint32_t second = 0; ///< slot of the other
     double similarity = 0;    ///< of the given names
     double score = 0;
+    double weight = 0;
+    bool spousesPaired = false; ///< a spouse of each is likely one person as well
+    bool linked = false;        ///< met through a shared record or a pair of relatives
 };
 
+/// The weight, in bits, at which a pair's score reaches the threshold.
+double thresholdWeight(double threshold)
+{
+    if (threshold <= 0)
+        return -std::numeric_limits<double>::infinity();
+    if (threshold >= 1)
+        return std::numeric_limits<double>::infinity();
+    return std::log2(threshold / (1 - threshold));
+}
+
 /// Scores a pair (`a` first in the file, the two at `slots` of their list) and keeps it when it
-/// reaches the threshold; only those pairs need the relatives, which `findRelatives` fills in
-/// when the candidates come without them.
+/// reaches the threshold, or when both are married and spouses that are a pair as well could lift
+/// it there; only those pairs need the relatives, which `findRelatives` fills in when the
+/// candidates come without them.
 template <class FindRelatives>
 void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, std::size_t> slots,
-               double similarity, double threshold, std::vector<Scored>& scored, FindRelatives findRelatives)
+               double similarity, double threshold, std::vector<Scored>& scored, FindRelatives findRelatives,
+               bool linked = false)
 {
-    // Whether two people are relatives is only asked of the pairs that would be reported.
-    const detail::Comparison quick = evaluate(a, b, similarity, nullptr, false);
-    if (quick.verdict != detail::Verdict::match || quick.match.score < threshold)
+    // Whether two people are relatives is only asked of the pairs that may be reported.
+    const detail::Comparison quick = evaluate(a, b, similarity, nullptr, {false, false, linked});
+    if (quick.verdict != detail::Verdict::match)
+        return;
+    const bool married = !a.spouses.empty() && !b.spouses.empty();
+    if (quick.match.score < threshold &&
+        (!married ||
+         quick.weight + weight::spousesPaired - weight::spousesDifferent < thresholdWeight(threshold)))
         return;
     findRelatives();
     if (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
         std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref))
         return;
     scored.push_back({static_cast<std::uint32_t>(slots.first), static_cast<std::uint32_t>(slots.second),
-                      similarity, quick.match.score});
+                      similarity, quick.match.score, quick.weight, false, linked});
+}
+
+/// Lifts the pairs whose spouses are a pair as well, when both pairs reach the threshold so lifted,
+/// and drops the pairs that stay below it: two copies of a couple vouch for each other.
+void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& candidates, const Person* people,
+                 double threshold)
+{
+    std::unordered_map<std::uint64_t, std::size_t> byPeople;
+    auto key = [](std::size_t x, std::size_t y) {
+        return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
+    };
+    for (std::size_t i = 0; i < scored.size(); ++i)
+        byPeople.emplace(key(candidates[scored[i].first].order, candidates[scored[i].second].order), i);
+    constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+    std::vector<std::size_t> partner(scored.size(), none);
+    std::vector<double> lifted(scored.size());
+    for (std::size_t i = 0; i < scored.size(); ++i) {
+        const Candidate& a = candidates[scored[i].first];
+        const Candidate& b = candidates[scored[i].second];
+        for (const Relative& x : a.spouses) {
+            for (const Relative& y : b.spouses) {
+                if (x.person == y.person || partner[i] != none)
+                    continue;
+                const auto at = byPeople.find(key(static_cast<std::size_t>(x.person - people),
+                                                  static_cast<std::size_t>(y.person - people)));
+                if (at != byPeople.end())
+                    partner[i] = at->second;
+            }
+        }
+        if (partner[i] != none)
+            lifted[i] =
+                evaluate(a, b, scored[i].similarity, nullptr, {false, true, scored[i].linked}).match.score;
+    }
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < scored.size(); ++i) {
+        Scored pair = scored[i];
+        if (partner[i] != none && lifted[partner[i]] >= threshold && lifted[i] >= threshold) {
+            pair.score = lifted[i];
+            pair.spousesPaired = true;
+        }
+        if (pair.score >= threshold)
+            scored[kept++] = pair;
+    }
+    scored.resize(kept);
 }
 
 std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
@@ -666,8 +1073,10 @@ struct Slice
     Pool<std::uint32_t> codes;
     std::unordered_map<std::string_view, std::span<const std::uint32_t>> sounds;
     std::unordered_map<std::string_view, std::optional<std::string_view>> places;
+    Pool<Relative> relatives;
     /// Lists being gathered for one candidate, kept to save allocations.
     std::array<std::vector<std::string_view>, 4> scratch;
+    std::array<std::vector<Relative>, 2> people;
 
     std::string_view text(std::string_view value)
     {
@@ -743,6 +1152,7 @@ std::optional<DatedFact> datedFact(const EventFact* fact)
         return std::nullopt;
     DatedFact dated;
     dated.date = trimmed(fact->date().value_or(std::string_view()));
+    dated.primary = fact->tag() == "BIRT" || fact->tag() == "DEAT";
     dated.low = fact->low;
     dated.high = fact->high;
     return dated;
@@ -760,35 +1170,68 @@ std::uint32_t numbersKey(std::string_view name)
     return key == 0 ? 1 : key;
 }
 
-/// Drops from normalised given names the titles written before them ("mrs marianna" is marianna)
-/// and the words of the name's own prefix and suffix parts (NPFX, NSFX). Nothing is left of a
-/// given name that was only titles.
-void dropTitles(std::string& given, const Person& person)
+/// What marks one of a name apart from another: an ordinal, Jr or Sr, a nickname.
+struct NameMarks
 {
-    // The NAME line is found by its id: directly in a record as read, else among the lines.
+    std::uint8_t ordinal = 0;
+    std::uint8_t generation = 0;
+    std::string nickname; ///< normalised words
+};
+
+/// The NAME line of a person's first name: directly in a record as read, else among the lines.
+std::optional<NodeView> firstNameLine(const Person& person)
+{
     const NodeView record = person.record;
     const std::int64_t offset = person.names.front().nodeID - record.id();
-    std::optional<NodeView> line;
     if (record.isConsecutivelyNumbered() && offset > 0 &&
-        static_cast<std::size_t>(offset) < record.subtreeSize()) {
-        line = record.at(static_cast<std::uint32_t>(offset));
-    } else {
-        for (const NodeView child : record.children()) {
-            if (child.id() == person.names.front().nodeID) {
-                line = child;
-                break;
-            }
-        }
+        static_cast<std::size_t>(offset) < record.subtreeSize())
+        return record.at(static_cast<std::uint32_t>(offset));
+    for (const NodeView child : record.children()) {
+        if (child.id() == person.names.front().nodeID)
+            return child;
     }
+    return std::nullopt;
+}
+
+/// Reads a word as a mark when it is one; `last` allows single letters (Otto I) and figures
+/// ("John 2nd") to be ordinals, which elsewhere are initials and epithets ("4th High Steward").
+bool readMark(std::string_view word, bool last, NameMarks& marks)
+{
+    if (const int generation = NameWords::generation(word)) {
+        marks.generation = static_cast<std::uint8_t>(generation);
+        return true;
+    }
+    if (const int ordinal = NameWords::romanOrdinal(word, last)) {
+        marks.ordinal = static_cast<std::uint8_t>(ordinal);
+        return true;
+    }
+    if (last && NameWords::beginsEpithet(word) && word.front() >= '0' && word.front() <= '9') {
+        marks.ordinal = static_cast<std::uint8_t>(std::min(255, std::atoi(std::string(word).c_str())));
+        return true;
+    }
+    return false;
+}
+
+/// Drops from normalised given names the titles written before them ("mrs marianna" is marianna)
+/// and the words of the name's own prefix and suffix parts (NPFX, NSFX), whose ordinal or Jr is
+/// kept as a mark, as is a NICK. Nothing is left of a given name that was only titles.
+void dropTitles(std::string& given, const Person& person, NameMarks& marks)
+{
+    const std::optional<NodeView> line = firstNameLine(person);
     std::vector<std::string> prefix, suffix;
     if (line && line->hasChildren()) {
         for (const NodeView part : line->children()) {
             const std::string_view tag = part.tag();
-            if (tag == "NPFX" || tag == "NSFX")
+            if (tag == "NPFX" || tag == "NSFX") {
                 for (std::string& word : NameWords::words(part.value().value_or(std::string_view())))
                     (tag == "NPFX" ? prefix : suffix).push_back(std::move(word));
+            } else if (tag == "NICK" && marks.nickname.empty()) {
+                marks.nickname = detail::normalizeName(part.value().value_or(std::string_view()));
+            }
         }
     }
+    for (std::size_t i = 0; i < suffix.size(); ++i)
+        readMark(suffix[i], i + 1 == suffix.size(), marks);
     auto among = [](std::string_view word, const std::vector<std::string>& list) {
         return std::find(list.begin(), list.end(), word) != list.end();
     };
@@ -816,6 +1259,92 @@ void dropTitles(std::string& given, const Person& person)
     }
 }
 
+/// A name's text without the nickname written in quotes, which it returns: `Ivan "Khromoy"`.
+std::string_view withoutNickname(std::string_view text, std::string& rest)
+{
+    const std::size_t open = text.find('"');
+    const std::size_t close = open == std::string_view::npos ? open : text.find('"', open + 1);
+    if (close == std::string_view::npos)
+        return {};
+    rest.assign(text.substr(0, open));
+    rest += ' ';
+    rest += text.substr(close + 1);
+    return text.substr(open + 1, close - open - 1);
+}
+
+void appendWord(std::string& text, std::string_view word)
+{
+    if (!text.empty())
+        text += ' ';
+    text += word;
+}
+
+/// Drops the particles that begin a surname of more words: "de lara" is lara, "van der berg" berg.
+void dropParticles(std::string& surname)
+{
+    std::size_t from = 0;
+    for (std::size_t blank; (blank = surname.find(' ', from)) != std::string::npos; from = blank + 1) {
+        if (!NameWords::isParticle(std::string_view(surname).substr(from, blank - from)))
+            break;
+    }
+    surname.erase(0, from);
+}
+
+/// Reads normalised given names word by word. The first word is a given name whatever it is.
+/// After it, an ordinal or Jr is a mark; a particle begins the surname when the slashes hold none
+/// ("Beatrix of Angus //", "Maud de Chaworth //") and an epithet otherwise; a rank, an office or
+/// "the" begins an epithet ("Earl of Lancaster", "the Hardy"). An epithet is dropped but for its
+/// marks ("the Elder"), and so is a particle that nothing follows ("Sancho de /Lara/").
+void readGiven(std::string& given, std::string& surname, NameMarks& marks)
+{
+    if (given.find(' ') == std::string::npos)
+        return;
+    const std::vector<std::string_view> words = wordsOf(given);
+    if (words.size() < 2)
+        return;
+    std::string kept(words[0]), found;
+    std::size_t i = 1;
+    for (; i < words.size(); ++i) {
+        // "Edward I of England": a single letter before a particle or an epithet is an ordinal.
+        const bool last = i + 1 == words.size() || NameWords::isParticle(words[i + 1]) ||
+                          NameWords::beginsEpithet(words[i + 1]);
+        if (readMark(words[i], last, marks))
+            continue;
+        if (NameWords::isParticle(words[i])) {
+            if (surname.empty()) {
+                for (++i; i < words.size(); ++i) {
+                    if (readMark(words[i], i + 1 == words.size(), marks))
+                        continue;
+                    if (NameWords::beginsEpithet(words[i]))
+                        break;
+                    if (!(found.empty() && NameWords::isParticle(words[i])))
+                        appendWord(found, words[i]);
+                }
+            }
+            break;
+        }
+        if (NameWords::beginsEpithet(words[i]))
+            break;
+        appendWord(kept, words[i]);
+    }
+    for (; i < words.size(); ++i)
+        readMark(words[i], i + 1 == words.size(), marks);
+    given = std::move(kept);
+    if (!found.empty())
+        surname = std::move(found);
+}
+
+/// A hash of a nickname's words, 0 for none: what the pair loop compares of it.
+std::uint32_t nicknameKey(std::string_view nickname)
+{
+    if (nickname.empty())
+        return 0;
+    std::uint32_t key = 2166136261u; // FNV-1a
+    for (const char c : nickname)
+        key = (key ^ static_cast<unsigned char>(c)) * 16777619u;
+    return key == 0 ? 1 : key;
+}
+
 char sexOf(const Person& person)
 {
     const std::string_view sex = trimmed(person.sexValue().value_or(std::string_view()));
@@ -832,7 +1361,8 @@ struct Candidates::Storage
     std::vector<Slice> slices; ///< one for each thread
     /// Every person's normalised first name: the given names, a blank, the surname.
     std::vector<std::string_view> names;
-    std::vector<std::int32_t> byPerson; ///< a person's candidate, or −1
+    std::vector<std::uint32_t> givenLengths; ///< of each of `names`
+    std::vector<std::int32_t> byPerson;      ///< a person's candidate, or −1
 };
 
 namespace {
@@ -858,8 +1388,12 @@ struct Light
     std::uint32_t code = 0;                ///< the surname code packed into one number
     std::uint32_t numbers = 0;             ///< `numbersKey` of the given names
     std::span<const std::uint32_t> sounds; ///< Daitch–Mokotoff codes of the surname
+    std::uint32_t nickname = 0;            ///< `nicknameKey` of the nickname
     char sex = 0;
     bool otherScript = false;
+    bool surnameFromGiven = false; ///< the reading of a name without surname that takes its last word
+    std::uint8_t ordinal = 0;
+    std::uint8_t generation = 0;
     const EventFact* birth = nullptr;
     const EventFact* death = nullptr;
 
@@ -884,13 +1418,15 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
     const std::size_t people = index.people.size();
     storage.slices.resize(parts);
     storage.names.assign(people, {});
+    storage.givenLengths.assign(people, 0);
     // Each slice writes its candidates from the slice's first position on; the gaps left by
     // people without a given name are closed afterwards.
     std::vector<Light> list(people);
     std::vector<std::size_t> counts(parts);
+    std::vector<std::vector<Light>> otherReadings(parts);
     inParts(parts, [&](unsigned part) {
         Slice& slice = storage.slices[part];
-        std::string name;
+        std::string name, surname, givenText;
         const auto [from, to] = sliceOf(people, part, parts);
         std::size_t at = from;
         for (std::size_t p = from; p < to; ++p) {
@@ -903,13 +1439,28 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             if (NameWords::isPlaceholderName(first.given))
                 continue;
             name.clear();
-            bool otherScript = slice.appendName(first.given, name);
+            surname.clear();
+            NameMarks marks;
+            const std::string_view nickname = withoutNickname(first.given, givenText);
+            bool otherScript = slice.appendName(nickname.empty() ? first.given : givenText, name);
+            if (!nickname.empty())
+                marks.nickname = detail::normalizeName(nickname);
             if (!name.empty())
-                dropTitles(name, person);
+                dropTitles(name, person, marks);
+            otherScript =
+                slice.appendName(first.surname.value_or(std::string_view()), surname) || otherScript;
+            dropParticles(surname);
+            readGiven(name, surname, marks);
+            if (!first.suffix.empty()) {
+                for (const std::string_view word : wordsOf(detail::normalizeName(first.suffix)))
+                    readMark(word, true, marks);
+            }
             const auto givenLength = static_cast<std::uint32_t>(name.size());
-            otherScript = slice.appendName(first.surname.value_or(std::string_view()), name) || otherScript;
+            if (!surname.empty())
+                appendWord(name, surname);
             const std::string_view text = slice.text(name);
             storage.names[p] = text;
+            storage.givenLengths[p] = givenLength;
             if (givenLength == 0)
                 continue;
             Light& light = list[at++];
@@ -921,9 +1472,28 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             light.sounds = slice.soundsOf(light.surname());
             light.otherScript = otherScript;
             light.sex = sexOf(person);
+            light.ordinal = marks.ordinal;
+            light.generation = marks.generation;
+            light.nickname = nicknameKey(marks.nickname);
             const LifeFacts facts(person);
             light.birth = facts.birth;
             light.death = facts.death;
+            // "Maud Chaworth //" is read a second time with its last word as the surname, to meet
+            // "Maud /Chaworth/" in that surname's block.
+            if (surname.empty()) {
+                const std::size_t blank = light.name.rfind(' ');
+                const std::string_view last =
+                    blank == std::string_view::npos ? std::string_view() : light.name.substr(blank + 1);
+                if (!last.empty() && numbersKey(last) == 0 && !detail::soundex(last).empty()) {
+                    Light other = light;
+                    other.givenLength = static_cast<std::uint32_t>(blank);
+                    other.code = packedCode(detail::soundex(last));
+                    other.numbers = numbersKey(other.given());
+                    other.sounds = slice.soundsOf(last);
+                    other.surnameFromGiven = true;
+                    otherReadings[part].push_back(other);
+                }
+            }
         }
         counts[part] = at - from;
     });
@@ -937,27 +1507,51 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
         size += counts[part];
     }
     list.resize(size);
+    for (const std::vector<Light>& readings : otherReadings)
+        list.insert(list.end(), readings.begin(), readings.end());
     return list;
 }
 
-/// The xrefs of a person's parents, spouses and children, as the families name them.
+/// The xrefs of the people who cannot be one person with this one: its parents, spouses and
+/// children, its ancestors up to great-great-grandparents, and its spouses' parents. Together with
+/// the other's, these rule out descendants and children-in-law as well.
 std::span<const std::string_view> relativesOf(const TreeIndex& index, const Person& person, Slice& slice)
 {
     std::vector<std::string_view>& relatives = slice.scratch[3];
     relatives.clear();
-    for (const FamilyLink& link : person.famc) {
-        if (const Family* family = index.family(link.family)) {
-            for (const auto& parent : {family->husband, family->wife}) {
-                if (parent && *parent != person.xref)
-                    relatives.push_back(*parent);
+    auto addParents = [&](const Person& child, std::vector<std::string_view>& into) {
+        for (const FamilyLink& link : child.famc) {
+            if (const Family* family = index.family(link.family)) {
+                for (const auto& parent : {family->husband, family->wife}) {
+                    if (parent && *parent != child.xref)
+                        into.push_back(*parent);
+                }
             }
         }
+    };
+    // Generation by generation; a broken tree may loop, so a generation is never followed far.
+    constexpr int generations = 4;
+    constexpr std::size_t widest = 64;
+    std::vector<std::string_view> current{person.xref}, next;
+    for (int generation = 0; generation < generations && !current.empty(); ++generation) {
+        next.clear();
+        for (const std::string_view xref : current) {
+            if (const Person* someone = index.person(xref))
+                addParents(*someone, next);
+        }
+        if (next.size() > widest)
+            next.resize(widest);
+        relatives.insert(relatives.end(), next.begin(), next.end());
+        current.swap(next);
     }
     for (const FamilyLink& link : person.fams) {
         if (const Family* family = index.family(link.family)) {
             for (const auto& spouse : {family->husband, family->wife}) {
-                if (spouse && *spouse != person.xref)
+                if (spouse && *spouse != person.xref) {
                     relatives.push_back(*spouse);
+                    if (const Person* other = index.person(*spouse))
+                        addParents(*other, relatives);
+                }
             }
             for (std::string_view child : family->children) {
                 if (child != person.xref)
@@ -968,6 +1562,21 @@ std::span<const std::string_view> relativesOf(const TreeIndex& index, const Pers
     return slice.list(relatives);
 }
 
+/// The nickname of a person's first name, as `prepare` reads it: in quotes, else its NICK part.
+std::string nicknameOf(const Person& person)
+{
+    std::string rest;
+    if (const std::string_view quoted = withoutNickname(person.names.front().given, rest); !quoted.empty())
+        return detail::normalizeName(quoted);
+    if (const std::optional<NodeView> line = firstNameLine(person); line && line->hasChildren()) {
+        for (const NodeView part : line->children()) {
+            if (part.tag() == "NICK")
+                return detail::normalizeName(part.value().value_or(std::string_view()));
+        }
+    }
+    return {};
+}
+
 /// The candidate of a prepared person. The relatives are left out when not asked for: the
 /// finder asks for them only for the pairs it reports.
 void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice& slice, const Light& light,
@@ -976,55 +1585,72 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
     const Person& person = *light.person;
     candidate.person = &person;
     candidate.given = light.given();
-    if (light.name.size() > light.givenLength)
-        candidate.surname = light.name.substr(light.givenLength + 1);
+    candidate.surname = light.surname();
     candidate.surnameCode = slice.text(detail::soundex(candidate.surname));
     candidate.surnameSounds = light.sounds;
     candidate.otherScript = light.otherScript;
+    candidate.surnameFromGiven = light.surnameFromGiven;
+    candidate.ordinal = light.ordinal;
+    candidate.generation = light.generation;
+    if (light.nickname != 0)
+        candidate.nickname = slice.text(nicknameOf(person));
+    for (const NodeView line : person.record.children()) {
+        if (line.tag() == "TITL") {
+            candidate.title = trimmed(line.value().value_or(std::string_view()));
+            break;
+        }
+    }
     candidate.size = person.record.subtreeSize();
     candidate.order = static_cast<std::size_t>(&person - index.people.data());
     candidate.sex = light.sex;
     candidate.birth = datedFact(light.birth);
     candidate.death = datedFact(light.death);
     if (light.birth) {
-        if (const auto place = light.birth->place())
+        if (const auto place = light.birth->place()) {
             candidate.birthPlace = slice.place(*place);
+            candidate.birthPlaceAsWritten = trimmed(*place);
+        }
     }
 
     std::vector<std::string_view>& famc = slice.scratch[0];
-    std::vector<std::string_view>& parents = slice.scratch[1];
-    std::vector<std::string_view>& spouses = slice.scratch[2];
+    std::vector<std::string_view>& children = slice.scratch[1];
+    std::vector<Relative>& parents = slice.people[0];
+    std::vector<Relative>& spouses = slice.people[1];
     famc.clear();
+    children.clear();
     parents.clear();
     spouses.clear();
-    auto addName = [&](std::string_view xref, std::vector<std::string_view>& names) {
+    auto add = [&](std::string_view xref, char role, std::vector<Relative>& into) {
         if (const Person* other = index.person(xref)) {
-            const std::string_view name =
-                storage.names[static_cast<std::size_t>(other - index.people.data())];
-            if (!name.empty())
-                names.push_back(name);
+            const auto at = static_cast<std::size_t>(other - index.people.data());
+            into.push_back({other, storage.names[at], storage.givenLengths[at], role});
         }
     };
     for (const FamilyLink& link : person.famc) {
         famc.push_back(link.family);
         if (const Family* family = index.family(link.family)) {
-            for (const auto& parent : {family->husband, family->wife}) {
-                if (parent && *parent != person.xref)
-                    addName(*parent, parents);
-            }
+            if (family->husband && *family->husband != person.xref)
+                add(*family->husband, 'F', parents);
+            if (family->wife && *family->wife != person.xref)
+                add(*family->wife, 'M', parents);
         }
     }
     for (const FamilyLink& link : person.fams) {
         if (const Family* family = index.family(link.family)) {
             for (const auto& spouse : {family->husband, family->wife}) {
                 if (spouse && *spouse != person.xref)
-                    addName(*spouse, spouses);
+                    add(*spouse, 0, spouses);
+            }
+            for (const std::string_view child : family->children) {
+                if (child != person.xref)
+                    children.push_back(child);
             }
         }
     }
     candidate.famc = slice.list(famc);
-    candidate.parentNames = slice.list(parents);
-    candidate.spouseNames = slice.list(spouses);
+    candidate.children = slice.list(children);
+    candidate.parents = slice.relatives.add(parents);
+    candidate.spouses = slice.relatives.add(spouses);
     if (withRelatives)
         candidate.relatives = relativesOf(index, person, slice);
 }
@@ -1059,8 +1685,10 @@ Candidates Candidates::build(const TreeIndex& index, unsigned threads)
     const std::vector<Light> lights = prepare(index, *storage, parts);
     result.list = completeAll(index, *storage, lights, {}, lights.size(), parts);
     storage->byPerson.assign(index.people.size(), -1);
-    for (std::size_t i = 0; i < result.list.size(); ++i)
-        storage->byPerson[result.list[i].order] = static_cast<std::int32_t>(i);
+    for (std::size_t i = 0; i < result.list.size(); ++i) {
+        if (!result.list[i].surnameFromGiven)
+            storage->byPerson[result.list[i].order] = static_cast<std::int32_t>(i);
+    }
     result.m_storage = std::move(storage);
     return result;
 }
@@ -1630,7 +2258,7 @@ private:
         const Entry& second = x.candidate < y.candidate ? y : x;
         const Light& lightA = m_list[first.candidate];
         const Light& lightB = m_list[second.candidate];
-        if (m_bySound && lightA.code == lightB.code)
+        if ((m_bySound && lightA.code == lightB.code) || (lightA.surnameFromGiven && lightB.surnameFromGiven))
             return;
         ++pairsScored;
         if (lightA.numbers != lightB.numbers ||
@@ -1904,8 +2532,190 @@ Comparison compare(const Candidate& a, const Candidate& b)
     const bool aFirst = a.order <= b.order;
     const Candidate& first = aFirst ? a : b;
     const Candidate& second = aFirst ? b : a;
-    std::vector<std::string> reasons;
+    Reasons reasons;
     return evaluate(first, second, givenNameSimilarity(first.given, second.given), &reasons);
+}
+
+/// Scores the pairs that the blocks cannot bring together, as a surname is missing on one side
+/// ("Andreas //" and "Andreas /Leiningen/"), but that their records link: children of one family,
+/// spouses of one person, parents of one child, and the spouses, children and parents of the
+/// pairs found. Two rounds follow a couple found through its surnames to its children.
+void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std::vector<Light>& lights,
+                 std::vector<std::int32_t>& slots, std::vector<Candidate>& candidates,
+                 std::vector<std::uint8_t>& withRelatives, double threshold, std::vector<Scored>& all)
+{
+    const Person* people = index.people.data();
+    std::vector<std::int32_t> lightOf(index.people.size(), -1);
+    bool anyWithout = false;
+    for (std::size_t i = 0; i < lights.size(); ++i) {
+        if (!lights[i].surnameFromGiven) {
+            lightOf[static_cast<std::size_t>(lights[i].person - people)] = static_cast<std::int32_t>(i);
+            anyWithout = anyWithout || lights[i].surname().empty();
+        }
+    }
+    if (!anyWithout)
+        return;
+    auto key = [](std::size_t x, std::size_t y) {
+        return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
+    };
+    std::unordered_set<std::uint64_t> seen;
+    for (const Scored& pair : all)
+        seen.insert(key(candidates[pair.first].order, candidates[pair.second].order));
+    std::vector<std::pair<std::size_t, std::size_t>> wanted; // lights
+    auto consider = [&](std::optional<std::string_view> x, std::optional<std::string_view> y) {
+        const Person* first = x ? index.person(*x) : nullptr;
+        const Person* second = y ? index.person(*y) : nullptr;
+        if (!first || !second || first == second)
+            return;
+        const std::int32_t lx = lightOf[static_cast<std::size_t>(first - people)];
+        const std::int32_t ly = lightOf[static_cast<std::size_t>(second - people)];
+        if (lx < 0 || ly < 0)
+            return;
+        const Light& a = lights[static_cast<std::size_t>(lx)];
+        const Light& b = lights[static_cast<std::size_t>(ly)];
+        if (a.surname().empty() == b.surname().empty() || sexesDiffer(a.sex, b.sex) ||
+            !seen.insert(
+                     key(static_cast<std::size_t>(first - people), static_cast<std::size_t>(second - people)))
+                 .second)
+            return;
+        wanted.emplace_back(static_cast<std::size_t>(lx), static_cast<std::size_t>(ly));
+    };
+    for (const Family& family : index.families) {
+        for (std::size_t i = 0; i < family.children.size(); ++i) {
+            for (std::size_t j = i + 1; j < family.children.size(); ++j)
+                consider(family.children[i], family.children[j]);
+        }
+    }
+    for (const Person& person : index.people) {
+        for (std::size_t i = 0; i + 1 < person.fams.size(); ++i) {
+            const Family* one = index.family(person.fams[i].family);
+            for (std::size_t j = i + 1; one && j < person.fams.size(); ++j) {
+                if (const Family* other = index.family(person.fams[j].family)) {
+                    consider(one->husband, other->husband);
+                    consider(one->wife, other->wife);
+                }
+            }
+        }
+        for (std::size_t i = 0; i + 1 < person.famc.size(); ++i) {
+            const Family* one = index.family(person.famc[i].family);
+            for (std::size_t j = i + 1; one && j < person.famc.size(); ++j) {
+                if (const Family* other = index.family(person.famc[j].family)) {
+                    consider(one->husband, other->husband);
+                    consider(one->wife, other->wife);
+                }
+            }
+        }
+    }
+    // A person without a surname meets the people of one first name with a surname born within
+    // two years ("Rudolf //" and "Rudolph /Austria/", both 1858), the nearest few of them.
+    auto narrowBirth = [](const Light& light) {
+        return light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high) &&
+               light.birth->high - light.birth->low < 1.01;
+    };
+    // First names are grouped by their Soundex code, which spelling variants share (Rudolf, Rudolph).
+    std::unordered_map<std::string, std::vector<std::size_t>> without, with;
+    for (std::size_t i = 0; i < lights.size(); ++i) {
+        if (!lights[i].surnameFromGiven && lights[i].surname().empty() && narrowBirth(lights[i]))
+            without[detail::soundex(firstWord(lights[i].given()))].push_back(i);
+    }
+    for (std::size_t i = 0; i < lights.size() && !without.empty(); ++i) {
+        if (lights[i].surnameFromGiven || lights[i].surname().empty() || !narrowBirth(lights[i]))
+            continue;
+        std::string name = detail::soundex(firstWord(lights[i].given()));
+        if (without.contains(name))
+            with[std::move(name)].push_back(i);
+    }
+    for (auto& [name, list] : with) {
+        std::sort(list.begin(), list.end(),
+                  [&](std::size_t x, std::size_t y) { return lights[x].birth->low < lights[y].birth->low; });
+        for (const std::size_t i : without[name]) {
+            const double low = lights[i].birth->low;
+            auto at = std::lower_bound(list.begin(), list.end(), low - 2, [&](std::size_t x, double value) {
+                return lights[x].birth->low < value;
+            });
+            for (std::size_t n = 0;
+                 at != list.end() && lights[*at].birth->low < low + 2 && n < crowdNeighbours; ++at, ++n)
+                consider(lights[i].person->xref, lights[*at].person->xref);
+        }
+    }
+    auto relativesOfPairs = [&](std::size_t from) {
+        for (std::size_t p = from; p < all.size(); ++p) {
+            const Candidate& a = candidates[all[p].first];
+            const Candidate& b = candidates[all[p].second];
+            for (const Relative& x : a.spouses) {
+                for (const Relative& y : b.spouses)
+                    consider(x.person->xref, y.person->xref);
+            }
+            for (const Relative& x : a.parents) {
+                for (const Relative& y : b.parents) {
+                    if (x.role == y.role)
+                        consider(x.person->xref, y.person->xref);
+                }
+            }
+            for (const std::string_view x : a.children) {
+                for (const std::string_view y : b.children)
+                    consider(x, y);
+            }
+        }
+    };
+    relativesOfPairs(0);
+    Slice& slice = storage.slices.front();
+    for (int round = 0; round < 2 && !wanted.empty(); ++round) {
+        const std::size_t before = all.size();
+        for (const auto& [x, y] : wanted) {
+            for (const std::size_t light : {x, y}) {
+                if (slots[light] < 0) {
+                    slots[light] = static_cast<std::int32_t>(candidates.size());
+                    candidates.emplace_back();
+                    complete(index, storage, slice, lights[light], candidates.back(), true);
+                    withRelatives.push_back(1);
+                } else if (!withRelatives[static_cast<std::size_t>(slots[light])]) {
+                    Candidate& candidate = candidates[static_cast<std::size_t>(slots[light])];
+                    candidate.relatives = relativesOf(index, *candidate.person, slice);
+                    withRelatives[static_cast<std::size_t>(slots[light])] = 1;
+                }
+            }
+            auto first = static_cast<std::size_t>(slots[x]);
+            auto second = static_cast<std::size_t>(slots[y]);
+            if (candidates[second].order < candidates[first].order)
+                std::swap(first, second);
+            const double similarity = givenNameSimilarity(candidates[first].given, candidates[second].given);
+            scorePair(
+                candidates[first], candidates[second], {first, second}, similarity, threshold, all, [] {},
+                true);
+        }
+        wanted.clear();
+        relativesOfPairs(before);
+    }
+}
+
+/// The pairs to report of those scored: lifted by their couples, a few for each person, with
+/// their reasons written.
+std::vector<DuplicateMatch> reported(std::vector<Scored>& all, const std::vector<Candidate>& candidates,
+                                     const TreeIndex& index, double threshold)
+{
+    pairCouples(all, candidates, index.people.data(), threshold);
+    const std::vector<std::uint8_t> chosen = chooseBest(all.size(), [&](std::size_t i) {
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        const bool keepA = ranksAbove(a.size, a.order, b.size, b.order);
+        const Candidate& keep = keepA ? a : b;
+        const Candidate& remove = keepA ? b : a;
+        return Ends{all[i].score, keep.order, remove.order, keep.size, remove.size};
+    });
+    std::vector<Found> found;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (!chosen[i])
+            continue;
+        const Candidate& a = candidates[all[i].first];
+        const Candidate& b = candidates[all[i].second];
+        Reasons reasons;
+        Comparison comparison =
+            evaluate(a, b, all[i].similarity, &reasons, {true, all[i].spousesPaired, all[i].linked});
+        const bool keepA = comparison.match.keep == a.person->xref;
+        found.push_back({std::move(comparison.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
+    }
+    return sorted(found);
 }
 
 // Only pairs that the rules rule out are never compared: people in no common block (their
@@ -1968,8 +2778,10 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     std::vector<std::vector<Scored>> found(parts);
     auto scoreAll = [&](const std::vector<AlikePair>& pairs, unsigned part) {
         for (const AlikePair& pair : pairs) {
-            const auto first = static_cast<std::size_t>(slots[pair.first]);
-            const auto second = static_cast<std::size_t>(slots[pair.second]);
+            auto first = static_cast<std::size_t>(slots[pair.first]);
+            auto second = static_cast<std::size_t>(slots[pair.second]);
+            if (candidates[second].order < candidates[first].order)
+                std::swap(first, second);
             scorePair(candidates[first], candidates[second], {first, second}, pair.similarity, threshold,
                       found[part], [&] {
                           for (const std::size_t slot : {first, second}) {
@@ -1989,6 +2801,7 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     std::vector<Scored> all;
     for (auto& part : found)
         all.insert(all.end(), part.begin(), part.end());
+    scoreLinked(index, storage, lights, slots, candidates, withRelatives, threshold, all);
     if (statistics) {
         *statistics = {};
         statistics->candidates = lights.size();
@@ -2001,56 +2814,28 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         for (const std::size_t scored : pairsScored)
             statistics->pairsScored += scored;
     }
-    // The reasons are written for the matches reported only.
-    const std::vector<std::uint8_t> chosen = chooseBest(all.size(), [&](std::size_t i) {
-        const Candidate& a = candidates[all[i].first];
-        const Candidate& b = candidates[all[i].second];
-        const bool keepA = ranksAbove(a.size, a.order, b.size, b.order);
-        const Candidate& keep = keepA ? a : b;
-        const Candidate& remove = keepA ? b : a;
-        return Ends{all[i].score, keep.order, remove.order, keep.size, remove.size};
-    });
-    std::vector<Found> reported;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        if (!chosen[i])
-            continue;
-        const Candidate& a = candidates[all[i].first];
-        const Candidate& b = candidates[all[i].second];
-        std::vector<std::string> reasons;
-        Comparison comparison = evaluate(a, b, all[i].similarity, &reasons);
-        const bool keepA = comparison.match.keep == a.person->xref;
-        reported.push_back(
-            {std::move(comparison.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
-    }
-    return sorted(reported);
+    return reported(all, candidates, index, threshold);
 }
 
 std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold)
 {
     const Candidates candidates = Candidates::build(index, 1);
     const std::vector<Candidate>& list = candidates.list;
-    std::vector<Found> found;
+    std::vector<Scored> all;
     for (std::size_t i = 0; i < list.size(); ++i) {
         for (std::size_t j = i + 1; j < list.size(); ++j) {
-            Comparison comparison = compare(list[i], list[j]);
-            if (comparison.verdict != Verdict::match || comparison.match.score < threshold)
+            const bool iFirst = list[i].order < list[j].order;
+            const Candidate& a = iFirst ? list[i] : list[j];
+            const Candidate& b = iFirst ? list[j] : list[i];
+            // A name read with its last word as the surname meets only surnames between slashes.
+            if (a.person == b.person || (a.surnameFromGiven && (b.surnameFromGiven || b.surname.empty())) ||
+                (b.surnameFromGiven && a.surname.empty()))
                 continue;
-            const bool keepFirst = comparison.match.keep == list[i].person->xref;
-            found.push_back({std::move(comparison.match), keepFirst ? list[i].order : list[j].order,
-                             keepFirst ? list[j].order : list[i].order});
+            scorePair(a, b, iFirst ? std::pair{i, j} : std::pair{j, i}, givenNameSimilarity(a.given, b.given),
+                      threshold, all, [] {});
         }
     }
-    const std::vector<std::uint8_t> chosen = chooseBest(found.size(), [&](std::size_t i) {
-        const Found& f = found[i];
-        return Ends{f.match.score, f.keepOrder, f.removeOrder, index.people[f.keepOrder].record.subtreeSize(),
-                    index.people[f.removeOrder].record.subtreeSize()};
-    });
-    std::vector<Found> reported;
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        if (chosen[i])
-            reported.push_back(std::move(found[i]));
-    }
-    return sorted(reported);
+    return reported(all, list, index, threshold);
 }
 
 } // namespace detail
@@ -2077,6 +2862,8 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
         std::string reasons;
         for (const std::string& reason : match.reasons)
             reasons += (reasons.empty() ? "" : "; ") + reason;
+        for (std::size_t i = 0; i < match.against.size(); ++i)
+            reasons += (i == 0 ? ". Against: " : "; ") + match.against[i];
         Issue issue{id,
                     IssueCategory::duplicates,
                     Severity::warning,
@@ -2093,8 +2880,21 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
         issues.push_back(std::move(issue));
     }
 
-    // The same couple: the same HUSB and the same WIFE, both present. Every later family of a
-    // couple pairs with the couple's first family, which is the one kept.
+    // The same couple: husbands that are one person or a pair found above, and wives alike. Every
+    // later family of a couple pairs with the couple's first family, which is the one kept. A
+    // person stands for its pairs by the record they are all merged into.
+    std::unordered_map<std::string_view, std::string_view> mergedInto;
+    for (const Issue& issue : issues)
+        mergedInto.emplace(issue.match->remove, issue.match->keep);
+    auto mergedRecord = [&](std::string_view xref) {
+        for (std::size_t steps = 0; steps < mergedInto.size(); ++steps) {
+            const auto at = mergedInto.find(xref);
+            if (at == mergedInto.end())
+                break;
+            xref = at->second;
+        }
+        return xref;
+    };
     struct Couple
     {
         std::string_view husband, wife;
@@ -2108,7 +2908,7 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
     for (std::size_t f = 0; f < index.families.size(); ++f) {
         const Family& family = index.families[f];
         if (family.husband && family.wife)
-            couples.push_back({*family.husband, *family.wife, f});
+            couples.push_back({mergedRecord(*family.husband), mergedRecord(*family.wife), f});
     }
     std::sort(couples.begin(), couples.end());
     std::vector<std::pair<std::size_t, std::size_t>> repeated;
@@ -2122,6 +2922,7 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
     for (const auto& [first, second] : repeated) {
         const Family& kept = index.families[first];
         const Family& other = index.families[second];
+        const bool sameRecords = kept.husband == other.husband && kept.wife == other.wife;
         const std::string keptXref(kept.xref), otherXref(other.xref);
         const std::string id = "dupfam-" + keptXref + "-" + otherXref;
         Issue issue{id,
@@ -2129,7 +2930,8 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
                     Severity::warning,
                     "Same couple, two families",
                     recordLabel(kept.record) + " and " + recordLabel(other.record) +
-                        " have the same husband and wife.",
+                        (sameRecords ? " have the same husband and wife."
+                                     : " are likely the same couple: each spouse is likely one person."),
                     {keptXref, otherXref}};
         issue.fix = Fix{id,
                         "Merge " + otherXref + " into " + keptXref,

@@ -21,11 +21,27 @@ namespace kinloom::DuplicateFinder {
 /// A birth or death as compared: the date as written and its range.
 struct DatedFact
 {
-    std::string_view date;                                  ///< trimmed
+    std::string_view date; ///< trimmed
+    bool primary = true;   ///< a BIRT or DEAT, not the christening or burial that stands for it
     double low = std::numeric_limits<double>::quiet_NaN();  ///< NaN when open
     double high = std::numeric_limits<double>::quiet_NaN(); ///< NaN when open
 
     [[nodiscard]] bool bounded() const { return !std::isnan(low) && !std::isnan(high); }
+};
+
+/// A parent or spouse of a candidate, by record and by name.
+struct Relative
+{
+    const Person* person = nullptr;
+    std::string_view name; ///< normalised given names, a blank, the surname; empty for a placeholder
+    std::uint32_t givenLength = 0;
+    char role = 0; ///< of a parent: 'F' for the family's HUSB, 'M' for its WIFE
+
+    [[nodiscard]] std::string_view given() const { return name.substr(0, givenLength); }
+    [[nodiscard]] std::string_view surname() const
+    {
+        return name.size() > givenLength ? name.substr(givenLength + 1) : std::string_view();
+    }
 };
 
 /// One person prepared for comparison. It refers into the index, the document and the
@@ -33,24 +49,39 @@ struct DatedFact
 struct Candidate
 {
     const Person* person = nullptr;
-    std::string_view given;       ///< normalised given names of the first name, titles dropped; never empty
-    std::string_view surname;     ///< normalised surname of the first name; empty when none
-    std::string_view surnameCode; ///< Soundex of the surname
+    /// Normalised given names of the first name, without titles, epithets, ordinals and nicknames;
+    /// never empty.
+    std::string_view given;
+    /// Normalised surname of the first name, particles before it dropped, wherever the slashes put
+    /// it ("Maud (de) CHAWORTH //", "Beatrix of_Angus"); empty when none.
+    std::string_view surname;
+    std::string_view surnameCode;                 ///< Soundex of the surname
     std::span<const std::uint32_t> surnameSounds; ///< Daitch–Mokotoff codes of the surname, as numbers
     bool otherScript = false; ///< the name was written in another script and is compared in Latin letters
-    std::size_t size = 0;     ///< lines in the record; the larger record is kept
-    std::size_t order = 0;    ///< position among the people in file order
-    char sex = 0;             ///< 'M', 'F', or 0 for anything else
+    /// The surname is the last given name, as in "Maud Chaworth //": read so to meet the people
+    /// whose surname is between slashes.
+    bool surnameFromGiven = false;
+    std::uint8_t ordinal = 0;    ///< a Roman ordinal or one in figures after the name ("VIII", "2nd")
+    std::uint8_t generation = 0; ///< 1 for Jr or the younger, 2 for Sr or the elder
+    std::string_view nickname;   ///< the quoted nickname's words, normalised; empty when none
+    std::string_view title;      ///< the first TITL, trimmed; empty when none
+    std::size_t size = 0;        ///< lines in the record; the larger record is kept
+    std::size_t order = 0;       ///< position among the people in file order
+    char sex = 0;                ///< 'M', 'F', or 0 for anything else
     /// First BIRT with a date, else CHR, BAPM, BIRT; absent when missing or its date unreadable.
     std::optional<DatedFact> birth;
     /// First DEAT with a date, else BURI, DEAT; absent when missing or its date unreadable.
     std::optional<DatedFact> death;
-    std::span<const std::string_view> famc;        ///< families the person is a child in; sorted
-    std::span<const std::string_view> parentNames; ///< normalised names of the parents; sorted, unique
-    std::span<const std::string_view> spouseNames; ///< normalised names of the spouses; sorted, unique
-    std::span<const std::string_view> relatives;   ///< xrefs of parents, spouses and children; sorted
+    std::span<const std::string_view> famc; ///< families the person is a child in; sorted
+    std::span<const Relative> parents;      ///< the husbands and wives of those families
+    std::span<const Relative> spouses;
+    std::span<const std::string_view> children; ///< xrefs; sorted
+    /// Xrefs of the people who cannot be this person: parents, spouses, children, ancestors up to
+    /// great-great-grandparents and the spouses' parents; sorted.
+    std::span<const std::string_view> relatives;
     /// The birthplace's parts, normalised, empty ones dropped, joined by ","; absent without one.
     std::optional<std::string_view> birthPlace;
+    std::string_view birthPlaceAsWritten;
 };
 
 /// The candidates of a tree: every person whose first name has a given part once titles are
@@ -98,7 +129,8 @@ enum class Verdict : std::uint8_t
 {
     match,
     differentSex,
-    relatives,
+    relatives, ///< one is the other's parent, spouse, child, ancestor or parent-in-law
+    siblings,  ///< children of one family whose births or names tell them apart
     givenNames,
     surnames,
     births,
@@ -111,6 +143,7 @@ struct Comparison
 {
     Verdict verdict = Verdict::match;
     DuplicateMatch match; ///< for a match; its score is rounded, the threshold not yet applied
+    double weight = 0;    ///< for a match: the sum of the weights, in bits, that the score is made from
 };
 
 /// Scores a pair; the order of the arguments does not matter.
@@ -130,7 +163,8 @@ struct Statistics
                                                Statistics* statistics);
 
 /// Every pair of candidates scored, with no blocking, and a few kept for each person: what `find`
-/// must equal wherever no crowd of look-alikes makes it compare fewer.
+/// must equal wherever no crowd of look-alikes makes it compare fewer, and no one without a
+/// surname meets someone with one (which `find` does only where their records link them).
 [[nodiscard]] std::vector<DuplicateMatch> findComparingEveryPair(const TreeIndex& index, double threshold);
 
 } // namespace detail

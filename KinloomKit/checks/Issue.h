@@ -144,8 +144,9 @@ struct DuplicateMatch
 {
     std::string keep;
     std::string remove;
-    double score = 0; ///< 0 to 1, two decimals
-    std::vector<std::string> reasons;
+    double score = 0;                 ///< 0 to 1, two decimals
+    std::vector<std::string> reasons; ///< the evidence for, in the order found
+    std::vector<std::string> against; ///< the evidence against, in the order found
 
     /// "Very likely", "Likely" or "Possible".
     [[nodiscard]] std::string_view likelihood() const;

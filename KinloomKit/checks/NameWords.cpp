@@ -58,6 +58,39 @@ const Table& titles()
     return table;
 }
 
+const Table& particles()
+{
+    static const Table table{
+        "of", "de",  "du",  "des", "del", "della", "delle", "dei", "di", "da",  "dos", "das",
+        "do", "van", "von", "vom", "der", "den",   "ter",   "ten", "zu", "zum", "zur", "la",
+        "le", "les", "af",  "av",  "ibn", "bin",   "bint",  "al",  "el", "ap",  "ua",  "ui",
+    };
+    return table;
+}
+
+// Ranks and offices that a name goes on with after the given names ("Edmund Earl of Lancaster").
+// Words that are given names too (Lady, Prince as a name is rare) are left to the titles table.
+const Table& epithets()
+{
+    static const Table table{
+        "the",         "king",       "queen",       "prince",     "princess",    "duke",     "duchess",
+        "earl",        "count",      "countess",    "baron",      "baroness",    "marquis",  "marquess",
+        "marchioness", "viscount",   "viscountess", "emperor",    "empress",     "tsar",     "czar",
+        "tsarina",     "czarina",    "tsarevich",   "archduke",   "archduchess", "grand",    "elector",
+        "electress",   "margrave",   "landgrave",   "burgrave",   "palatine",    "regent",   "dauphin",
+        "infanta",     "pope",       "bishop",      "archbishop", "abbot",       "abbess",   "steward",
+        "knight",      "baronet",    "sultan",      "caliph",     "khan",        "shah",     "emir",
+        "pharaoh",     "lord",       "lady",        "sir",        "dame",        "called",   "dit",
+        "genannt",     "alias",      "aka",         "voivode",    "jarl",        "thane",    "graf",
+        "grafin",      "furst",      "furstin",     "herzog",     "herzogin",    "konig",    "konigin",
+        "prinz",       "prinzessin", "freiherr",    "ritter",     "comte",       "comtesse", "duc",
+        "duchesse",    "roi",        "reine",       "seigneur",   "sieur",       "conde",    "condesa",
+        "rey",         "reina",      "principe",    "duque",      "duquesa",     "ksiaze",   "hrabia",
+        "knyaz",       "kniaz",      "tsaritsa",
+    };
+    return table;
+}
+
 const Table& placeholders()
 {
     static const Table table{
@@ -224,6 +257,66 @@ bool isPlaceholderName(std::string_view given)
         }
     }
     return !letters || isPlaceholder(joined);
+}
+
+bool isParticle(std::string_view word)
+{
+    return particles().contains(word);
+}
+
+bool beginsEpithet(std::string_view word)
+{
+    if (epithets().contains(word))
+        return true;
+    // "4th", "1st": figures and an ordinal's ending, as `normalizeName` keeps them together.
+    std::size_t digits = 0;
+    while (digits < word.size() && word[digits] >= '0' && word[digits] <= '9')
+        ++digits;
+    return digits > 0 && isOrdinalEnding(word.substr(digits));
+}
+
+int romanOrdinal(std::string_view word, bool letters)
+{
+    if (word.empty() || word.size() > 7 || (word.size() == 1 && !letters))
+        return 0;
+    auto value = [](char c) {
+        switch (c) {
+        case 'i':
+            return 1;
+        case 'v':
+            return 5;
+        case 'x':
+            return 10;
+        case 'l':
+            return 50;
+        default:
+            return 0;
+        }
+    };
+    int total = 0;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        const int here = value(word[i]);
+        if (here == 0)
+            return 0;
+        const int next = i + 1 < word.size() ? value(word[i + 1]) : 0;
+        total += here < next ? -here : here;
+    }
+    // Only numbers written the usual way: "iiii", "vx" or "il" are no ordinals ("lil" is a name).
+    static constexpr std::string_view ones[] = {"", "i", "ii", "iii", "iv", "v", "vi", "vii", "viii", "ix"};
+    static constexpr std::string_view tens[] = {"", "x", "xx", "xxx", "xl", "l"};
+    if (total <= 0 || total >= 60)
+        return 0;
+    const std::string written = std::string(tens[total / 10]) + std::string(ones[total % 10]);
+    return written == word ? total : 0;
+}
+
+int generation(std::string_view word)
+{
+    if (word == "jr" || word == "jnr" || word == "junior" || word == "younger" || word == "jun")
+        return 1;
+    if (word == "sr" || word == "snr" || word == "senior" || word == "elder" || word == "sen")
+        return 2;
+    return 0;
 }
 
 std::string_view givenNameGroup(std::string_view word)

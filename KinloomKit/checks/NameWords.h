@@ -29,6 +29,23 @@ namespace kinloom::NameWords {
 /// "Twin-Boy_1", "Son (stillborn)", "5sons_1dau"). An empty given name is not a placeholder.
 [[nodiscard]] bool isPlaceholderName(std::string_view given);
 
+/// Whether a word of `words` joins a surname to what comes before it or is written before one: the
+/// particles "of", "de", "von", "van", "la", "ibn" and the like.
+[[nodiscard]] bool isParticle(std::string_view word);
+
+/// Whether a word of `words`, written after the given names, begins a title or an epithet rather
+/// than another given name: "the" (the Hardy), a rank or office (Earl of Lancaster, High Steward),
+/// an ordinal written in figures ("4th").
+[[nodiscard]] bool beginsEpithet(std::string_view word);
+
+/// The number of a Roman ordinal written after a name ("viii" is 8); 0 when the word is none.
+/// Single letters are read as numbers only where `letters` allows, as they are mostly initials.
+[[nodiscard]] int romanOrdinal(std::string_view word, bool letters);
+
+/// Which of a father and son, or elder and younger, a word of `words` marks: 1 for the younger
+/// (jr, junior, younger), 2 for the elder (sr, senior, elder), 0 for neither.
+[[nodiscard]] int generation(std::string_view word);
+
 /// The name a given name's group is known by, for a word of `words`: "william" for bill, wm,
 /// wilhelm, guillaume or gulielmus; the word itself when it is in no group.
 [[nodiscard]] std::string_view givenNameGroup(std::string_view word);

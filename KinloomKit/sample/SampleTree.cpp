@@ -1708,6 +1708,18 @@ private:
             const bool vague = copy.birthForm == DateForm::about || copy.birthForm == DateForm::between;
             if (vague || form >= 6000)
                 copy.birthForm = !vague && form >= 8500 ? DateForm::about : DateForm::year;
+            // A copy made from another source may give the birth as a range, or a year or two
+            // off; only outside the family, where a year off does not make it a namesake sibling.
+            // Drawn from the variations' stream, so that the rest of the tree stays as it was.
+            const std::uint32_t noise = m_variationRng.below(100u);
+            if (noise < 6) {
+                copy.birthForm = DateForm::about;
+            } else if (noise < 9) {
+                copy.birthForm = DateForm::before;
+            } else if (noise < 15 && !linked) {
+                const std::int32_t years = noise < 12 ? 1 : 2;
+                copy.birth += (noise % 2 == 0 ? years : -years) * yearDays;
+            }
             m_people.push_back(copy);
             m_copies.emplace_back(original, static_cast<std::int32_t>(m_people.size() - 1));
             if (linked)

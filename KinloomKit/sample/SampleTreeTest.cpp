@@ -280,7 +280,8 @@ TEST(SampleTreeTest, SyntheticTreeReportsWhatItPlanted)
     EXPECT_GT(tree.oddDates, 0u);
     EXPECT_GT(tree.placeVariants, 0u);
 
-    // About one person in a hundred is a copy of a person before them, born the same year.
+    // About one person in a hundred is a copy of a person before them, born the same year, or as
+    // a copy from another source may give it: a year or two off, or before the next decade.
     EXPECT_GT(tree.duplicates.size(), people / 300);
     EXPECT_LT(tree.duplicates.size(), people / 30);
     for (const auto& pair : tree.duplicates) {
@@ -292,8 +293,8 @@ TEST(SampleTreeTest, SyntheticTreeReportsWhatItPlanted)
         const std::vector<int> copied = birthYears(copy);
         ASSERT_EQ(copied.size(), 1u) << pair.copy;
         ASSERT_FALSE(years.empty()) << pair.original;
-        EXPECT_GE(copied[0], years.front()) << pair.original << " " << pair.copy;
-        EXPECT_LE(copied[0], years.back()) << pair.original << " " << pair.copy;
+        EXPECT_GE(copied[0], years.front() - 2) << pair.original << " " << pair.copy;
+        EXPECT_LE(copied[0], years.back() + 10) << pair.original << " " << pair.copy;
     }
 }
 
