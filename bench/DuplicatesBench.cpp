@@ -121,9 +121,11 @@ void run(std::size_t people)
 
     // Why each missed pair is missed, by the rule that decided it.
     const auto candidates = DuplicateFinder::Candidates::build(index);
-    std::array<std::size_t, 8> misses{};
+    constexpr std::size_t verdicts =
+        static_cast<std::size_t>(DuplicateFinder::detail::Verdict::littleEvidence) + 1;
+    std::array<std::size_t, verdicts> misses{};
     std::size_t notCandidates = 0;
-    std::array<std::vector<std::string>, 8> examples;
+    std::array<std::vector<std::string>, verdicts> examples;
     for (const auto& pair : tree.duplicates) {
         if (reported.contains(std::minmax(pair.original, pair.copy)))
             continue;

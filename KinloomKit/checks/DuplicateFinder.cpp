@@ -333,8 +333,8 @@ struct Reasons
 namespace weight {
 constexpr double base = -4.0;            ///< two people of alike names are rarely one
 constexpr double givenSame = 3.0;        ///< the same given names
-constexpr double givenPerLikeness = 3.0; ///< taken off for each unit of similarity below 1
-constexpr double surnameSounds = -0.7;   ///< surnames alike by their sound code only
+constexpr double givenPerLikeness = 2.0; ///< taken off for each unit of similarity below 1
+constexpr double surnameSounds = -0.5;   ///< surnames alike by their sound code only
 constexpr double surnameMissing = -1.5;  ///< a surname on one side only
 constexpr double ordinalSame = 1.0;
 constexpr double ordinalDifferent = -5.0;
@@ -353,10 +353,14 @@ constexpr double parentAlike = 0.8;
 constexpr double parentsPartlyDifferent = -2.0;
 constexpr double parentsDifferent = -3.5;
 constexpr double spouseInCommon = 3.0;
-constexpr double spousesPaired = 3.0;
+constexpr double spousesPaired = 4.0;
 constexpr double spouseAlike = 1.5;
-constexpr double spousesDifferent = -1.0;
+constexpr double spousesDifferent = -1.5;
 constexpr double childInCommon = 3.0;
+constexpr double childrenAlike = 2.5; ///< two children or more of the same given names
+constexpr double childAlike = 0.8;
+constexpr double titleDifferent = -1.5; ///< titles change in a life, but rarely from one realm to another
+constexpr double diedAChild = -3.0;     ///< one died a child, the other married
 /// A name alone never makes a match: the facts and relatives must add at least this much for it.
 constexpr double evidenceFloor = 1.0;
 } // namespace weight
@@ -379,7 +383,7 @@ struct DateKind
 };
 
 constexpr DateKind birthKind{
-    "birth", "Birth", "Birth and christening close", 3.5, 2.5, 2.0, 1.2, 1.5, -2.0, -2.0, -0.5, -1.0, -0.5};
+    "birth", "Birth", "Birth and christening close", 3.5, 2.5, 2.0, 1.2, 1.9, -2.0, -2.0, -0.5, -1.0, -0.5};
 constexpr DateKind deathKind{
     "death", "Death", "Death and burial close", 3.5, 2.5, 1.4, 1.2, 1.0, -2.5, -2.0, -0.5, -1.0, -0.5};
 
@@ -389,6 +393,7 @@ struct Tally
 {
     double weight = weight::base;
     double evidence = 0;
+    bool weighsAgainst = false; ///< some evidence weighs against
     std::vector<std::string>* reasons = nullptr;
     std::vector<std::string>* against = nullptr;
 
@@ -401,6 +406,7 @@ struct Tally
         weight += w;
         if (w > 0)
             evidence += w;
+        weighsAgainst = weighsAgainst || w < 0;
         if (!reasons)
             return;
         (w < 0 ? *against : *reasons).push_back(std::string(std::forward<Text>(text)));
@@ -491,9 +497,13 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
     const double overlap = std::min(a->high, b->high) - std::max(a->low, b->low);
     const double wider = std::max(a->high - a->low, b->high - b->low);
     if (overlap > 0) {
+        // As much as the other covers of the narrower range: ABT 1850 and 1851 agree fully, ABT
+        // 1850 and ABT 1854 by a year of five.
+        const double narrower = std::min(a->high - a->low, b->high - b->low);
         if (wider <= 5 + 1e-9)
-            tally.fact(kind.rangesAgree, sameText ? "Same " + lower + " date (" + std::string(a->date) + ")"
-                                                  : capital + " dates agree" + bothDates(*a, *b));
+            tally.fact(kind.rangesAgree * std::min(1.0, overlap / narrower),
+                       sameText ? "Same " + lower + " date (" + std::string(a->date) + ")"
+                                : capital + " dates agree" + bothDates(*a, *b));
     } else {
         tally.fact(kind.rangesApart, capital + " dates apart" + bothDates(*a, *b));
     }
@@ -528,21 +538,6 @@ std::size_t sharedCount(std::span<const std::string_view> a, std::span<const std
         }
     }
     return shared;
-}
-
-/// The first element two sorted lists share; none when they share none.
-std::optional<std::string_view> firstShared(std::span<const std::string_view> a,
-                                            std::span<const std::string_view> b)
-{
-    for (std::size_t i = 0, j = 0; i < a.size() && j < b.size();) {
-        if (a[i] < b[j])
-            ++i;
-        else if (b[j] < a[i])
-            ++j;
-        else
-            return a[i];
-    }
-    return std::nullopt;
 }
 
 enum class Likeness : std::uint8_t
@@ -637,7 +632,7 @@ void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& 
                 tally.fact(weight::spouseInCommon, "Same spouse (" + displayName(*x.person) + ")");
                 return;
             }
-            const Likeness l = likeness(x, y, false);
+            const Likeness l = likeness(x, y, true);
             alike = alike || l == Likeness::alike;
             unknown = unknown || l == Likeness::unknown;
         }
@@ -649,6 +644,34 @@ void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& 
     else if (!unknown)
         tally.fact(weight::spousesDifferent,
                    "Different spouses: " + namesOf(a.spouses) + " / " + namesOf(b.spouses));
+}
+
+/// Adds what the children say: a child in common, or children of the same names (a second record
+/// of a family, its children entered again).
+void compareChildren(const Candidate& a, const Candidate& b, Tally& tally)
+{
+    for (const Relative& x : a.children) {
+        for (const Relative& y : b.children) {
+            if (x.person == y.person) {
+                tally.fact(weight::childInCommon, "A child in common (" + displayName(*x.person) + ")");
+                return;
+            }
+        }
+    }
+    std::string alike;
+    int count = 0;
+    for (const Relative& x : a.children) {
+        for (const Relative& y : b.children) {
+            if (!x.given().empty() && x.given() == y.given()) {
+                alike += (count++ == 0 ? "" : ", ") + capitalised(firstWord(x.given()));
+                break;
+            }
+        }
+    }
+    if (count >= 2)
+        tally.fact(weight::childrenAlike, "Children with the same names (" + alike + ")");
+    else if (count == 1)
+        tally.fact(weight::childAlike, "A child with the same name (" + alike + ")");
 }
 
 std::string romanNumeral(int number)
@@ -716,6 +739,7 @@ struct Context
     /// relatives are looked for then.
     bool checkRelatives = true;
     bool spousesPaired = false; ///< a spouse of each is likely one person too
+    bool parentsPaired = false; ///< a parent of each is likely one person too
     /// The two met through a record they share or a pair of their relatives, so a surname missing
     /// on one side is no reason to rule them out.
     bool linked = false;
@@ -790,6 +814,9 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         const bool words = a.title.find(' ') != std::string_view::npos;
         tally.fact(words ? weight::titleSame : weight::titleWordSame,
                    "Same title (" + std::string(a.title) + ")");
+    } else if (!a.title.empty() && !b.title.empty()) {
+        tally.fact(weight::titleDifferent,
+                   "Different titles (" + std::string(a.title) + " / " + std::string(b.title) + ")");
     }
     if (!compareDates(a.birth, b.birth, birthKind, tally))
         return out(Verdict::births);
@@ -797,6 +824,12 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         return out(Verdict::deaths);
     if (diedBeforeBorn(a.death, b.birth) || diedBeforeBorn(b.death, a.birth))
         return out(Verdict::diedBeforeBorn);
+    auto diedAChild = [](const Candidate& x) {
+        return x.birth && x.death && x.birth->bounded() && x.death->bounded() &&
+               x.death->high - x.birth->low < 14;
+    };
+    if ((diedAChild(a) && !b.spouses.empty()) || (diedAChild(b) && !a.spouses.empty()))
+        tally.fact(weight::diedAChild, "One died a child, the other married");
     if (a.birthPlace && b.birthPlace) {
         if (placesAgree(*a.birthPlace, *b.birthPlace))
             tally.fact(weight::birthplaceSame, "Same birthplace");
@@ -805,16 +838,17 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
                                                         std::string(a.birthPlaceAsWritten) + " / " +
                                                         std::string(b.birthPlaceAsWritten) + ")");
     }
-    if (sameFamily && a.birth && b.birth && precisionOf(*a.birth) <= Precision::year &&
-        precisionOf(*b.birth) <= Precision::year)
+    if (context.parentsPaired && !sameFamily)
+        tally.fact(weight::sameFamily, "Parents likely the same people too");
+    else if (sameFamily && a.birth && b.birth && precisionOf(*a.birth) <= Precision::year &&
+             precisionOf(*b.birth) <= Precision::year)
         tally.fact(weight::sameFamily, "Same parents");
     else if (sameFamily)
         tally.fact(weight::sameFamilyUndated, "Same parents");
     else
         compareParents(a, b, tally);
     compareSpouses(a, b, context.spousesPaired, tally);
-    if (const auto child = firstShared(a.children, b.children))
-        tally.fact(weight::childInCommon, "A child in common (" + std::string(*child) + ")");
+    compareChildren(a, b, tally);
     if (tally.evidence < weight::evidenceFloor)
         return out(Verdict::littleEvidence);
 
@@ -823,6 +857,7 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     result.match.remove = std::string((keepA ? b : a).person->xref);
     result.match.score = detail::roundScore(probability(tally.weight));
     result.weight = tally.weight;
+    result.against = tally.weighsAgainst;
     if (reasons) {
         result.match.reasons = std::move(reasons->forPair);
         result.match.against = std::move(reasons->against);
@@ -917,7 +952,9 @@ struct Scored
     double score = 0;
     double weight = 0;
     bool spousesPaired = false; ///< a spouse of each is likely one person as well
+    bool parentsPaired = false; ///< a parent of each is likely one person as well
     bool linked = false;        ///< met through a shared record or a pair of relatives
+    bool against = false;       ///< some evidence weighs against
 };
 
 /// The weight, in bits, at which a pair's score reaches the threshold.
@@ -940,24 +977,34 @@ void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, st
                bool linked = false)
 {
     // Whether two people are relatives is only asked of the pairs that may be reported.
-    const detail::Comparison quick = evaluate(a, b, similarity, nullptr, {false, false, linked});
+    const detail::Comparison quick = evaluate(a, b, similarity, nullptr, {false, false, false, linked});
     if (quick.verdict != detail::Verdict::match)
         return;
+    // What pairs of spouses or of parents can still add: a spouse's name alike gives way to a pair
+    // of spouses, a parent's name alike to a pair of parents.
     const bool married = !a.spouses.empty() && !b.spouses.empty();
-    if (quick.match.score < threshold &&
-        (!married ||
-         quick.weight + weight::spousesPaired - weight::spousesDifferent < thresholdWeight(threshold)))
+    const bool parented = !a.parents.empty() && !b.parents.empty();
+    const double lift = std::max(married ? weight::spousesPaired - weight::spousesDifferent : 0.0,
+                                 parented ? weight::sameFamily - weight::parentAlike : 0.0);
+    if (quick.match.score < threshold && quick.weight + lift < thresholdWeight(threshold))
         return;
     findRelatives();
     if (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
         std::binary_search(b.relatives.begin(), b.relatives.end(), a.person->xref))
         return;
-    scored.push_back({static_cast<std::uint32_t>(slots.first), static_cast<std::uint32_t>(slots.second),
-                      similarity, quick.match.score, quick.weight, false, linked});
+    Scored pair;
+    pair.first = static_cast<std::uint32_t>(slots.first);
+    pair.second = static_cast<std::uint32_t>(slots.second);
+    pair.similarity = similarity;
+    pair.score = quick.match.score;
+    pair.weight = quick.weight;
+    pair.linked = linked;
+    pair.against = quick.against;
+    scored.push_back(pair);
 }
 
-/// Lifts the pairs whose spouses are a pair as well, when both pairs reach the threshold so lifted,
-/// and drops the pairs that stay below it: two copies of a couple vouch for each other.
+/// Lifts the pairs whose spouses are a pair as well, and drops the pairs that stay below the
+/// threshold: a copy of a couple vouches for the other spouse's copy.
 void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& candidates, const Person* people,
                  double threshold)
 {
@@ -968,36 +1015,54 @@ void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& cand
     for (std::size_t i = 0; i < scored.size(); ++i)
         byPeople.emplace(key(candidates[scored[i].first].order, candidates[scored[i].second].order), i);
     constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
-    std::vector<std::size_t> partner(scored.size(), none);
+    // The pair that the spouses, or the parents of one role, of both make; none when they make none.
+    auto pairOf = [&](std::span<const Relative> x, std::span<const Relative> y) {
+        for (const Relative& one : x) {
+            for (const Relative& other : y) {
+                if (one.person == other.person || one.role != other.role)
+                    continue;
+                const auto at = byPeople.find(key(static_cast<std::size_t>(one.person - people),
+                                                  static_cast<std::size_t>(other.person - people)));
+                if (at != byPeople.end())
+                    return at->second;
+            }
+        }
+        return none;
+    };
+    std::vector<std::size_t> spouses(scored.size()), parents(scored.size());
     std::vector<double> lifted(scored.size());
     for (std::size_t i = 0; i < scored.size(); ++i) {
         const Candidate& a = candidates[scored[i].first];
         const Candidate& b = candidates[scored[i].second];
-        for (const Relative& x : a.spouses) {
-            for (const Relative& y : b.spouses) {
-                if (x.person == y.person || partner[i] != none)
-                    continue;
-                const auto at = byPeople.find(key(static_cast<std::size_t>(x.person - people),
-                                                  static_cast<std::size_t>(y.person - people)));
-                if (at != byPeople.end())
-                    partner[i] = at->second;
-            }
-        }
-        if (partner[i] != none)
-            lifted[i] =
-                evaluate(a, b, scored[i].similarity, nullptr, {false, true, scored[i].linked}).match.score;
+        spouses[i] = pairOf(a.spouses, b.spouses);
+        parents[i] = pairOf(a.parents, b.parents);
+        if (spouses[i] != none)
+            lifted[i] = evaluate(a, b, scored[i].similarity, nullptr, {false, true, false, scored[i].linked})
+                            .match.score;
     }
-    std::size_t kept = 0;
+    // A spouses' pair must hold on its own, or both pairs must have the same given names and
+    // nothing against them: two pairs that are alike only in a nickname or a spelling never lift
+    // each other. A parents' pair must hold on its own.
+    auto clean = [&](const Scored& x) { return x.similarity >= 0.92 && !x.against; };
+    std::vector<Scored> kept;
     for (std::size_t i = 0; i < scored.size(); ++i) {
         Scored pair = scored[i];
-        if (partner[i] != none && lifted[partner[i]] >= threshold && lifted[i] >= threshold) {
-            pair.score = lifted[i];
-            pair.spousesPaired = true;
+        const std::size_t j = spouses[i], k = parents[i];
+        pair.spousesPaired =
+            j != none && lifted[i] >= threshold &&
+            (scored[j].score >= threshold || (lifted[j] >= threshold && clean(scored[j]) && clean(pair)));
+        pair.parentsPaired = k != none && scored[k].score >= threshold;
+        if (pair.spousesPaired || pair.parentsPaired) {
+            const Candidate& a = candidates[pair.first];
+            const Candidate& b = candidates[pair.second];
+            pair.score = evaluate(a, b, pair.similarity, nullptr,
+                                  {false, pair.spousesPaired, pair.parentsPaired, pair.linked})
+                             .match.score;
         }
         if (pair.score >= threshold)
-            scored[kept++] = pair;
+            kept.push_back(pair);
     }
-    scored.resize(kept);
+    scored = std::move(kept);
 }
 
 std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
@@ -1076,7 +1141,7 @@ struct Slice
     Pool<Relative> relatives;
     /// Lists being gathered for one candidate, kept to save allocations.
     std::array<std::vector<std::string_view>, 4> scratch;
-    std::array<std::vector<Relative>, 2> people;
+    std::array<std::vector<Relative>, 3> people;
 
     std::string_view text(std::string_view value)
     {
@@ -1193,15 +1258,16 @@ std::optional<NodeView> firstNameLine(const Person& person)
     return std::nullopt;
 }
 
-/// Reads a word as a mark when it is one; `last` allows single letters (Otto I) and figures
-/// ("John 2nd") to be ordinals, which elsewhere are initials and epithets ("4th High Steward").
-bool readMark(std::string_view word, bool last, NameMarks& marks)
+/// Reads a word as a mark when it is one. Figures are an ordinal only last ("John 2nd"; elsewhere
+/// they begin an epithet, "4th High Steward"), and single letters only where `letters` allows, as
+/// they are mostly initials ("John V. Smith").
+bool readMark(std::string_view word, bool last, bool letters, NameMarks& marks)
 {
     if (const int generation = NameWords::generation(word)) {
         marks.generation = static_cast<std::uint8_t>(generation);
         return true;
     }
-    if (const int ordinal = NameWords::romanOrdinal(word, last)) {
+    if (const int ordinal = NameWords::romanOrdinal(word, letters)) {
         marks.ordinal = static_cast<std::uint8_t>(ordinal);
         return true;
     }
@@ -1231,7 +1297,7 @@ void dropTitles(std::string& given, const Person& person, NameMarks& marks)
         }
     }
     for (std::size_t i = 0; i < suffix.size(); ++i)
-        readMark(suffix[i], i + 1 == suffix.size(), marks);
+        readMark(suffix[i], i + 1 == suffix.size(), true, marks);
     auto among = [](std::string_view word, const std::vector<std::string>& list) {
         return std::find(list.begin(), list.end(), word) != list.end();
     };
@@ -1295,7 +1361,7 @@ void dropParticles(std::string& surname)
 /// ("Beatrix of Angus //", "Maud de Chaworth //") and an epithet otherwise; a rank, an office or
 /// "the" begins an epithet ("Earl of Lancaster", "the Hardy"). An epithet is dropped but for its
 /// marks ("the Elder"), and so is a particle that nothing follows ("Sancho de /Lara/").
-void readGiven(std::string& given, std::string& surname, NameMarks& marks)
+void readGiven(std::string& given, std::string& surname, bool joined, NameMarks& marks)
 {
     if (given.find(' ') == std::string::npos)
         return;
@@ -1305,15 +1371,18 @@ void readGiven(std::string& given, std::string& surname, NameMarks& marks)
     std::string kept(words[0]), found;
     std::size_t i = 1;
     for (; i < words.size(); ++i) {
-        // "Edward I of England": a single letter before a particle or an epithet is an ordinal.
-        const bool last = i + 1 == words.size() || NameWords::isParticle(words[i + 1]) ||
-                          NameWords::beginsEpithet(words[i + 1]);
-        if (readMark(words[i], last, marks))
+        // A single letter is an ordinal joined to the name ("Otto_I") or before a particle or an
+        // epithet ("Edward I of England").
+        const bool last = i + 1 == words.size();
+        const bool letters =
+            (joined && last) ||
+            (!last && (NameWords::isParticle(words[i + 1]) || NameWords::beginsEpithet(words[i + 1])));
+        if (readMark(words[i], last, letters, marks))
             continue;
         if (NameWords::isParticle(words[i])) {
             if (surname.empty()) {
                 for (++i; i < words.size(); ++i) {
-                    if (readMark(words[i], i + 1 == words.size(), marks))
+                    if (readMark(words[i], i + 1 == words.size(), joined, marks))
                         continue;
                     if (NameWords::beginsEpithet(words[i]))
                         break;
@@ -1328,7 +1397,7 @@ void readGiven(std::string& given, std::string& surname, NameMarks& marks)
         appendWord(kept, words[i]);
     }
     for (; i < words.size(); ++i)
-        readMark(words[i], i + 1 == words.size(), marks);
+        readMark(words[i], i + 1 == words.size(), joined, marks);
     given = std::move(kept);
     if (!found.empty())
         surname = std::move(found);
@@ -1450,10 +1519,10 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             otherScript =
                 slice.appendName(first.surname.value_or(std::string_view()), surname) || otherScript;
             dropParticles(surname);
-            readGiven(name, surname, marks);
+            readGiven(name, surname, first.given.find('_') != std::string_view::npos, marks);
             if (!first.suffix.empty()) {
                 for (const std::string_view word : wordsOf(detail::normalizeName(first.suffix)))
-                    readMark(word, true, marks);
+                    readMark(word, true, true, marks);
             }
             const auto givenLength = static_cast<std::uint32_t>(name.size());
             if (!surname.empty())
@@ -1613,9 +1682,9 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
     }
 
     std::vector<std::string_view>& famc = slice.scratch[0];
-    std::vector<std::string_view>& children = slice.scratch[1];
     std::vector<Relative>& parents = slice.people[0];
     std::vector<Relative>& spouses = slice.people[1];
+    std::vector<Relative>& children = slice.people[2];
     famc.clear();
     children.clear();
     parents.clear();
@@ -1643,12 +1712,17 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
             }
             for (const std::string_view child : family->children) {
                 if (child != person.xref)
-                    children.push_back(child);
+                    add(child, 0, children);
             }
         }
     }
     candidate.famc = slice.list(famc);
-    candidate.children = slice.list(children);
+    std::sort(children.begin(), children.end(),
+              [](const Relative& x, const Relative& y) { return x.person < y.person; });
+    children.erase(std::unique(children.begin(), children.end(),
+                               [](const Relative& x, const Relative& y) { return x.person == y.person; }),
+                   children.end());
+    candidate.children = slice.relatives.add(children);
     candidate.parents = slice.relatives.add(parents);
     candidate.spouses = slice.relatives.add(spouses);
     if (withRelatives)
@@ -2652,9 +2726,9 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
                         consider(x.person->xref, y.person->xref);
                 }
             }
-            for (const std::string_view x : a.children) {
-                for (const std::string_view y : b.children)
-                    consider(x, y);
+            for (const Relative& x : a.children) {
+                for (const Relative& y : b.children)
+                    consider(x.person->xref, y.person->xref);
             }
         }
     };
@@ -2710,8 +2784,8 @@ std::vector<DuplicateMatch> reported(std::vector<Scored>& all, const std::vector
         const Candidate& a = candidates[all[i].first];
         const Candidate& b = candidates[all[i].second];
         Reasons reasons;
-        Comparison comparison =
-            evaluate(a, b, all[i].similarity, &reasons, {true, all[i].spousesPaired, all[i].linked});
+        Comparison comparison = evaluate(a, b, all[i].similarity, &reasons,
+                                         {true, all[i].spousesPaired, all[i].parentsPaired, all[i].linked});
         const bool keepA = comparison.match.keep == a.person->xref;
         found.push_back({std::move(comparison.match), keepA ? a.order : b.order, keepA ? b.order : a.order});
     }
@@ -2798,9 +2872,14 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     // The pairs found by sound may hold any thread's candidates: scored once the threads are done.
     scoreAll(alikeBySound, 0);
 
+    // In file order, so that what follows does not depend on which thread scored which pair.
     std::vector<Scored> all;
     for (auto& part : found)
         all.insert(all.end(), part.begin(), part.end());
+    std::sort(all.begin(), all.end(), [&](const Scored& x, const Scored& y) {
+        return std::pair(candidates[x.first].order, candidates[x.second].order) <
+               std::pair(candidates[y.first].order, candidates[y.second].order);
+    });
     scoreLinked(index, storage, lights, slots, candidates, withRelatives, threshold, all);
     if (statistics) {
         *statistics = {};

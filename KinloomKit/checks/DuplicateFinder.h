@@ -75,7 +75,7 @@ struct Candidate
     std::span<const std::string_view> famc; ///< families the person is a child in; sorted
     std::span<const Relative> parents;      ///< the husbands and wives of those families
     std::span<const Relative> spouses;
-    std::span<const std::string_view> children; ///< xrefs; sorted
+    std::span<const Relative> children;
     /// Xrefs of the people who cannot be this person: parents, spouses, children, ancestors up to
     /// great-great-grandparents and the spouses' parents; sorted.
     std::span<const std::string_view> relatives;
@@ -144,6 +144,7 @@ struct Comparison
     Verdict verdict = Verdict::match;
     DuplicateMatch match; ///< for a match; its score is rounded, the threshold not yet applied
     double weight = 0;    ///< for a match: the sum of the weights, in bits, that the score is made from
+    bool against = false; ///< for a match: some evidence weighs against it
 };
 
 /// Scores a pair; the order of the arguments does not matter.

@@ -277,7 +277,7 @@ bool beginsEpithet(std::string_view word)
 
 int romanOrdinal(std::string_view word, bool letters)
 {
-    if (word.empty() || word.size() > 7 || (word.size() == 1 && !letters))
+    if (word.empty() || word.size() > 7 || (word.size() == 1 && (!letters || word == "l")))
         return 0;
     auto value = [](char c) {
         switch (c) {
