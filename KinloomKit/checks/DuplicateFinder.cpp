@@ -359,6 +359,7 @@ constexpr double spousesDifferent = -1.5;
 constexpr double childInCommon = 3.0;
 constexpr double childrenAlike = 2.5; ///< two children or more of the same given names
 constexpr double childAlike = 0.8;
+constexpr double marriageSame = 3.0;    ///< married on the same day
 constexpr double titleDifferent = -1.5; ///< titles change in a life, but rarely from one realm to another
 constexpr double diedAChild = -3.0;     ///< one died a child, the other married
 /// A name alone never makes a match: the facts and relatives must add at least this much for it.
@@ -620,9 +621,26 @@ void compareParents(const Candidate& a, const Candidate& b, Tally& tally)
     }
 }
 
+/// The marriage two records share the day of, even to spouses recorded as other people: one
+/// marriage. Marriages on other days say nothing, as people remarry.
+const DatedFact* sameMarriage(const Candidate& a, const Candidate& b)
+{
+    for (const DatedFact& x : a.marriages) {
+        for (const DatedFact& y : b.marriages) {
+            if (precisionOf(x) == Precision::day && precisionOf(y) == Precision::day && x.low == y.low)
+                return &x;
+        }
+    }
+    return nullptr;
+}
+
 /// Adds what the spouses say; `paired` when a spouse of each is itself likely one person.
 void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& tally)
 {
+    if (const DatedFact* marriage = sameMarriage(a, b)) {
+        tally.fact(weight::marriageSame, "Married on the same day (" + std::string(marriage->date) + ")");
+        return;
+    }
     if (a.spouses.empty() || b.spouses.empty())
         return;
     bool alike = false, unknown = false;
@@ -662,7 +680,7 @@ void compareChildren(const Candidate& a, const Candidate& b, Tally& tally)
     int count = 0;
     for (const Relative& x : a.children) {
         for (const Relative& y : b.children) {
-            if (!x.given().empty() && x.given() == y.given()) {
+            if (!x.given().empty() && x.given() == y.given() && likeness(x, y, true) == Likeness::alike) {
                 alike += (count++ == 0 ? "" : ", ") + capitalised(firstWord(x.given()));
                 break;
             }
@@ -1142,6 +1160,8 @@ struct Slice
     /// Lists being gathered for one candidate, kept to save allocations.
     std::array<std::vector<std::string_view>, 4> scratch;
     std::array<std::vector<Relative>, 3> people;
+    Pool<DatedFact> dates;
+    std::vector<DatedFact> marriages;
 
     std::string_view text(std::string_view value)
     {
@@ -1704,11 +1724,21 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
                 add(*family->wife, 'M', parents);
         }
     }
+    std::vector<DatedFact>& marriages = slice.marriages;
+    marriages.clear();
     for (const FamilyLink& link : person.fams) {
         if (const Family* family = index.family(link.family)) {
             for (const auto& spouse : {family->husband, family->wife}) {
                 if (spouse && *spouse != person.xref)
                     add(*spouse, 0, spouses);
+            }
+            for (const EventFact& event : family->events) {
+                if (event.tag() == "MARR") {
+                    if (const std::optional<DatedFact> marriage = datedFact(&event);
+                        marriage && marriage->bounded())
+                        marriages.push_back(*marriage);
+                    break;
+                }
             }
             for (const std::string_view child : family->children) {
                 if (child != person.xref)
@@ -1723,6 +1753,7 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
                                [](const Relative& x, const Relative& y) { return x.person == y.person; }),
                    children.end());
     candidate.children = slice.relatives.add(children);
+    candidate.marriages = slice.dates.add(marriages);
     candidate.parents = slice.relatives.add(parents);
     candidate.spouses = slice.relatives.add(spouses);
     if (withRelatives)

@@ -76,6 +76,8 @@ struct Candidate
     std::span<const Relative> parents;      ///< the husbands and wives of those families
     std::span<const Relative> spouses;
     std::span<const Relative> children;
+    std::span<const DatedFact>
+        marriages; ///< the dated first marriage of each family the person is a spouse in
     /// Xrefs of the people who cannot be this person: parents, spouses, children, ancestors up to
     /// great-great-grandparents and the spouses' parents; sorted.
     std::span<const std::string_view> relatives;
