@@ -324,6 +324,14 @@ private Q_SLOTS:
         showCategory(IssueCategory::duplicates);
         auto* compare = child<DuplicateCompare>("duplicateCompare");
         QVERIFY(compare->isVisible());
+        // The evidence both ways: the sample's first pair has nothing against it.
+        auto* evidence = child<QLabel>("duplicateEvidence");
+        QVERIFY(evidence->isVisible());
+        QVERIFY(
+            evidence->text().startsWith(QStringLiteral("<b>For:</b> Similar names (William Hartley / Bill "
+                                                       "Hartley) \u00B7 Nickname or other form")));
+        QVERIFY(
+            evidence->text().endsWith(QStringLiteral("<b>Against:</b> nothing recorded tells them apart")));
         auto* button = child<QPushButton>("compareButton");
         QVERIFY(button->text().startsWith(QStringLiteral("Compare the two records (")));
         QTest::mouseClick(button, Qt::LeftButton);

@@ -4,6 +4,7 @@
 #include "QtText.h"
 
 #include <QHeaderView>
+#include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -53,11 +54,28 @@ std::vector<std::pair<QString, QString>> alignLines(const std::vector<std::strin
     return rows;
 }
 
+/// The reasons as one line of rich text, each escaped, separated by middle dots.
+QString reasonsLine(const std::vector<std::string>& reasons)
+{
+    QStringList escaped;
+    for (const std::string& reason : reasons)
+        escaped << fromUtf8(reason).toHtmlEscaped();
+    return escaped.join(QStringLiteral(" \u00B7 "));
+}
+
 } // namespace
 
 DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
 {
     setObjectName(QStringLiteral("duplicateCompare"));
+    // Why the pair was reported, and why it is no surer than its band says.
+    m_evidence = new QLabel(this);
+    m_evidence->setObjectName(QStringLiteral("duplicateEvidence"));
+    m_evidence->setAccessibleName(QStringLiteral("Evidence for and against the pair"));
+    m_evidence->setTextFormat(Qt::RichText);
+    m_evidence->setWordWrap(true);
+    m_evidence->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+
     m_button = new QPushButton(this);
     m_button->setObjectName(QStringLiteral("compareButton"));
     m_button->setCheckable(true);
@@ -75,6 +93,7 @@ DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(p
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_evidence);
     layout->addWidget(m_button, 0, Qt::AlignLeft);
     layout->addWidget(m_table);
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
@@ -88,9 +107,14 @@ void DuplicateCompare::setMatch(std::optional<DuplicateMatch> match)
 {
     m_match = std::move(match);
     setVisible(m_match.has_value());
-    if (m_match)
+    if (m_match) {
+        m_evidence->setText(QStringLiteral("<b>For:</b> ") + reasonsLine(m_match->reasons) +
+                            QStringLiteral("<br><b>Against:</b> ") +
+                            (m_match->against.empty() ? QStringLiteral("nothing recorded tells them apart")
+                                                      : reasonsLine(m_match->against)));
         m_button->setText(QStringLiteral("Compare the two records (") + fromUtf8(m_match->keep) +
                           QStringLiteral(" and ") + fromUtf8(m_match->remove) + QStringLiteral(")"));
+    }
     setOpen(false);
 }
 

@@ -4,6 +4,7 @@
 
 #include <QWidget>
 
+class QLabel;
 class QPushButton;
 class QTableWidget;
 
@@ -11,8 +12,9 @@ namespace kinloom {
 
 class AppModel;
 
-/// For a likely duplicate: "Compare the two records (…)", which opens the two records side by side,
-/// line by line, the lines only one of them has marked.
+/// For a likely duplicate: the evidence for the pair and against it, and "Compare the two records
+/// (…)", which opens the two records side by side, line by line, the lines only one of them has
+/// marked.
 class DuplicateCompare final : public QWidget
 {
     Q_OBJECT
@@ -31,6 +33,7 @@ private:
     AppModel& m_model;
     std::optional<DuplicateMatch> m_match;
     bool m_open = false;
+    QLabel* m_evidence = nullptr;
     QPushButton* m_button = nullptr;
     QTableWidget* m_table = nullptr;
 };
