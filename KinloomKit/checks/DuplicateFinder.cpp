@@ -395,6 +395,8 @@ struct Tally
     double weight = weight::base;
     double evidence = 0;
     bool weighsAgainst = false; ///< some evidence weighs against
+    /// How much more pairs of spouses or of parents, found later, could add.
+    double lift = 0;
     std::vector<std::string>* reasons = nullptr;
     std::vector<std::string>* against = nullptr;
 
@@ -588,15 +590,13 @@ void compareParents(const Candidate& a, const Candidate& b, Tally& tally)
     if (a.parents.empty() || b.parents.empty())
         return;
     int alike = 0, differ = 0, inCommon = 0;
-    for (const char role : {'F', 'M'}) {
+    for (const bool fathers : {true, false}) {
         bool any = false, someAlike = false, someUnknown = false, same = false;
-        for (const Relative& x : a.parents) {
-            for (const Relative& y : b.parents) {
-                if (x.role != role || y.role != role)
-                    continue;
+        for (const Relative& x : fathers ? a.fatherList() : a.motherList()) {
+            for (const Relative& y : fathers ? b.fatherList() : b.motherList()) {
                 any = true;
                 same = same || x.person == y.person;
-                const Likeness l = likeness(x, y, role == 'F', a.surname, b.surname);
+                const Likeness l = likeness(x, y, fathers, a.surname, b.surname);
                 someAlike = someAlike || l == Likeness::alike;
                 someUnknown = someUnknown || l == Likeness::unknown;
             }
@@ -614,10 +614,13 @@ void compareParents(const Candidate& a, const Candidate& b, Tally& tally)
         tally.fact(weight::sameFamily, "Parents in common");
     } else if (inCommon == 1) {
         tally.fact(weight::parentInCommon, "A parent in common");
+        tally.lift = std::max(tally.lift, weight::sameFamily - weight::parentInCommon);
     } else if (alike >= 2) {
         tally.fact(weight::parentsAlike, "Parents with the same names");
+        tally.lift = std::max(tally.lift, weight::sameFamily - weight::parentsAlike);
     } else if (alike == 1) {
         tally.fact(weight::parentAlike, "A parent with the same name");
+        tally.lift = std::max(tally.lift, weight::sameFamily - weight::parentAlike);
     }
 }
 
@@ -659,7 +662,9 @@ void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& 
         tally.fact(weight::spousesPaired, "Spouses likely one person too");
     else if (alike)
         tally.fact(weight::spouseAlike, "Spouse with the same name");
-    else if (!unknown)
+    if (!paired && (alike || unknown))
+        tally.lift = std::max(tally.lift, weight::spousesPaired - (alike ? weight::spouseAlike : 0.0));
+    if (!paired && !alike && !unknown)
         tally.fact(weight::spousesDifferent,
                    "Different spouses: " + namesOf(a.spouses) + " / " + namesOf(b.spouses));
 }
@@ -721,6 +726,13 @@ void compareMarks(const Candidate& a, const Candidate& b, Tally& tally)
             tally.fact(weight::nicknameDifferent, "Different nicknames (" + capitalised(a.nickname) + " / " +
                                                       capitalised(b.nickname) + ")");
     }
+}
+
+/// The birthplace as written, for a reason.
+std::string birthPlaceOf(const Candidate& candidate)
+{
+    const EventFact* birth = LifeFacts(*candidate.person).birth;
+    return std::string(trimmed(birth ? birth->place().value_or(std::string_view()) : std::string_view()));
 }
 
 /// Whether two places agree: the same parts, or the same first part (the one may add the county).
@@ -852,9 +864,8 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         if (placesAgree(*a.birthPlace, *b.birthPlace))
             tally.fact(weight::birthplaceSame, "Same birthplace");
         else
-            tally.fact(weight::birthplaceDifferent, "Different birthplaces (" +
-                                                        std::string(a.birthPlaceAsWritten) + " / " +
-                                                        std::string(b.birthPlaceAsWritten) + ")");
+            tally.fact(weight::birthplaceDifferent,
+                       "Different birthplaces (" + birthPlaceOf(a) + " / " + birthPlaceOf(b) + ")");
     }
     if (context.parentsPaired && !sameFamily)
         tally.fact(weight::sameFamily, "Parents likely the same people too");
@@ -876,6 +887,7 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     result.match.score = detail::roundScore(probability(tally.weight));
     result.weight = tally.weight;
     result.against = tally.weighsAgainst;
+    result.lift = tally.lift;
     if (reasons) {
         result.match.reasons = std::move(reasons->forPair);
         result.match.against = std::move(reasons->against);
@@ -998,13 +1010,7 @@ void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, st
     const detail::Comparison quick = evaluate(a, b, similarity, nullptr, {false, false, false, linked});
     if (quick.verdict != detail::Verdict::match)
         return;
-    // What pairs of spouses or of parents can still add: a spouse's name alike gives way to a pair
-    // of spouses, a parent's name alike to a pair of parents.
-    const bool married = !a.spouses.empty() && !b.spouses.empty();
-    const bool parented = !a.parents.empty() && !b.parents.empty();
-    const double lift = std::max(married ? weight::spousesPaired - weight::spousesDifferent : 0.0,
-                                 parented ? weight::sameFamily - weight::parentAlike : 0.0);
-    if (quick.match.score < threshold && quick.weight + lift < thresholdWeight(threshold))
+    if (quick.match.score < threshold && quick.weight + quick.lift < thresholdWeight(threshold))
         return;
     findRelatives();
     if (std::binary_search(a.relatives.begin(), a.relatives.end(), b.person->xref) ||
@@ -1033,11 +1039,11 @@ void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& cand
     for (std::size_t i = 0; i < scored.size(); ++i)
         byPeople.emplace(key(candidates[scored[i].first].order, candidates[scored[i].second].order), i);
     constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
-    // The pair that the spouses, or the parents of one role, of both make; none when they make none.
+    // The pair that the spouses, fathers or mothers of both make; none when they make none.
     auto pairOf = [&](std::span<const Relative> x, std::span<const Relative> y) {
         for (const Relative& one : x) {
             for (const Relative& other : y) {
-                if (one.person == other.person || one.role != other.role)
+                if (one.person == other.person)
                     continue;
                 const auto at = byPeople.find(key(static_cast<std::size_t>(one.person - people),
                                                   static_cast<std::size_t>(other.person - people)));
@@ -1053,7 +1059,9 @@ void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& cand
         const Candidate& a = candidates[scored[i].first];
         const Candidate& b = candidates[scored[i].second];
         spouses[i] = pairOf(a.spouses, b.spouses);
-        parents[i] = pairOf(a.parents, b.parents);
+        parents[i] = pairOf(a.fatherList(), b.fatherList());
+        if (parents[i] == none)
+            parents[i] = pairOf(a.motherList(), b.motherList());
         if (spouses[i] != none)
             lifted[i] = evaluate(a, b, scored[i].similarity, nullptr, {false, true, false, scored[i].linked})
                             .match.score;
@@ -1159,7 +1167,7 @@ struct Slice
     Pool<Relative> relatives;
     /// Lists being gathered for one candidate, kept to save allocations.
     std::array<std::vector<std::string_view>, 4> scratch;
-    std::array<std::vector<Relative>, 3> people;
+    std::array<std::vector<Relative>, 4> people;
     Pool<DatedFact> dates;
     std::vector<DatedFact> marriages;
 
@@ -1448,10 +1456,9 @@ char sexOf(const Person& person)
 struct Candidates::Storage
 {
     std::vector<Slice> slices; ///< one for each thread
-    /// Every person's normalised first name: the given names, a blank, the surname.
-    std::vector<std::string_view> names;
-    std::vector<std::uint32_t> givenLengths; ///< of each of `names`
-    std::vector<std::int32_t> byPerson;      ///< a person's candidate, or −1
+    /// Every person's first name as read; empty for a placeholder or a person without a name.
+    std::vector<NameEntry> names;
+    std::vector<std::int32_t> byPerson; ///< a person's candidate, or −1
 };
 
 namespace {
@@ -1472,19 +1479,19 @@ std::pair<std::size_t, std::size_t> sliceOf(std::size_t size, unsigned part, uns
 struct Light
 {
     const Person* person = nullptr;
-    std::string_view name; ///< normalised given names, a blank, the surname
-    std::uint32_t givenLength = 0;
-    std::uint32_t code = 0;                ///< the surname code packed into one number
-    std::uint32_t numbers = 0;             ///< `numbersKey` of the given names
+    std::string_view name;                 ///< normalised given names, a blank, the surname
     std::span<const std::uint32_t> sounds; ///< Daitch–Mokotoff codes of the surname
-    std::uint32_t nickname = 0;            ///< `nicknameKey` of the nickname
+    const EventFact* birth = nullptr;
+    const EventFact* death = nullptr;
+    std::uint32_t givenLength = 0;
+    std::uint32_t code = 0;     ///< the surname code packed into one number
+    std::uint32_t numbers = 0;  ///< `numbersKey` of the given names
+    std::uint32_t nickname = 0; ///< `nicknameKey` of the nickname
     char sex = 0;
     bool otherScript = false;
     bool surnameFromGiven = false; ///< the reading of a name without surname that takes its last word
     std::uint8_t ordinal = 0;
     std::uint8_t generation = 0;
-    const EventFact* birth = nullptr;
-    const EventFact* death = nullptr;
 
     [[nodiscard]] std::string_view given() const { return name.substr(0, givenLength); }
     [[nodiscard]] std::string_view surname() const
@@ -1507,7 +1514,6 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
     const std::size_t people = index.people.size();
     storage.slices.resize(parts);
     storage.names.assign(people, {});
-    storage.givenLengths.assign(people, 0);
     // Each slice writes its candidates from the slice's first position on; the gaps left by
     // people without a given name are closed afterwards.
     std::vector<Light> list(people);
@@ -1548,8 +1554,7 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             if (!surname.empty())
                 appendWord(name, surname);
             const std::string_view text = slice.text(name);
-            storage.names[p] = text;
-            storage.givenLengths[p] = givenLength;
+            storage.names[p] = {text.data(), static_cast<std::uint32_t>(text.size()), givenLength};
             if (givenLength == 0)
                 continue;
             Light& light = list[at++];
@@ -1695,33 +1700,31 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
     candidate.birth = datedFact(light.birth);
     candidate.death = datedFact(light.death);
     if (light.birth) {
-        if (const auto place = light.birth->place()) {
+        if (const auto place = light.birth->place())
             candidate.birthPlace = slice.place(*place);
-            candidate.birthPlaceAsWritten = trimmed(*place);
-        }
     }
 
     std::vector<std::string_view>& famc = slice.scratch[0];
     std::vector<Relative>& parents = slice.people[0];
     std::vector<Relative>& spouses = slice.people[1];
     std::vector<Relative>& children = slice.people[2];
+    std::vector<Relative>& mothers = slice.people[3];
+    mothers.clear();
     famc.clear();
     children.clear();
     parents.clear();
     spouses.clear();
-    auto add = [&](std::string_view xref, char role, std::vector<Relative>& into) {
-        if (const Person* other = index.person(xref)) {
-            const auto at = static_cast<std::size_t>(other - index.people.data());
-            into.push_back({other, storage.names[at], storage.givenLengths[at], role});
-        }
+    auto add = [&](std::string_view xref, std::vector<Relative>& into) {
+        if (const Person* other = index.person(xref))
+            into.push_back({other, &storage.names[static_cast<std::size_t>(other - index.people.data())]});
     };
     for (const FamilyLink& link : person.famc) {
         famc.push_back(link.family);
         if (const Family* family = index.family(link.family)) {
             if (family->husband && *family->husband != person.xref)
-                add(*family->husband, 'F', parents);
+                add(*family->husband, parents);
             if (family->wife && *family->wife != person.xref)
-                add(*family->wife, 'M', parents);
+                add(*family->wife, mothers);
         }
     }
     std::vector<DatedFact>& marriages = slice.marriages;
@@ -1730,7 +1733,7 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
         if (const Family* family = index.family(link.family)) {
             for (const auto& spouse : {family->husband, family->wife}) {
                 if (spouse && *spouse != person.xref)
-                    add(*spouse, 0, spouses);
+                    add(*spouse, spouses);
             }
             for (const EventFact& event : family->events) {
                 if (event.tag() == "MARR") {
@@ -1742,7 +1745,7 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
             }
             for (const std::string_view child : family->children) {
                 if (child != person.xref)
-                    add(child, 0, children);
+                    add(child, children);
             }
         }
     }
@@ -1754,6 +1757,9 @@ void complete(const TreeIndex& index, const Candidates::Storage& storage, Slice&
                    children.end());
     candidate.children = slice.relatives.add(children);
     candidate.marriages = slice.dates.add(marriages);
+    candidate.fathers = static_cast<std::uint8_t>(std::min<std::size_t>(parents.size(), 255));
+    parents.resize(candidate.fathers);
+    parents.insert(parents.end(), mothers.begin(), mothers.end());
     candidate.parents = slice.relatives.add(parents);
     candidate.spouses = slice.relatives.add(spouses);
     if (withRelatives)
@@ -1880,8 +1886,8 @@ constexpr std::size_t crowdLeaders = 4;
 class BlockScanner
 {
 public:
-    BlockScanner(const TreeIndex& index, const std::vector<std::string_view>& names,
-                 const std::vector<Light>& list, const Words& words, std::vector<std::int32_t>& needed)
+    BlockScanner(const TreeIndex& index, const std::vector<NameEntry>& names, const std::vector<Light>& list,
+                 const Words& words, std::vector<std::int32_t>& needed)
         : m_index(index), m_names(names), m_list(list), m_words(words), m_needed(needed), m_cache(words),
           m_bucketOfWord(words.texts.size(), -1)
     {
@@ -2286,7 +2292,7 @@ private:
         auto name = [&](std::string_view xref, KeyKind kind) {
             if (const Person* other = m_index.person(xref)) {
                 const std::string_view text =
-                    m_names[static_cast<std::size_t>(other - m_index.people.data())];
+                    m_names[static_cast<std::size_t>(other - m_index.people.data())].name();
                 if (!text.empty())
                     keys.push_back(key(kind, text));
             }
@@ -2399,7 +2405,7 @@ private:
     }
 
     const TreeIndex& m_index;
-    const std::vector<std::string_view>& m_names;
+    const std::vector<NameEntry>& m_names;
     const std::vector<Light>& m_list;
     const Words& m_words;
     std::vector<std::int32_t>& m_needed;
@@ -2751,9 +2757,9 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
                 for (const Relative& y : b.spouses)
                     consider(x.person->xref, y.person->xref);
             }
-            for (const Relative& x : a.parents) {
-                for (const Relative& y : b.parents) {
-                    if (x.role == y.role)
+            for (const bool fathers : {true, false}) {
+                for (const Relative& x : fathers ? a.fatherList() : a.motherList()) {
+                    for (const Relative& y : fathers ? b.fatherList() : b.motherList())
                         consider(x.person->xref, y.person->xref);
                 }
             }
@@ -2835,7 +2841,7 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
     const unsigned parts = threadCount(threads);
     Candidates::Storage storage;
     const std::vector<Light> lights = prepare(index, storage, parts);
-    const Blocks blocks = makeBlocks(lights, parts);
+    Blocks blocks = makeBlocks(lights, parts);
 
     // The pairs whose names are alike and whose dates do not rule them out. `slots` marks the
     // people in them with 0, atomically, since a person's Soundex block and the blocks of its
@@ -2857,6 +2863,20 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
         bySound[part] = std::move(scanner.foundBySound);
         pairsScored[part] = scanner.pairsScored;
     });
+    // The blocks are done with: what they hold goes before the candidates are made.
+    if (statistics) {
+        *statistics = {};
+        statistics->candidates = lights.size();
+        statistics->blocks = blocks.ranges.size();
+        for (const Blocks::Range& range : blocks.ranges) {
+            const std::size_t size = range.end - range.begin;
+            statistics->largestBlock = std::max(statistics->largestBlock, size);
+            statistics->pairsInBlocks += size * (size - 1) / 2;
+        }
+        for (const std::size_t scored : pairsScored)
+            statistics->pairsScored += scored;
+    }
+    blocks = {};
     // A pair whose surnames share two sound codes is found in both blocks.
     for (const auto& part : bySound)
         alikeBySound.insert(alikeBySound.end(), part.begin(), part.end());
@@ -2912,18 +2932,6 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsig
                std::pair(candidates[y.first].order, candidates[y.second].order);
     });
     scoreLinked(index, storage, lights, slots, candidates, withRelatives, threshold, all);
-    if (statistics) {
-        *statistics = {};
-        statistics->candidates = lights.size();
-        statistics->blocks = blocks.ranges.size();
-        for (const Blocks::Range& range : blocks.ranges) {
-            const std::size_t size = range.end - range.begin;
-            statistics->largestBlock = std::max(statistics->largestBlock, size);
-            statistics->pairsInBlocks += size * (size - 1) / 2;
-        }
-        for (const std::size_t scored : pairsScored)
-            statistics->pairsScored += scored;
-    }
     return reported(all, candidates, index, threshold);
 }
 

@@ -29,19 +29,31 @@ struct DatedFact
     [[nodiscard]] bool bounded() const { return !std::isnan(low) && !std::isnan(high); }
 };
 
-/// A parent or spouse of a candidate, by record and by name.
+/// A person's first name as the finder reads it.
+struct NameEntry
+{
+    const char* text = nullptr; ///< normalised given names, a blank, the surname; empty for a placeholder
+    std::uint32_t size = 0;
+    std::uint32_t givenLength = 0;
+
+    [[nodiscard]] std::string_view name() const { return {text, size}; }
+    [[nodiscard]] std::string_view given() const { return name().substr(0, givenLength); }
+    [[nodiscard]] std::string_view surname() const
+    {
+        return size > givenLength ? name().substr(givenLength + 1) : std::string_view();
+    }
+};
+
+/// A parent, spouse or child of a candidate, by record and by name. Kept small, as a candidate has
+/// several.
 struct Relative
 {
     const Person* person = nullptr;
-    std::string_view name; ///< normalised given names, a blank, the surname; empty for a placeholder
-    std::uint32_t givenLength = 0;
-    char role = 0; ///< of a parent: 'F' for the family's HUSB, 'M' for its WIFE
+    const NameEntry* entry = nullptr;
 
-    [[nodiscard]] std::string_view given() const { return name.substr(0, givenLength); }
-    [[nodiscard]] std::string_view surname() const
-    {
-        return name.size() > givenLength ? name.substr(givenLength + 1) : std::string_view();
-    }
+    [[nodiscard]] std::string_view name() const { return entry->name(); }
+    [[nodiscard]] std::string_view given() const { return entry->given(); }
+    [[nodiscard]] std::string_view surname() const { return entry->surname(); }
 };
 
 /// One person prepared for comparison. It refers into the index, the document and the
@@ -57,33 +69,37 @@ struct Candidate
     std::string_view surname;
     std::string_view surnameCode;                 ///< Soundex of the surname
     std::span<const std::uint32_t> surnameSounds; ///< Daitch–Mokotoff codes of the surname, as numbers
+    std::string_view nickname; ///< the quoted nickname's words, normalised; empty when none
+    std::string_view title;    ///< the first TITL, trimmed; empty when none
+    std::size_t size = 0;      ///< lines in the record; the larger record is kept
+    std::size_t order = 0;     ///< position among the people in file order
+    /// First BIRT with a date, else CHR, BAPM, BIRT; absent when missing or its date unreadable.
+    std::optional<DatedFact> birth;
+    /// First DEAT with a date, else BURI, DEAT; absent when missing or its date unreadable.
+    std::optional<DatedFact> death;
+    std::span<const std::string_view> famc; ///< families the person is a child in; sorted
+    /// The husbands of those families, then their wives.
+    std::span<const Relative> parents;
+    std::span<const Relative> spouses;
+    std::span<const Relative> children;
+    /// The dated first marriage of each family the person is a spouse in.
+    std::span<const DatedFact> marriages;
+    /// Xrefs of the people who cannot be this person: parents, spouses, children, ancestors up to
+    /// great-great-grandparents and the spouses' parents; sorted.
+    std::span<const std::string_view> relatives;
+    /// The birthplace's parts, normalised, empty ones dropped, joined by ","; absent without one.
+    std::optional<std::string_view> birthPlace;
     bool otherScript = false; ///< the name was written in another script and is compared in Latin letters
     /// The surname is the last given name, as in "Maud Chaworth //": read so to meet the people
     /// whose surname is between slashes.
     bool surnameFromGiven = false;
     std::uint8_t ordinal = 0;    ///< a Roman ordinal or one in figures after the name ("VIII", "2nd")
     std::uint8_t generation = 0; ///< 1 for Jr or the younger, 2 for Sr or the elder
-    std::string_view nickname;   ///< the quoted nickname's words, normalised; empty when none
-    std::string_view title;      ///< the first TITL, trimmed; empty when none
-    std::size_t size = 0;        ///< lines in the record; the larger record is kept
-    std::size_t order = 0;       ///< position among the people in file order
     char sex = 0;                ///< 'M', 'F', or 0 for anything else
-    /// First BIRT with a date, else CHR, BAPM, BIRT; absent when missing or its date unreadable.
-    std::optional<DatedFact> birth;
-    /// First DEAT with a date, else BURI, DEAT; absent when missing or its date unreadable.
-    std::optional<DatedFact> death;
-    std::span<const std::string_view> famc; ///< families the person is a child in; sorted
-    std::span<const Relative> parents;      ///< the husbands and wives of those families
-    std::span<const Relative> spouses;
-    std::span<const Relative> children;
-    std::span<const DatedFact>
-        marriages; ///< the dated first marriage of each family the person is a spouse in
-    /// Xrefs of the people who cannot be this person: parents, spouses, children, ancestors up to
-    /// great-great-grandparents and the spouses' parents; sorted.
-    std::span<const std::string_view> relatives;
-    /// The birthplace's parts, normalised, empty ones dropped, joined by ","; absent without one.
-    std::optional<std::string_view> birthPlace;
-    std::string_view birthPlaceAsWritten;
+    std::uint8_t fathers = 0;    ///< how many of `parents` are husbands
+
+    [[nodiscard]] std::span<const Relative> fatherList() const { return parents.first(fathers); }
+    [[nodiscard]] std::span<const Relative> motherList() const { return parents.subspan(fathers); }
 };
 
 /// The candidates of a tree: every person whose first name has a given part once titles are
@@ -147,6 +163,7 @@ struct Comparison
     DuplicateMatch match; ///< for a match; its score is rounded, the threshold not yet applied
     double weight = 0;    ///< for a match: the sum of the weights, in bits, that the score is made from
     bool against = false; ///< for a match: some evidence weighs against it
+    double lift = 0;      ///< for a match: what pairs of spouses or parents found later could add
 };
 
 /// Scores a pair; the order of the arguments does not matter.
