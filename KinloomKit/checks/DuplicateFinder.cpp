@@ -980,7 +980,6 @@ struct Scored
     std::uint32_t second = 0; ///< slot of the other
     double similarity = 0;    ///< of the given names
     double score = 0;
-    double weight = 0;
     bool spousesPaired = false; ///< a spouse of each is likely one person as well
     bool parentsPaired = false; ///< a parent of each is likely one person as well
     bool linked = false;        ///< met through a shared record or a pair of relatives
@@ -1021,7 +1020,6 @@ void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, st
     pair.second = static_cast<std::uint32_t>(slots.second);
     pair.similarity = similarity;
     pair.score = quick.match.score;
-    pair.weight = quick.weight;
     pair.linked = linked;
     pair.against = quick.against;
     scored.push_back(pair);
@@ -1036,8 +1034,16 @@ void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& cand
     auto key = [](std::size_t x, std::size_t y) {
         return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
     };
-    for (std::size_t i = 0; i < scored.size(); ++i)
-        byPeople.emplace(key(candidates[scored[i].first].order, candidates[scored[i].second].order), i);
+    // Only people who married can be someone's spouse or parent, so only their pairs are looked up.
+    auto married = [&](const Candidate& c) { return !c.spouses.empty() || !c.children.empty(); };
+    for (std::size_t i = 0; i < scored.size(); ++i) {
+        if (married(candidates[scored[i].first]) && married(candidates[scored[i].second]))
+            byPeople.emplace(key(candidates[scored[i].first].order, candidates[scored[i].second].order), i);
+    }
+    if (byPeople.empty()) {
+        std::erase_if(scored, [&](const Scored& pair) { return pair.score < threshold; });
+        return;
+    }
     constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
     // The pair that the spouses, fathers or mothers of both make; none when they make none.
     auto pairOf = [&](std::span<const Relative> x, std::span<const Relative> y) {
