@@ -335,8 +335,8 @@ constexpr double base = -4.0;            ///< two people of alike names are rare
 constexpr double givenSame = 3.0;        ///< the same given names
 constexpr double givenPerLikeness = 2.0; ///< taken off for each unit of similarity below 1
 constexpr double surnameSounds = -0.5;   ///< surnames alike by their sound code only
-constexpr double surnameMissing = -1.5;  ///< a surname on one side only
-constexpr double ordinalSame = 1.0;
+constexpr double surnameMissing = -1.0;  ///< a surname on one side only
+constexpr double ordinalSame = 1.5;
 constexpr double ordinalDifferent = -5.0;
 constexpr double generationDifferent = -4.0;
 constexpr double nicknameSame = 1.0;
@@ -762,6 +762,11 @@ double probability(double bits)
     return 1 / (1 + std::exp2(-bits));
 }
 
+bool sameWordCount(std::string_view a, std::string_view b)
+{
+    return std::count(a.begin(), a.end(), ' ') == std::count(b.begin(), b.end(), ' ');
+}
+
 /// How a pair is compared beyond its two candidates.
 struct Context
 {
@@ -794,9 +799,7 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         return out(Verdict::relatives);
     // Without surnames, a word more on one side may be the surname itself ("James //" and "James
     // Waldegrave //"): the given names must have as many words.
-    if (similarity == 0 ||
-        (a.surname.empty() && b.surname.empty() &&
-         std::count(a.given.begin(), a.given.end(), ' ') != std::count(b.given.begin(), b.given.end(), ' ')))
+    if (similarity == 0 || (a.surname.empty() && b.surname.empty() && !sameWordCount(a.given, b.given)))
         return out(Verdict::givenNames);
     Tally tally;
     if (reasons) {
@@ -806,7 +809,7 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     std::optional<std::uint32_t> sound;
     if (a.surname == b.surname)
         ;
-    else if (context.linked && (a.surname.empty() || b.surname.empty()) && similarity >= 0.85)
+    else if (context.linked && (a.surname.empty() || b.surname.empty()) && sameWordCount(a.given, b.given))
         tally.name(weight::surnameMissing); // a word more on one side may be the surname itself
     else if (!a.surnameCode.empty() && a.surnameCode == b.surnameCode)
         tally.name(weight::surnameSounds); // no code, as of a surname without Latin letters, is no likeness

@@ -100,7 +100,6 @@ const std::set<std::pair<std::string, std::string>> knownMisses = {
     {"@I2450@", "@I684@"},  // only a name in common
     {"@I1524@", "@I2474@"}, // only a name in common
     {"@I469@", "@I970@"},   // an empty record with a name only
-    {"@I1213@", "@I2682@"}, // an abbreviated surname
     {"@I2624@", "@I2682@"}, // an abbreviated surname
     {"@I4810@", "@I5009@"}, // only a name in common, the marriage undated
     {"@I1351@", "@I5159@"}, // a misspelt given name and one parent in common
