@@ -2700,10 +2700,22 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
             return;
         wanted.emplace_back(static_cast<std::size_t>(lx), static_cast<std::size_t>(ly));
     };
+    // Children of one family: each without a surname with the first few with one, so that a
+    // family of thousands of children stays cheap.
+    std::vector<std::string_view> withSurname, withoutSurname;
     for (const Family& family : index.families) {
-        for (std::size_t i = 0; i < family.children.size(); ++i) {
-            for (std::size_t j = i + 1; j < family.children.size(); ++j)
-                consider(family.children[i], family.children[j]);
+        withSurname.clear();
+        withoutSurname.clear();
+        for (const std::string_view child : family.children) {
+            const Person* person = index.person(child);
+            const std::int32_t light = person ? lightOf[static_cast<std::size_t>(person - people)] : -1;
+            if (light >= 0)
+                (lights[static_cast<std::size_t>(light)].surname().empty() ? withoutSurname : withSurname)
+                    .push_back(child);
+        }
+        for (const std::string_view x : withoutSurname) {
+            for (std::size_t j = 0; j < withSurname.size() && j < crowdNeighbours; ++j)
+                consider(x, withSurname[j]);
         }
     }
     for (const Person& person : index.people) {
