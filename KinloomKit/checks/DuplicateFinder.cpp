@@ -2738,36 +2738,47 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
             }
         }
     }
-    // A person without a surname meets the people of one first name with a surname born within
-    // two years ("Rudolf //" and "Rudolph /Austria/", both 1858), the nearest few of them.
-    auto narrowBirth = [](const Light& light) {
-        return light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high) &&
-               light.birth->high - light.birth->low < 1.01;
+    // A person without a surname meets the people of one first name with a surname whose birth and
+    // death say the same: the same day of birth, or the same years of birth and death ("Rudolf //"
+    // and "Rudolph /Austria/", both 1858 to 1889). Anything less would pair every wife known by her
+    // given name alone with every namesake of her years.
+    auto year = [](const EventFact* fact) -> long long {
+        if (!fact || std::isnan(fact->low) || std::isnan(fact->high) || fact->high - fact->low >= 1.01)
+            return std::numeric_limits<long long>::min();
+        return static_cast<long long>(std::floor(fact->low));
+    };
+    auto agree = [&](const Light& x, const Light& y) {
+        const bool days = x.birth->high - x.birth->low < 0.01 && y.birth->high - y.birth->low < 0.01;
+        return days
+                   ? x.birth->low == y.birth->low
+                   : year(x.death) != std::numeric_limits<long long>::min() && year(x.death) == year(y.death);
     };
     // First names are grouped by their Soundex code, which spelling variants share (Rudolf, Rudolph).
     std::unordered_map<std::string, std::vector<std::size_t>> without, with;
+    auto keyOf = [&](const Light& light) {
+        return detail::soundex(firstWord(light.given())) + std::to_string(year(light.birth));
+    };
     for (std::size_t i = 0; i < lights.size(); ++i) {
-        if (!lights[i].surnameFromGiven && lights[i].surname().empty() && narrowBirth(lights[i]))
-            without[detail::soundex(firstWord(lights[i].given()))].push_back(i);
+        if (!lights[i].surnameFromGiven && lights[i].surname().empty() &&
+            year(lights[i].birth) != std::numeric_limits<long long>::min())
+            without[keyOf(lights[i])].push_back(i);
     }
     for (std::size_t i = 0; i < lights.size() && !without.empty(); ++i) {
-        if (lights[i].surnameFromGiven || lights[i].surname().empty() || !narrowBirth(lights[i]))
+        if (lights[i].surnameFromGiven || lights[i].surname().empty() ||
+            year(lights[i].birth) == std::numeric_limits<long long>::min())
             continue;
-        std::string name = detail::soundex(firstWord(lights[i].given()));
-        if (without.contains(name))
-            with[std::move(name)].push_back(i);
+        if (std::string group = keyOf(lights[i]); without.contains(group))
+            with[std::move(group)].push_back(i);
     }
-    for (auto& [name, list] : with) {
-        std::sort(list.begin(), list.end(),
-                  [&](std::size_t x, std::size_t y) { return lights[x].birth->low < lights[y].birth->low; });
-        for (const std::size_t i : without[name]) {
-            const double low = lights[i].birth->low;
-            auto at = std::lower_bound(list.begin(), list.end(), low - 2, [&](std::size_t x, double value) {
-                return lights[x].birth->low < value;
-            });
-            for (std::size_t n = 0;
-                 at != list.end() && lights[*at].birth->low < low + 2 && n < crowdNeighbours; ++at, ++n)
-                consider(lights[i].person->xref, lights[*at].person->xref);
+    for (const auto& [group, list] : with) {
+        for (const std::size_t i : without[group]) {
+            std::size_t met = 0;
+            for (std::size_t j = 0; j < list.size() && met < crowdNeighbours; ++j) {
+                if (agree(lights[i], lights[list[j]])) {
+                    consider(lights[i].person->xref, lights[list[j]].person->xref);
+                    ++met;
+                }
+            }
         }
     }
     auto relativesOfPairs = [&](std::size_t from) {
