@@ -1000,9 +1000,9 @@ double thresholdWeight(double threshold)
 }
 
 /// Scores a pair (`a` first in the file, the two at `slots` of their list) and keeps it when it
-/// reaches the threshold, or when both are married and spouses that are a pair as well could lift
-/// it there; only those pairs need the relatives, which `findRelatives` fills in when the
-/// candidates come without them.
+/// reaches the threshold, or when pairs of spouses or parents found later could lift it there; only
+/// those pairs need the relatives, which `findRelatives` fills in when the candidates come without
+/// them.
 template <class FindRelatives>
 void scorePair(const Candidate& a, const Candidate& b, std::pair<std::size_t, std::size_t> slots,
                double similarity, double threshold, std::vector<Scored>& scored, FindRelatives findRelatives,
