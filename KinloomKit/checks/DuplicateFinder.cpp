@@ -697,11 +697,13 @@ void compareChildren(const Candidate& a, const Candidate& b, Tally& tally)
         tally.fact(weight::childAlike, "A child with the same name (" + alike + ")");
 }
 
-std::string romanNumeral(int number)
+/// An ordinal as a reason writes it: VIII.
+std::string upperRoman(int number)
 {
-    static constexpr std::string_view ones[] = {"", "I", "II", "III", "IV", "V", "VI", "VII", "VIII", "IX"};
-    static constexpr std::string_view tens[] = {"", "X", "XX", "XXX", "XL", "L"};
-    return std::string(tens[number / 10 % 6]) + std::string(ones[number % 10]);
+    std::string text = NameWords::romanNumeral(number);
+    for (char& c : text)
+        c = static_cast<char>(c - 'a' + 'A');
+    return text;
 }
 
 /// Adds what marks two of one name apart: an ordinal, Jr and Sr, a nickname.
@@ -711,8 +713,8 @@ void compareMarks(const Candidate& a, const Candidate& b, Tally& tally)
         if (a.ordinal == b.ordinal)
             tally.name(weight::ordinalSame);
         else
-            tally.fact(weight::ordinalDifferent, "Different ordinals (" + romanNumeral(a.ordinal) + " / " +
-                                                     romanNumeral(b.ordinal) + ")");
+            tally.fact(weight::ordinalDifferent,
+                       "Different ordinals (" + upperRoman(a.ordinal) + " / " + upperRoman(b.ordinal) + ")");
     }
     if (a.generation != 0 && b.generation != 0 && a.generation != b.generation) {
         auto word = [](int generation) { return generation == 1 ? "the younger" : "the elder"; };
@@ -989,6 +991,12 @@ struct Scored
     bool against = false;       ///< some evidence weighs against
 };
 
+/// Two people's positions as one number, whichever comes first.
+std::uint64_t pairKey(std::size_t x, std::size_t y)
+{
+    return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
+}
+
 /// The weight, in bits, at which a pair's score reaches the threshold.
 double thresholdWeight(double threshold)
 {
@@ -1034,9 +1042,7 @@ void pairCouples(std::vector<Scored>& scored, const std::vector<Candidate>& cand
                  double threshold)
 {
     std::unordered_map<std::uint64_t, std::size_t> byPeople;
-    auto key = [](std::size_t x, std::size_t y) {
-        return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
-    };
+    auto key = pairKey;
     // Only people who married can be someone's spouse or parent, so only their pairs are looked up.
     auto married = [&](const Candidate& c) { return !c.spouses.empty() || !c.children.empty(); };
     for (std::size_t i = 0; i < scored.size(); ++i) {
@@ -1262,14 +1268,20 @@ std::optional<DatedFact> datedFact(const EventFact* fact)
 
 /// The numbers of a normalised name as one number, 0 when it has none; equal names give equal
 /// keys, and names with unequal keys differ in a number.
+/// A hash of a text (FNV-1a), never 0, so that 0 can stand for none.
+std::uint32_t textKey(std::string_view text)
+{
+    std::uint32_t key = 2166136261u;
+    for (const char c : text)
+        key = (key ^ static_cast<unsigned char>(c)) * 16777619u;
+    return key == 0 ? 1 : key;
+}
+
 std::uint32_t numbersKey(std::string_view name)
 {
     if (std::none_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
         return 0;
-    std::uint32_t key = 2166136261u; // FNV-1a
-    for (const char c : numbersOf(name))
-        key = (key ^ static_cast<unsigned char>(c)) * 16777619u;
-    return key == 0 ? 1 : key;
+    return textKey(numbersOf(name));
 }
 
 /// What marks one of a name apart from another: an ordinal, Jr or Sr, a nickname.
@@ -1440,17 +1452,6 @@ void readGiven(std::string& given, std::string& surname, bool joined, NameMarks&
         surname = std::move(found);
 }
 
-/// A hash of a nickname's words, 0 for none: what the pair loop compares of it.
-std::uint32_t nicknameKey(std::string_view nickname)
-{
-    if (nickname.empty())
-        return 0;
-    std::uint32_t key = 2166136261u; // FNV-1a
-    for (const char c : nickname)
-        key = (key ^ static_cast<unsigned char>(c)) * 16777619u;
-    return key == 0 ? 1 : key;
-}
-
 char sexOf(const Person& person)
 {
     const std::string_view sex = trimmed(person.sexValue().value_or(std::string_view()));
@@ -1495,7 +1496,7 @@ struct Light
     std::uint32_t givenLength = 0;
     std::uint32_t code = 0;     ///< the surname code packed into one number
     std::uint32_t numbers = 0;  ///< `numbersKey` of the given names
-    std::uint32_t nickname = 0; ///< `nicknameKey` of the nickname
+    std::uint32_t nickname = 0; ///< `textKey` of the nickname; 0 without one
     char sex = 0;
     bool otherScript = false;
     bool surnameFromGiven = false; ///< the reading of a name without surname that takes its last word
@@ -1577,7 +1578,7 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             light.sex = sexOf(person);
             light.ordinal = marks.ordinal;
             light.generation = marks.generation;
-            light.nickname = nicknameKey(marks.nickname);
+            light.nickname = marks.nickname.empty() ? 0 : textKey(marks.nickname);
             const LifeFacts facts(person);
             light.birth = facts.birth;
             light.death = facts.death;
@@ -1587,10 +1588,11 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
                 const std::size_t blank = light.name.rfind(' ');
                 const std::string_view last =
                     blank == std::string_view::npos ? std::string_view() : light.name.substr(blank + 1);
-                if (!last.empty() && numbersKey(last) == 0 && !detail::soundex(last).empty()) {
+                const std::string code = last.empty() ? std::string() : detail::soundex(last);
+                if (!code.empty() && numbersKey(last) == 0) {
                     Light other = light;
                     other.givenLength = static_cast<std::uint32_t>(blank);
-                    other.code = packedCode(detail::soundex(last));
+                    other.code = packedCode(code);
                     other.numbers = numbersKey(other.given());
                     other.sounds = slice.soundsOf(last);
                     other.surnameFromGiven = true;
@@ -2675,9 +2677,7 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
     }
     if (!anyWithout)
         return;
-    auto key = [](std::size_t x, std::size_t y) {
-        return (static_cast<std::uint64_t>(std::min(x, y)) << 32) | std::max(x, y);
-    };
+    auto key = pairKey;
     std::unordered_set<std::uint64_t> seen;
     for (const Scored& pair : all)
         seen.insert(key(candidates[pair.first].order, candidates[pair.second].order));
@@ -2718,22 +2718,16 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
                 consider(x, withSurname[j]);
         }
     }
+    // The husbands and the wives of two families of one spouse, or of one child.
     for (const Person& person : index.people) {
-        for (std::size_t i = 0; i + 1 < person.fams.size(); ++i) {
-            const Family* one = index.family(person.fams[i].family);
-            for (std::size_t j = i + 1; one && j < person.fams.size(); ++j) {
-                if (const Family* other = index.family(person.fams[j].family)) {
-                    consider(one->husband, other->husband);
-                    consider(one->wife, other->wife);
-                }
-            }
-        }
-        for (std::size_t i = 0; i + 1 < person.famc.size(); ++i) {
-            const Family* one = index.family(person.famc[i].family);
-            for (std::size_t j = i + 1; one && j < person.famc.size(); ++j) {
-                if (const Family* other = index.family(person.famc[j].family)) {
-                    consider(one->husband, other->husband);
-                    consider(one->wife, other->wife);
+        for (const std::span<const FamilyLink> links : {person.fams, person.famc}) {
+            for (std::size_t i = 0; i + 1 < links.size(); ++i) {
+                const Family* one = index.family(links[i].family);
+                for (std::size_t j = i + 1; one && j < links.size(); ++j) {
+                    if (const Family* other = index.family(links[j].family)) {
+                        consider(one->husband, other->husband);
+                        consider(one->wife, other->wife);
+                    }
                 }
             }
         }

@@ -302,12 +302,16 @@ int romanOrdinal(std::string_view word, bool letters)
         total += here < next ? -here : here;
     }
     // Only numbers written the usual way: "iiii", "vx" or "il" are no ordinals ("lil" is a name).
-    static constexpr std::string_view ones[] = {"", "i", "ii", "iii", "iv", "v", "vi", "vii", "viii", "ix"};
-    static constexpr std::string_view tens[] = {"", "x", "xx", "xxx", "xl", "l"};
     if (total <= 0 || total >= 60)
         return 0;
-    const std::string written = std::string(tens[total / 10]) + std::string(ones[total % 10]);
-    return written == word ? total : 0;
+    return romanNumeral(total) == word ? total : 0;
+}
+
+std::string romanNumeral(int number)
+{
+    static constexpr std::string_view ones[] = {"", "i", "ii", "iii", "iv", "v", "vi", "vii", "viii", "ix"};
+    static constexpr std::string_view tens[] = {"", "x", "xx", "xxx", "xl", "l"};
+    return std::string(tens[number / 10 % 6]) + std::string(ones[number % 10]);
 }
 
 int generation(std::string_view word)

@@ -42,6 +42,9 @@ namespace kinloom::NameWords {
 /// Single letters are read as numbers only where `letters` allows, as they are mostly initials.
 [[nodiscard]] int romanOrdinal(std::string_view word, bool letters);
 
+/// An ordinal from 1 to 59 in Roman numerals as `words` folds them: "viii".
+[[nodiscard]] std::string romanNumeral(int number);
+
 /// Which of a father and son, or elder and younger, a word of `words` marks: 1 for the younger
 /// (jr, junior, younger), 2 for the elder (sr, senior, elder), 0 for neither.
 [[nodiscard]] int generation(std::string_view word);
