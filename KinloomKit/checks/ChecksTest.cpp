@@ -803,6 +803,18 @@ TEST(ChecksTest, LinksAndRecords)
          "0 HEAD\n1 SUBM @U1@\n0 @U1@ SUBM\n0 @N1@ NOTE x\n0 @R1@ REPO\n0 @X1@ _PLACE\n",
          {{"link-unused-@N1@", "Record not used anywhere", Severity::info},
           {"link-unused-@R1@", "Record not used anywhere", Severity::info}}},
+        {"the header's submitter mended",
+         "0 HEAD\n1 SUBM @U9@\n0 @U1@ SUBM\n",
+         {{"link-missing-11", "Link to a missing record", Severity::error}},
+         {setValue(11, "@U9@", "@U1@")}},
+        {"the header's submitter missing among two",
+         "0 HEAD\n1 SUBM @U9@\n0 @U1@ SUBM\n0 @U2@ SUBM\n",
+         {{"link-missing-11", "Link to a missing record", Severity::error},
+          {"link-unused-@U1@", "Record not used anywhere", Severity::info},
+          {"link-unused-@U2@", "Record not used anywhere", Severity::info}},
+         {removal(11)},
+         true},
+        {"the file's submitter, which the header does not name", "0 HEAD\n0 @U1@ SUBM\n", {}},
         {"a person in no family",
          "0 @I3@ INDI\n",
          {{"link-alone-@I3@", "Not linked to any family", Severity::info}}},
@@ -864,6 +876,21 @@ TEST(ChecksTest, LinkTexts)
                      {{"@F1@ FAM \u00B7 HUSB", std::nullopt, "@I1@"}},
                      false};
     EXPECT_EQ(issues[1], oneWay);
+
+    const Tree header("0 HEAD\n1 SUBM @SUBM@\n0 @SUBM0000@ SUBM\n");
+    Issue mended{"link-missing-2",
+                 IssueCategory::links,
+                 Severity::error,
+                 "Link to a missing record",
+                 "HEAD \u00B7 SUBM: “@SUBM@” names a record the file does not have. The file has one "
+                 "submitter record, @SUBM0000@.",
+                 {}};
+    mended.fix = Fix{"link-missing-2",
+                     "Point it to @SUBM0000@, the file\u2019s only submitter record",
+                     {setValue(2, "@SUBM@", "@SUBM0000@")},
+                     {{"HEAD \u00B7 SUBM", "@SUBM@", "@SUBM0000@"}},
+                     false};
+    EXPECT_EQ(Checks::links(header.index, header.document), std::vector<Issue>{mended});
 }
 
 // The sample tree plants a problem for every finding the checks can make.

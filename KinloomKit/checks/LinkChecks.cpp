@@ -295,6 +295,10 @@ private:
             } else if (const auto xref = record.xref(); xref && isPointer(*xref)) {
                 entry.key = XrefTable::key(*xref);
                 entry.value = XrefTable::none;
+                if (record.tag() == "SUBM") {
+                    ++m_submitters;
+                    m_submitter = *xref;
+                }
             } else {
                 continue;
             }
@@ -323,6 +327,9 @@ private:
                 if (depth == 0) {
                     pointer.person = m_person;
                     pointer.family = m_family;
+                    if (pointer.tag == "SUBM" && !m_headSubmitter &&
+                        m_document.record(m_record).tag() == "HEAD")
+                        m_headSubmitter = node.id();
                 }
                 m_siblings[depth].push_back(pointer);
                 wait(pointer);
@@ -363,6 +370,8 @@ private:
     void resolve(const Pointer& pointer)
     {
         const std::uint32_t found = m_table.find(pointer.key);
+        const bool headSubmitter = m_headSubmitter == pointer.node.id();
+        m_headNamesRecord = m_headNamesRecord || (headSubmitter && found != XrefTable::none);
         if (found == XrefTable::none) {
             const NodeView node = pointer.node;
             const std::string where = context(m_document.record(pointer.record), node.id());
@@ -370,7 +379,16 @@ private:
                 add(pointer, "link-missing-" + std::to_string(node.id()), Severity::error,
                     "Link to a missing record",
                     where + ": " + quoted(pointer.value) + " names a record the file does not have.");
-            if (!node.hasChildren())
+            // The header names the file's submitter: with one submitter record, that is the one meant.
+            if (headSubmitter && m_submitters == 1) {
+                const std::string target(m_submitter);
+                issue.detail += " The file has one submitter record, " + target + ".";
+                issue.fix = Fix{issue.id,
+                                "Point it to " + target + ", the file\u2019s only submitter record",
+                                {Edit{Edit::SetValue{node.id(), std::string(pointer.value), target}}},
+                                {PreviewLine{where, std::string(pointer.value), target}},
+                                false};
+            } else if (!node.hasChildren())
                 issue.fix = Fix{issue.id,
                                 "Remove the broken link",
                                 {Edit{Edit::Remove{node.id()}}},
@@ -640,7 +658,10 @@ private:
                 const std::uint32_t at = m_table.find(XrefTable::key(*xref));
                 if (at != XrefTable::none && at >> positionBits == otherKind) {
                     const Other& other = m_others[at & positionMask];
-                    if (other.record == r && !other.used)
+                    // A lone submitter record is the file's own when the header names no other.
+                    const bool filesSubmitter =
+                        other.tagCode == code("SUBM") && m_submitters == 1 && !m_headNamesRecord;
+                    if (other.record == r && !other.used && !filesSubmitter)
                         issues.push_back({"link-unused-" + std::string(*xref),
                                           IssueCategory::links,
                                           Severity::info,
@@ -687,7 +708,11 @@ private:
     std::vector<std::uint32_t> m_personRecord; ///< each person's place among the records
     std::vector<std::uint32_t> m_familyRecord;
     std::vector<LineFinding> m_found;
-    std::vector<std::uint64_t> m_links; ///< see link()
+    std::vector<std::uint64_t> m_links;          ///< see link()
+    std::size_t m_submitters = 0;                ///< SUBM records
+    std::string_view m_submitter;                ///< the xref of one of them: the only one, when there is one
+    std::optional<std::int64_t> m_headSubmitter; ///< the header's SUBM line
+    bool m_headNamesRecord = false;              ///< that line names a record the file has
 
     // Where the walk is.
     std::uint32_t m_record = 0;
