@@ -55,6 +55,37 @@ std::optional<std::string> standardSex(std::string_view value)
     return std::nullopt;
 }
 
+/// Whether the person died within a year of birth, by every reading of the dates, or is recorded as
+/// stillborn or dead in infancy (a death DATE or AGE "STILLBORN", "INFANT").
+bool diedAnInfant(const Person& person)
+{
+    const LifeFacts facts(person);
+    // Unknown bounds are NaN, which no comparison passes.
+    if (facts.birth && facts.death && facts.death->high - facts.birth->low <= 1.0)
+        return true;
+    for (const EventFact& event : person.events) {
+        if (event.tag() != "DEAT")
+            continue;
+        for (NodeView part : event.node.children()) {
+            if (part.tag() != "DATE" && part.tag() != "AGE")
+                continue;
+            for (const std::string& word : NameWords::words(part.value().value_or(std::string_view()))) {
+                if (word == "stillborn" || word == "stillbirth" || word == "infant" || word == "infancy")
+                    return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// Whether SEX U is the honest value: for a child who died before anyone knew, or one the tree does
+/// not name ("Infant", "LIVING", "?").
+bool unknownIsHonest(const Person& person)
+{
+    return (!person.names.empty() && NameWords::isPlaceholderName(person.names.front().given)) ||
+           diedAnInfant(person);
+}
+
 enum Role : std::uint8_t
 {
     husband = 1,
@@ -366,11 +397,13 @@ std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
                                 review};
             };
             if (value == "U") {
-                const std::uint8_t role = roles[person.xref];
-                Issue& issue = add(person, "miss-sexu-", Severity::info, "Sex recorded as unknown",
-                                   recordLabel(person.record) + " has SEX U." + roleSentence(role));
-                if (const auto sex = sexByRole(role))
-                    setTo(issue, *sex, true);
+                if (!unknownIsHonest(person)) {
+                    const std::uint8_t role = roles[person.xref];
+                    Issue& issue = add(person, "miss-sexu-", Severity::info, "Sex recorded as unknown",
+                                       recordLabel(person.record) + " has SEX U." + roleSentence(role));
+                    if (const auto sex = sexByRole(role))
+                        setTo(issue, *sex, true);
+                }
             } else if (value != "M" && value != "F" && !(index.v7 && value == "X")) {
                 Issue& issue = add(person, "miss-sexform-", Severity::warning, "Sex not in the standard form",
                                    context + ": " + quoted(value) + " is not " +
