@@ -613,7 +613,10 @@ TEST(ChecksTest, MissingDetails)
         std::vector<Edit> edits; // of the first finding's fix
         bool needsReview = false;
         bool v7 = false;
+        const char* others = ""; // records after the family
     };
+    const Expected marname{"miss-marname-@F1@", "Wife recorded under her husband\u2019s surname"};
+    const char* couple = "1 HUSB @I2@\n1 WIFE @I1@\n";
     const std::string named = "1 NAME Ann /Lee/\n";
     const std::vector<Row> rows = {
         {"all there", "1 NAME Ann /Lee/\n1 SEX F\n", "", {}},
@@ -694,6 +697,38 @@ TEST(ChecksTest, MissingDetails)
          true},
         {"one word", "1 NAME Cher\n1 SEX F\n", "", {}},
         {"only the first name counts", "1 NAME /Lee/\n1 NAME Ann Lee\n1 SEX F\n", "", {}},
+        {"a wife under her husband's surname, her parents under others",
+         "1 NAME Ann /Lee/\n1 SEX F\n1 FAMC @F2@\n",
+         couple,
+         {marname},
+         {},
+         false,
+         false,
+         "0 @I3@ INDI\n1 NAME Carl /Berg/\n1 SEX M\n0 @F2@ FAM\n1 HUSB @I3@\n"},
+        {"a wife born with the surname",
+         "1 NAME Ann /Lee/\n1 SEX F\n1 FAMC @F2@\n",
+         couple,
+         {},
+         {},
+         false,
+         false,
+         "0 @I3@ INDI\n1 NAME Eva /Lee/\n1 SEX F\n0 @F2@ FAM\n1 WIFE @I3@\n"},
+        {"the family records the custom",
+         "1 NAME Ann /Lee/\n1 SEX F\n",
+         "1 HUSB @I2@\n1 WIFE @I1@\n1 EVEN\n2 TYPE Same Last Name as Spouse\n",
+         {}},
+        {"she records the custom",
+         "1 NAME Ann /Lee/\n1 SEX F\n1 FACT yes\n2 TYPE Took her husband's surname\n",
+         couple,
+         {}},
+        {"the family records something else",
+         "1 NAME Ann /Lee/\n1 SEX F\n",
+         "1 HUSB @I2@\n1 WIFE @I1@\n1 EVEN\n2 TYPE Same-sex marriage\n",
+         {marname}},
+        {"she records a name like someone else's",
+         "1 NAME Ann /Lee/\n1 SEX F\n1 FACT\n2 TYPE Same name as her grandmother\n",
+         couple,
+         {marname}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.situation);
@@ -701,6 +736,7 @@ TEST(ChecksTest, MissingDetails)
             "0 @I1@ INDI\n" + std::string(row.person) + "0 @I2@ INDI\n1 NAME Bo /Lee/\n1 SEX M\n";
         if (*row.role)
             text += "0 @F1@ FAM\n" + std::string(row.role);
+        text += row.others;
         if (row.v7)
             text += "0 HEAD\n1 GEDC\n2 VERS 7.0\n";
         const Tree tree(text);
@@ -708,7 +744,7 @@ TEST(ChecksTest, MissingDetails)
         EXPECT_EQ(found(issues), row.expected);
         if (issues.empty())
             continue;
-        EXPECT_EQ(issues[0].records, std::vector<std::string>{"@I1@"});
+        EXPECT_EQ(issues[0].records.back(), "@I1@");
         EXPECT_EQ(issues[0].fix.has_value(), !row.edits.empty());
         if (issues[0].fix) {
             EXPECT_EQ(issues[0].fix->id, issues[0].id);

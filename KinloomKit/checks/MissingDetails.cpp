@@ -5,6 +5,8 @@
 #include "document/Text.h"
 
 #include <algorithm>
+#include <initializer_list>
+#include <span>
 #include <unordered_map>
 
 namespace kinloom::Checks {
@@ -284,6 +286,54 @@ const PersonName* firstSurnamed(const Person& person)
     return nullptr;
 }
 
+/// Whether a parent of the person has `surname` in some NAME: a wife born with her husband's
+/// surname carries it from them.
+bool parentCalled(const TreeIndex& index, const Person& child, std::string_view surname)
+{
+    for (const FamilyLink& link : child.famc) {
+        const Family* family = index.family(link.family);
+        if (!family)
+            continue;
+        for (const auto& xref : {family->husband, family->wife}) {
+            const Person* parent = xref ? index.person(*xref) : nullptr;
+            if (parent &&
+                std::any_of(parent->names.begin(), parent->names.end(),
+                            [&](const PersonName& name) { return comparedSurname(name) == surname; }))
+                return true;
+        }
+    }
+    return false;
+}
+
+/// Whether an EVEN or FACT says by its TYPE that husband and wife have one surname by custom:
+/// "Same Last Name as Spouse", "Took her husband's surname". A name and its being the same or
+/// taken must be said, and, on a person, whose it is.
+bool recordsSharedSurname(std::span<const EventFact> events, bool inFamily)
+{
+    const auto among = [](const std::string& word, std::initializer_list<std::string_view> list) {
+        return std::find(list.begin(), list.end(), word) != list.end();
+    };
+    for (const EventFact& event : events) {
+        if (event.tag() != "EVEN" && event.tag() != "FACT")
+            continue;
+        for (NodeView part : event.node.children()) {
+            if (part.tag() != "TYPE")
+                continue;
+            bool name = false, same = false, spouse = inFamily;
+            for (const std::string& word : NameWords::words(part.fullValue())) {
+                name = name || among(word, {"name", "names", "surname", "surnames", "lastname"});
+                same = same || among(word, {"same", "share", "shares", "shared", "take", "takes", "took",
+                                            "taken", "adopted", "assumed"});
+                spouse = spouse || among(word, {"spouse", "spouses", "husband", "husbands", "wife", "wifes",
+                                                "married", "marriage", "partner"});
+            }
+            if (name && same && spouse)
+                return true;
+        }
+    }
+    return false;
+}
+
 /// The couple's notes: a wife under her husband's surname, and roles against the recorded sex.
 void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& issues)
 {
@@ -300,7 +350,8 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
                           std::all_of(wife->names.begin(), wife->names.end(), [&](const PersonName& name) {
                               return !name.surname || comparedSurname(name) == surname;
                           });
-        if (same)
+        if (same && !parentCalled(index, *wife, surname) && !recordsSharedSurname(family.events, true) &&
+            !recordsSharedSurname(husband->events, false) && !recordsSharedSurname(wife->events, false))
             issues.push_back({"miss-marname-" + std::string(family.xref),
                               IssueCategory::missing,
                               Severity::info,
