@@ -1167,39 +1167,63 @@ TEST(ChecksTest, SpousesAndChildrenFarApart)
     EXPECT_EQ(spread[0].records, (std::vector<std::string>{"@F1@", "@B@", "@A@"}));
 }
 
-// A title at the start of the given names moves to the name's prefix.
+// A title at the start of the given names moves to the name's prefix, unless it may be a given name
+// or, before a man's given name, names a wife after her husband.
 TEST(ChecksTest, TitleWrittenInTheName)
 {
     struct Row
     {
         const char* name;
-        const char* without; // nullptr: no finding
+        const char* without; // nullptr: no fix
         const char* title = nullptr;
+        const char* finding = "Title written in the name"; // nullptr: none
+        const char* lines = "";                            // after the NAME's GIVN, in a row with no fix
+        const char* others = "";                           // records after the person
     };
+    const char* named = "Named after her husband";
+    const char* twoPauls =
+        "0 @A@ INDI\n1 NAME Paul /Abt/\n1 SEX M\n0 @B@ INDI\n1 NAME Paul /Beck/\n1 SEX M\n";
     const std::vector<Row> rows = {
         {"Mrs. Mary /Smith/", "Mary /Smith/", "Mrs."},
         {"Rev John  Henry /Doe/", "John  Henry /Doe/", "Rev"},
         {"CAPT. Ezra /Bell/ Jr.", "Ezra /Bell/ Jr.", "CAPT."},
         {"Mrs. /Smith/", "/Smith/", "Mrs."},
         {"Frau Anna /Weiß/", "Anna /Weiß/", "Frau"},
-        {"Drew /Smith/", nullptr},
-        {"Mary Mrs /Smith/", nullptr},
-        {"/Smith/ Mrs", nullptr},
-        {"Dr.Who /Smith/", nullptr},
+        {"Drew /Smith/", nullptr, nullptr, nullptr},
+        {"Mary Mrs /Smith/", nullptr, nullptr, nullptr},
+        {"/Smith/ Mrs", nullptr, nullptr, nullptr},
+        {"Dr.Who /Smith/", nullptr, nullptr, nullptr},
+        {"Lady bird", nullptr, nullptr, nullptr, "2 TYPE aka\n"},
+        {"Dr Feelgood", nullptr, nullptr, nullptr, "2 TYPE Nickname\n"},
+        {"Colonel Gallington /Willis/", nullptr},
+        {"Col. Gallington /Willis/", "Gallington /Willis/", "Col."},
+        {"Mrs. Adalbertus /Osika/", nullptr, nullptr, named, "1 FAMS @F1@\n",
+         "0 @H@ INDI\n1 NAME Adalbertus /Osika/\n0 @F1@ FAM\n1 HUSB @H@\n1 WIFE @P@\n"},
+        {"Pani Paul /Stowik/", nullptr, nullptr, named, "", twoPauls},
+        {"Mrs. Paul /Stowik/", "Paul /Stowik/", "Mrs.", "Title written in the name", "",
+         "0 @A@ INDI\n1 NAME Paul /Abt/\n1 SEX M\n0 @B@ INDI\n1 NAME Paul /Beck/\n1 SEX F\n"},
+        {"Mrs. Jean /Dupont/", "Jean /Dupont/", "Mrs.", "Title written in the name", "",
+         "0 @A@ INDI\n1 NAME Jean /Martin/\n1 SEX M\n"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const Tree tree(std::string("0 @P@ INDI\n1 NAME ") + row.name + "\n2 GIVN x\n1 SEX F\n");
+        const std::string person = std::string("0 @P@ INDI\n1 NAME ") + row.name + "\n2 GIVN x\n" + row.lines;
+        const Tree tree(person + "1 SEX F\n" + row.others);
         std::vector<Issue> titles;
         for (Issue& issue : Checks::missing(tree.index, tree.document)) {
-            if (issue.id.starts_with("miss-title-"))
+            if (issue.id.starts_with("miss-title-") || issue.id.starts_with("miss-husbandname-"))
                 titles.push_back(std::move(issue));
         }
-        if (!row.without) {
+        if (!row.finding) {
             EXPECT_TRUE(titles.empty());
             continue;
         }
         ASSERT_EQ(titles.size(), 1u);
+        EXPECT_EQ(titles[0].title, row.finding);
+        if (!row.without) {
+            EXPECT_FALSE(titles[0].fix);
+            continue;
+        }
         const std::string label = recordLabel(tree.document.record(0));
         const Fix expected{
             "miss-title-@P@",
@@ -1212,7 +1236,7 @@ TEST(ChecksTest, TitleWrittenInTheName)
         const ApplyResult applied = FixApplier::apply({expected}, tree.document, 1);
         EXPECT_EQ(GedcomWriter::render(applied.document), "0 @P@ INDI\n1 NAME " + std::string(row.without) +
                                                               "\n2 GIVN x\n2 NPFX " + row.title +
-                                                              "\n1 SEX F\n");
+                                                              "\n1 SEX F\n" + row.others);
     }
 }
 

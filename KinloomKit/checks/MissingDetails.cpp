@@ -148,8 +148,14 @@ void surnameNotMarked(const Person& person, std::vector<Issue>& issues)
                     true};
 }
 
-/// The title a given name begins with ("Mrs.", "Rev"), as written; empty when it begins with none.
-std::string_view leadingTitle(std::string_view given)
+/// A title at the start of a given name, as written ("Mrs.") and as compared ("mrs").
+struct LeadingTitle
+{
+    std::string_view written;
+    std::string word;
+};
+
+std::optional<LeadingTitle> leadingTitle(std::string_view given)
 {
     const std::string_view token = given.substr(0, std::min(given.find_first_of(" \t"), given.size()));
     std::string_view bare = token;
@@ -157,7 +163,7 @@ std::string_view leadingTitle(std::string_view given)
         bare.remove_suffix(1);
     // Titles are short words of letters; most given names fail here without folding.
     if (bare.empty() || bare.size() > 10)
-        return {};
+        return std::nullopt;
     std::string lower;
     for (const char c : bare) {
         if (c >= 'A' && c <= 'Z')
@@ -165,19 +171,103 @@ std::string_view leadingTitle(std::string_view given)
         else if (c >= 'a' && c <= 'z')
             lower += c;
         else if (static_cast<unsigned char>(c) < 0x80)
-            return {};
+            return std::nullopt;
         else {
-            const std::vector<std::string> folded = NameWords::words(bare);
+            std::vector<std::string> folded = NameWords::words(bare);
             if (folded.size() != 1)
-                return {};
-            lower = folded.front();
+                return std::nullopt;
+            lower = std::move(folded.front());
             break;
         }
     }
-    return NameWords::isTitle(lower) ? token : std::string_view();
+    if (!NameWords::isTitle(lower))
+        return std::nullopt;
+    return LeadingTitle{token, std::move(lower)};
 }
 
-/// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX).
+/// The first word of a given name as compared: "adalbertus" for "Adalbertus Jan".
+std::string firstWord(std::string_view given)
+{
+    const std::vector<std::string> folded =
+        NameWords::words(given.substr(0, std::min(given.find_first_of(" \t"), given.size())));
+    return folded.empty() ? std::string() : folded.front();
+}
+
+/// What follows a married woman's title in a given name ("Adalbertus" in "Mrs. Adalbertus"), as
+/// written; empty when nothing does or the title is another.
+std::string_view afterWifeTitle(std::string_view given, const LeadingTitle& title)
+{
+    return NameWords::isWifeTitle(title.word) ? Text::trimmed(given.substr(title.written.size()))
+                                              : std::string_view();
+}
+
+/// How many men and women of the tree have a given name as the first of their first NAME.
+struct Bearers
+{
+    int men = 0;
+    int women = 0;
+};
+
+/// The given names that follow a married woman's title anywhere in the tree ("Mrs. Adalbertus"),
+/// with their bearers. Empty in most trees, which then are not counted at all.
+std::unordered_map<std::string, Bearers> givenNamesAfterWifeTitles(const TreeIndex& index)
+{
+    std::unordered_map<std::string, Bearers> found;
+    for (const Person& person : index.people) {
+        for (const PersonName& name : person.names) {
+            if (const auto title = leadingTitle(name.given)) {
+                if (std::string word = firstWord(afterWifeTitle(name.given, *title)); !word.empty())
+                    found.try_emplace(std::move(word));
+            }
+        }
+    }
+    if (found.empty())
+        return found;
+    for (const Person& person : index.people) {
+        if (person.names.empty())
+            continue;
+        const auto at = found.find(firstWord(person.names.front().given));
+        if (at == found.end())
+            continue;
+        const auto sex = person.sex();
+        if (sex == "M")
+            ++at->second.men;
+        else if (sex == "F")
+            ++at->second.women;
+    }
+    return found;
+}
+
+/// Whether a husband of the person has `word` as the first of his given names.
+bool husbandCalled(const TreeIndex& index, const Person& wife, std::string_view word)
+{
+    for (const FamilyLink& link : wife.fams) {
+        const Family* family = index.family(link.family);
+        const Person* husband = family && family->husband ? index.person(*family->husband) : nullptr;
+        if (husband && husband != &wife &&
+            std::any_of(husband->names.begin(), husband->names.end(),
+                        [&](const PersonName& name) { return firstWord(name.given) == word; }))
+            return true;
+    }
+    return false;
+}
+
+/// Whether a NAME's TYPE makes it a name the person was also known by, which is no place for
+/// a prefix: aka, "also known as", a nickname.
+bool isAlsoKnownAs(NodeView name)
+{
+    for (NodeView part : name.children()) {
+        if (part.tag() != "TYPE")
+            continue;
+        std::string joined;
+        for (const std::string& word : NameWords::words(part.fullValue()))
+            joined += word;
+        return joined == "aka" || joined == "alsoknownas" || joined == "alias" || joined == "nickname" ||
+               joined == "nick";
+    }
+    return false;
+}
+
 /// The text with `title` and the blanks after it taken out, or none when it does not hold it.
 std::optional<std::string> withoutTitle(const std::string& text, std::string_view title)
 {
@@ -190,13 +280,49 @@ std::optional<std::string> withoutTitle(const std::string& text, std::string_vie
     return without;
 }
 
-/// A NAME whose given part begins with a title: the title moves to the name's prefix (NPFX), and
-/// leaves the given-name part (GIVN) too when that begins with it.
-void titleInName(const Person& person, std::vector<Issue>& issues)
+/// The fix that moves a title to the name's prefix (NPFX), taking it from the given-name part
+/// (GIVN) too when that begins with it.
+Fix titleToPrefix(const Person& person, NodeView line, std::string_view title, const std::string& value,
+                  const std::string& without, const std::string& context)
+{
+    const std::string id = "miss-title-" + std::string(person.xref);
+    Fix fix{id,
+            "Write as " + quoted(without) + " with the prefix " + quoted(title),
+            {Edit{Edit::SetValue{line.id(), value, without}}},
+            {PreviewLine{context, value, without}},
+            true};
+    for (NodeView part : line.children()) {
+        if (part.tag() != "GIVN")
+            continue;
+        const std::string given = part.fullValue();
+        const auto leading = leadingTitle(Text::trimmed(given));
+        if (!leading || leading->written != title)
+            continue;
+        const std::optional<std::string> rest = withoutTitle(given, title);
+        if (!rest)
+            continue;
+        if (Text::trimmed(*rest).empty())
+            fix.edits.emplace_back(Edit::Remove{part.id()});
+        else
+            fix.edits.emplace_back(Edit::SetValue{part.id(), given, *rest});
+        fix.preview.push_back(
+            {context + " GIVN", given, Text::trimmed(*rest).empty() ? std::nullopt : std::optional(*rest)});
+    }
+    fix.edits.emplace_back(
+        Edit::Add{std::string(person.xref), line.id(), "NPFX", std::string(title), std::nullopt});
+    fix.preview.push_back({context + " NPFX", std::nullopt, std::string(title)});
+    return fix;
+}
+
+/// A NAME whose given part begins with a title. The title moves to the name's prefix (NPFX),
+/// unless it may be a given name ("Colonel"), or it is a married woman's before a man's given name
+/// ("Mrs. Adalbertus"), which names her after her husband.
+void titleInName(const TreeIndex& index, const Person& person,
+                 const std::unordered_map<std::string, Bearers>& bearers, std::vector<Issue>& issues)
 {
     for (const PersonName& name : person.names) {
-        const std::string_view title = leadingTitle(name.given);
-        if (title.empty())
+        const auto title = leadingTitle(name.given);
+        if (!title)
             continue;
         std::optional<NodeView> line;
         for (NodeView child : person.record.children()) {
@@ -205,48 +331,52 @@ void titleInName(const Person& person, std::vector<Issue>& issues)
         }
         if (!line)
             return;
+        if (isAlsoKnownAs(*line))
+            continue;
         const std::string value = line->fullValue();
-        const std::optional<std::string> without = withoutTitle(value, title);
+        const std::optional<std::string> without = withoutTitle(value, title->written);
         if (!without)
             return;
 
         const std::string label = recordLabel(person.record);
         const std::string context = label + " \u00B7 NAME";
-        const std::string id = "miss-title-" + std::string(person.xref);
-        Fix fix{id,
-                "Write as " + quoted(*without) + " with the prefix " + quoted(title),
-                {Edit{Edit::SetValue{name.nodeID, value, *without}}},
-                {PreviewLine{context, value, *without}},
-                true};
-        for (NodeView part : line->children()) {
-            if (part.tag() != "GIVN")
-                continue;
-            const std::string given = part.fullValue();
-            if (leadingTitle(Text::trimmed(given)) != title)
-                continue;
-            const std::optional<std::string> rest = withoutTitle(given, title);
-            if (!rest)
-                continue;
-            if (Text::trimmed(*rest).empty())
-                fix.edits.emplace_back(Edit::Remove{part.id()});
-            else
-                fix.edits.emplace_back(Edit::SetValue{part.id(), given, *rest});
-            fix.preview.push_back({context + " GIVN", given,
-                                   Text::trimmed(*rest).empty() ? std::nullopt : std::optional(*rest)});
+        const std::vector<std::string> records{std::string(person.xref)};
+        // A man's given name is one her husband bears, or one that men of the tree bear and no
+        // woman does; when the tree does not tell, the title is taken as a title.
+        const std::string_view after = afterWifeTitle(name.given, *title);
+        if (const std::string word = firstWord(after); !word.empty()) {
+            const bool husbands = husbandCalled(index, person, word);
+            const auto found = bearers.find(word);
+            if (husbands || (found != bearers.end() && found->second.men >= 2 && found->second.women == 0)) {
+                const std::string_view given =
+                    after.substr(0, std::min(after.find_first_of(" \t"), after.size()));
+                issues.push_back({"miss-husbandname-" + std::string(person.xref), IssueCategory::missing,
+                                  Severity::info, "Named after her husband",
+                                  context + ": " + quoted(value) + " names her after her husband: " +
+                                      quoted(given) + " is a man\u2019s given name" +
+                                      (husbands ? ", her husband\u2019s." : " in this tree.") +
+                                      " Her own given name is not written in this NAME.",
+                                  records});
+                return;
+            }
         }
-        fix.edits.emplace_back(
-            Edit::Add{std::string(person.xref), name.nodeID, "NPFX", std::string(title), std::nullopt});
-        fix.preview.push_back({context + " NPFX", std::nullopt, std::string(title)});
-
-        Issue& issue = issues.emplace_back(Issue{id,
-                                                 IssueCategory::missing,
-                                                 Severity::info,
-                                                 "Title written in the name",
-                                                 context + ": " + quoted(value) + " begins with the title " +
-                                                     quoted(title) +
-                                                     ", which GEDCOM keeps apart as the name prefix (NPFX).",
-                                                 {std::string(person.xref)}});
-        issue.fix = std::move(fix);
+        if (!title->written.ends_with('.') && NameWords::isAlsoGivenName(title->word)) {
+            issues.push_back({"miss-title-" + std::string(person.xref), IssueCategory::missing,
+                              Severity::info, "Title written in the name",
+                              context + ": " + quoted(value) + " begins with " + quoted(title->written) +
+                                  ", a title that was also given as a first name. If it is a title here, "
+                                  "GEDCOM keeps it apart as the name prefix (NPFX); if it is a given name, "
+                                  "nothing needs to change.",
+                              records});
+            return;
+        }
+        Issue& issue = issues.emplace_back(
+            Issue{"miss-title-" + std::string(person.xref), IssueCategory::missing, Severity::info,
+                  "Title written in the name",
+                  context + ": " + quoted(value) + " begins with the title " + quoted(title->written) +
+                      ", which GEDCOM keeps apart as the name prefix (NPFX).",
+                  records});
+        issue.fix = titleToPrefix(person, *line, title->written, value, *without, context);
         return;
     }
 }
@@ -407,6 +537,7 @@ std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
         }
     }
 
+    const std::unordered_map<std::string, Bearers> bearers = givenNamesAfterWifeTitles(index);
     std::vector<Issue> issues;
     auto add = [&](const Person& person, const char* prefix, Severity severity, std::string title,
                    std::string detail) -> Issue& {
@@ -466,7 +597,7 @@ std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument&)
 
         if (!person.names.empty() && person.names.front().value.find('/') == std::string_view::npos)
             surnameNotMarked(person, issues);
-        titleInName(person, issues);
+        titleInName(index, person, bearers, issues);
     }
     for (const Family& family : index.families)
         couple(index, family, issues);

@@ -48,13 +48,31 @@ private:
 const Table& titles()
 {
     static const Table table{
-        "mr",     "mrs",     "mister", "miss",     "ms",   "mx",    "master",   "dr",
-        "doctor", "rev",     "revd",   "reverend", "sir",  "dame",  "lady",     "lord",
-        "capt",   "captain", "col",    "colonel",  "lt",   "lieut", "maj",      "major",
-        "gen",    "general", "sgt",    "cpl",      "pvt",  "prof",  "hon",      "rt",
-        "herr",   "frau",    "frl",    "fraulein", "mme",  "mlle",  "monsieur", "madame",
-        "dhr",    "mevr",    "mej",    "sra",      "srta", "senor", "senora",   "senorita",
+        "mr",    "mrs",     "mister",   "miss",   "ms",      "mx",      "master", "dr",      "doctor",
+        "rev",   "revd",    "reverend", "sir",    "dame",    "lady",    "lord",   "capt",    "captain",
+        "col",   "colonel", "lt",       "lieut",  "maj",     "major",   "gen",    "general", "sgt",
+        "cpl",   "pvt",     "prof",     "hon",    "rt",      "herr",    "frau",   "frl",     "fraulein",
+        "mme",   "mlle",    "monsieur", "madame", "dhr",     "mevr",    "mej",    "sra",     "srta",
+        "senor", "senora",  "senorita", "pani",   "mevrouw", "signora",
     };
+    return table;
+}
+
+// Titles of a married woman, which registers and trees also write before her husband's names ("Mrs.
+// John Smith", "Mme Jean Dupont").
+const Table& wifeTitles()
+{
+    static const Table table{
+        "mrs", "mme", "madame", "frau", "pani", "mevr", "mevrouw", "sra", "senora", "signora",
+    };
+    return table;
+}
+
+// Titles that were also given as first names, mostly in nineteenth-century America ("Colonel
+// Gallington Willis", "Lady Bird"); written out in full, as a name is.
+const Table& titlesGivenAsNames()
+{
+    static const Table table{"colonel", "general", "major", "captain", "doctor", "lady"};
     return table;
 }
 
@@ -211,6 +229,16 @@ std::vector<std::string> words(std::string_view text)
 bool isTitle(std::string_view word)
 {
     return titles().contains(word);
+}
+
+bool isWifeTitle(std::string_view word)
+{
+    return wifeTitles().contains(word);
+}
+
+bool isAlsoGivenName(std::string_view title)
+{
+    return titlesGivenAsNames().contains(title);
 }
 
 bool isPlaceholder(std::string_view word)

@@ -20,6 +20,14 @@ namespace kinloom::NameWords {
 /// Whether a word of `words` is a title written before a name (mr, mrs, dr, rev, capt, …).
 [[nodiscard]] bool isTitle(std::string_view word);
 
+/// Whether a title of `isTitle` names a married woman (mrs, mme, frau, pani, …), so that the names
+/// after it may be her husband's.
+[[nodiscard]] bool isWifeTitle(std::string_view word);
+
+/// Whether a title of `isTitle`, written out in full, was also given as a first name (colonel,
+/// general, major, lady, …).
+[[nodiscard]] bool isAlsoGivenName(std::string_view title);
+
 /// Whether a word of `words` stands for a name hidden or not known (living, private, unknown, nn,
 /// son, dau, child, infant, stillborn, unnamed, …).
 [[nodiscard]] bool isPlaceholder(std::string_view word);
