@@ -898,7 +898,7 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
                               "Husband recorded as female",
                               "Date not in the standard form",
                               "Date reads two ways",
-                              "Not a date Kinloom can read",
+                              "Text where a date belongs",
                               "Place spelled 3 ways",
                               "Extra spaces in a place name",
                               "Name not recorded",
