@@ -249,7 +249,9 @@ TEST(ScannerTest, UnreadableDates)
     const GedcomDocument phrased = GedcomReader::read(
         "0 HEAD\n1 GEDC\n2 VERS 7.0\n0 @I1@ INDI\n1 BIRT\n2 DATE 1908 ?\n3 PHRASE about 1908\n");
     const ScanResult phrasedResult = Scanner::scan(phrased);
-    EXPECT_EQ(findIssue(phrasedResult, "date-6")->fix, std::nullopt);
+    const Issue* kept = findIssue(phrasedResult, "date-6");
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(kept->fix, std::nullopt);
 }
 
 // A date continued on CONC or CONT lines is fixed whole: the fix compares the full value and
