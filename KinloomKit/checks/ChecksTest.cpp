@@ -338,6 +338,7 @@ TEST(ChecksTest, ImpossibleMarriages)
         std::vector<std::string_view> marriages;
         std::vector<Expected> expected;
         const char* detail = nullptr;
+        const char* cause = nullptr; // the sentence every detail ends with, naming the date they share
     };
     const Expected before{"imp-marrborn-@P@-@F1@", "Married before being born", Severity::error};
     const Expected young{"imp-marryoung-@P@-@F1@", "Married very young", Severity::warning};
@@ -376,6 +377,19 @@ TEST(ChecksTest, ImpossibleMarriages)
         {"the first dated marriage counts", {"BIRT 1900"}, {"MARR", "MARR 1899", "MARR 1930"}, {before}},
         {"an undated marriage says nothing", {"BIRT 1800", "DEAT 1850"}, {"MARR"}, {}},
         {"an undated birth says nothing", {"BIRT"}, {"MARR 1899"}, {}},
+        {"one wrong birth under three findings",
+         {"BIRT 1980", "CHR 1979", "DEAT 1950"},
+         {"MARR 1940"},
+         {{"imp-death-@P@", "Died before being born", Severity::error},
+          {"imp-chr-@P@", "Christened before being born", Severity::error},
+          before},
+         nullptr,
+         "3 findings rest on the birth date 1980 of Pat Doe (@P@)."},
+        {"two findings on two different dates",
+         {"BIRT 1900", "CHR 1899", "DEAT 1950", "BURI 1949"},
+         {"MARR 1920"},
+         {{"imp-burial-@P@", "Buried before dying", Severity::error},
+          {"imp-chr-@P@", "Christened before being born", Severity::error}}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.situation);
@@ -386,6 +400,12 @@ TEST(ChecksTest, ImpossibleMarriages)
         if (row.detail && !issues.empty()) {
             EXPECT_EQ(issues[0].detail, row.detail + checkTheDates);
             EXPECT_EQ(issues[0].records, (std::vector<std::string>{"@P@", "@F1@"}));
+        }
+        for (const Issue& issue : issues) {
+            if (row.cause)
+                EXPECT_TRUE(issue.detail.ends_with(checkTheDates + " " + row.cause)) << issue.detail;
+            else
+                EXPECT_EQ(issue.detail.find("findings rest on"), std::string::npos) << issue.detail;
         }
     }
 }
@@ -971,7 +991,7 @@ TEST(ChecksTest, SampleTreeShowsEveryTitle)
                               "Husband recorded as female",
                               "Date not in the standard form",
                               "Date reads two ways",
-                              "Not a date Kinloom can read",
+                              "Text where a date belongs",
                               "Place spelled 3 ways",
                               "Extra spaces in a place name",
                               "Name not recorded",

@@ -4,11 +4,13 @@
 #include "document/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <limits>
 #include <set>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 namespace kinloom::Checks {
@@ -141,6 +143,32 @@ std::int32_t dayNumber(double low)
     return static_cast<std::int32_t>((first + days(slot % 31)).time_since_epoch().count());
 }
 
+/// A date a finding rests on: the fact that holds it and the record of that fact.
+struct Basis
+{
+    const EventFact* fact = nullptr;
+    NodeView record;
+};
+
+/// The dates a finding rests on: one or two.
+using Bases = std::array<Basis, 2>;
+
+/// "birth", "death" … : what a fact that the rules read is called in a sentence.
+std::string_view eventName(std::string_view tag)
+{
+    if (tag == "BIRT")
+        return "birth";
+    if (tag == "CHR")
+        return "christening";
+    if (tag == "BAPM")
+        return "baptism";
+    if (tag == "DEAT")
+        return "death";
+    if (tag == "BURI")
+        return "burial";
+    return "marriage";
+}
+
 /// A child of one family whose birth is an exact day.
 struct DatedChild
 {
@@ -194,43 +222,75 @@ public:
             siblings(f);
             childrenSpread(f);
         }
+        nameSharedCauses();
         return std::move(m_issues);
     }
 
 private:
     // A detail may end with a date written with a full stop ("45 B.C."), which then closes it.
     void add(std::string id, std::vector<std::string> records, Severity severity, std::string title,
-             std::string detail)
+             std::string detail, const Bases& bases)
     {
         if (!detail.ends_with('.'))
             detail += '.';
         m_issues.push_back({std::move(id), IssueCategory::impossibleDates, severity, std::move(title),
                             std::move(detail) + checkTheDates, std::move(records)});
+        m_bases.push_back(bases);
     }
 
     Issue& add(const Person& person, const char* prefix, Severity severity, std::string title,
-               std::string detail)
+               std::string detail, const Bases& bases)
     {
         add(prefix + std::string(person.xref), {std::string(person.xref)}, severity, std::move(title),
-            std::move(detail));
+            std::move(detail), bases);
         return m_issues.back();
     }
 
     /// A finding about a family and two of its members.
     void add(const Family& family, const Person& one, const Person& other, const char* prefix,
-             std::string title, std::string detail)
+             std::string title, std::string detail, const Bases& bases)
     {
         add(prefix + std::string(family.xref),
             {std::string(family.xref), std::string(one.xref), std::string(other.xref)}, Severity::info,
-            std::move(title), std::move(detail));
+            std::move(title), std::move(detail), bases);
     }
 
     /// A finding about two records: the parent and child, the person and family, or two siblings.
     void add(std::string_view first, std::string_view second, const char* prefix, Severity severity,
-             std::string title, std::string detail)
+             std::string title, std::string detail, const Bases& bases)
     {
         add(prefix + std::string(first) + "-" + std::string(second),
-            {std::string(first), std::string(second)}, severity, std::move(title), std::move(detail));
+            {std::string(first), std::string(second)}, severity, std::move(title), std::move(detail), bases);
+    }
+
+    /// One wrong date (a birth typed 1980 for 1890) makes several findings: where two or more rest
+    /// on one date, each of them names it as the likely single cause.
+    void nameSharedCauses()
+    {
+        std::unordered_map<std::int64_t, std::uint32_t> findings;
+        const auto dateNode = [](const Basis& basis) {
+            return basis.fact ? basis.fact->dateNodeID() : std::nullopt;
+        };
+        for (const Bases& bases : m_bases) {
+            for (const Basis& basis : bases) {
+                if (const auto node = dateNode(basis))
+                    ++findings[*node];
+            }
+        }
+        for (std::size_t i = 0; i < m_issues.size(); ++i) {
+            const Basis* cause = nullptr;
+            std::uint32_t most = 1;
+            for (const Basis& basis : m_bases[i]) {
+                if (const auto node = dateNode(basis); node && findings[*node] > most) {
+                    cause = &basis;
+                    most = findings[*node];
+                }
+            }
+            if (cause)
+                m_issues[i].detail += " " + std::to_string(most) + " findings rest on the " +
+                                      std::string(eventName(cause->fact->tag())) + " date " +
+                                      written(cause->fact) + " of " + recordLabel(cause->record) + ".";
+        }
     }
 
     // A range's high is exclusive, so A lies wholly before B when A.high <= B.low; a rule needing an
@@ -242,28 +302,35 @@ private:
         const auto deathLow = bound(events.death, true), deathHigh = bound(events.death, false);
         const auto burialHigh = bound(events.burial, false);
         const auto label = [&] { return recordLabel(person.record) + ": "; };
+        const auto on = [&](const EventFact* one, const EventFact* other) {
+            return Bases{Basis{one, person.record}, Basis{other, person.record}};
+        };
 
         // One wrong date gives one finding: a burial that stands in for the death is judged as a
         // burial, and a burial before the birth is not also before the death.
         const bool diedFirst = events.died && deathHigh && birthLow && *deathHigh <= *birthLow;
         if (diedFirst)
             add(person, "imp-death-", Severity::error, "Died before being born",
-                label() + birthText(events) + ", died " + written(events.death));
+                label() + birthText(events) + ", died " + written(events.death),
+                on(events.birth, events.death));
         const bool buriedFirst = !diedFirst && burialHigh && birthLow && *burialHigh <= *birthLow;
         if (buriedFirst)
             add(person, "imp-buried-", Severity::error, "Buried before being born",
-                label() + birthText(events) + ", buried " + written(events.burial));
+                label() + birthText(events) + ", buried " + written(events.burial),
+                on(events.birth, events.burial));
         if (events.died && !buriedFirst && burialHigh && deathLow && *burialHigh <= *deathLow)
             add(person, "imp-burial-", Severity::error, "Buried before dying",
-                label() + "died " + written(events.death) + ", buried " + written(events.burial));
+                label() + "died " + written(events.death) + ", buried " + written(events.burial),
+                on(events.death, events.burial));
         if (const auto christeningHigh = bound(events.christening, false);
             events.born && christeningHigh && birthLow && *christeningHigh <= *birthLow)
             add(person, "imp-chr-", Severity::error, "Christened before being born",
-                label() + "born " + written(events.birth) + ", christened " + written(events.christening));
+                label() + "born " + written(events.birth) + ", christened " + written(events.christening),
+                on(events.birth, events.christening));
         if (deathLow && birthHigh && *deathLow - *birthHigh > m_options.maxLifespan) {
             const auto years = static_cast<long long>(m_options.maxLifespan);
             add(person, "imp-age-", Severity::warning, "Lived over " + std::to_string(years) + " years",
-                label() + birthText(events) + ", " + deathText(events));
+                label() + birthText(events) + ", " + deathText(events), on(events.birth, events.death));
         }
         if (!events.deathRecorded && birthHigh && *birthHigh + m_options.maxLifespan < m_year)
             probablyDead(person, events, *birthHigh);
@@ -277,7 +344,8 @@ private:
         Issue& issue = add(person, "imp-alive-", Severity::info, "Probably no longer alive",
                            label + ": " + birthText(events) + ", at least " + wholeYears(m_year - birthHigh) +
                                " years ago, and no death or burial is recorded. Programs treat them as "
-                               "living until a death is recorded");
+                               "living until a death is recorded",
+                           {Basis{events.birth, person.record}});
         issue.fix = Fix{issue.id,
                         "Record that they died (1 DEAT Y)",
                         {Edit{Edit::Add{std::string(person.xref), std::nullopt, "DEAT", "Y",
@@ -298,21 +366,28 @@ private:
         const Person& parent = m_index.people[p];
         const Person& child = m_index.people[c];
         const auto when = [&] { return " when their child " + recordLabel(child.record) + " was born"; };
+        const auto births = [&] {
+            return Bases{Basis{LifeFacts(parent).birth, parent.record},
+                         Basis{LifeFacts(child).birth, child.record}};
+        };
 
         if (parentLow && childHigh && *parentLow >= *childHigh) {
             add(parent.xref, child.xref, "imp-order-", Severity::error, "Born after their child",
                 recordLabel(parent.record) + ": " + birthText(LifeFacts(parent)) + ", after their child " +
-                    recordLabel(child.record) + ", " + birthText(LifeFacts(child)));
+                    recordLabel(child.record) + ", " + birthText(LifeFacts(child)),
+                births());
         } else if (parentLow && childHigh && *childHigh - *parentLow < m_options.minParentAge) {
             add(parent.xref, child.xref, "imp-young-", Severity::warning, "Parent too young",
-                recordLabel(parent.record) + " was at most " + wholeYears(*childHigh - *parentLow) + when());
+                recordLabel(parent.record) + " was at most " + wholeYears(*childHigh - *parentLow) + when(),
+                births());
         }
 
         const double oldest = mother ? m_options.maxMotherAge : m_options.maxFatherAge;
         if (parentHigh && childLow && *childLow - *parentHigh > oldest)
             add(parent.xref, child.xref, "imp-old-", Severity::warning,
                 mother ? "Mother very old at birth" : "Father very old at birth",
-                recordLabel(parent.record) + " was at least " + wholeYears(*childLow - *parentHigh) + when());
+                recordLabel(parent.record) + " was at least " + wholeYears(*childLow - *parentHigh) + when(),
+                births());
 
         // A christening often follows a parent's death (a mother dying in childbed), so only a
         // recorded birth counts here. A father may die before the birth, but not much more than
@@ -321,7 +396,8 @@ private:
             add(parent.xref, child.xref, "imp-afterdeath-", Severity::error,
                 mother ? "Born after the mother died" : "Born over a year after the father died",
                 recordLabel(parent.record) + ": " + deathText(LifeFacts(parent)) + ", before their child " +
-                    recordLabel(child.record) + ", born " + written(LifeFacts(child).birth));
+                    recordLabel(child.record) + ", born " + written(LifeFacts(child).birth),
+                {Basis{LifeFacts(child).birth, child.record}, Basis{LifeFacts(parent).death, parent.record}});
     }
 
     /// The family's marriage against the birth and death of each spouse.
@@ -345,17 +421,21 @@ private:
             const auto birthLow = present(m_bounds[s].birthLow);
             const auto deathHigh = present(m_bounds[s].deathHigh);
             const auto label = [&] { return recordLabel(spouse.record) + ": "; };
+            const auto with = [&](const EventFact* fact) {
+                return Bases{Basis{fact, spouse.record}, Basis{&*marriage, family.record}};
+            };
             if (marriageHigh && birthLow && *marriageHigh <= *birthLow) {
                 add(spouse.xref, family.xref, "imp-marrborn-", Severity::error, "Married before being born",
-                    label() + birthText(LifeFacts(spouse)) + married());
+                    label() + birthText(LifeFacts(spouse)) + married(), with(LifeFacts(spouse).birth));
             } else if (marriageHigh && birthLow && *marriageHigh - *birthLow < m_options.minParentAge) {
                 add(spouse.xref, family.xref, "imp-marryoung-", Severity::warning, "Married very young",
                     label() + birthText(LifeFacts(spouse)) + married() + ", at most " +
-                        wholeYears(*marriageHigh - *birthLow) + " years old");
+                        wholeYears(*marriageHigh - *birthLow) + " years old",
+                    with(LifeFacts(spouse).birth));
             }
             if (marriageLow && deathHigh && *marriageLow >= *deathHigh)
                 add(spouse.xref, family.xref, "imp-marrdied-", Severity::error, "Married after dying",
-                    label() + deathText(LifeFacts(spouse)) + married());
+                    label() + deathText(LifeFacts(spouse)) + married(), with(LifeFacts(spouse).death));
         }
     }
 
@@ -377,7 +457,8 @@ private:
         add(family, m_index.people[h], m_index.people[w], "imp-spousegap-",
             "Spouses born over 30 years apart",
             recordLabel(family.record) + ": " + bornText(h) + ", and " + bornText(w) + ", at least " +
-                wholeYears(gap) + " years apart");
+                wholeYears(gap) + " years apart",
+            {birthOf(h), birthOf(w)});
     }
 
     /// The family's earliest and latest births far apart, however the dates are read.
@@ -403,7 +484,14 @@ private:
         add(family, m_index.people[earliest], m_index.people[latest], "imp-childspan-",
             "Children born over 25 years apart",
             recordLabel(family.record) + ": " + bornText(earliest) + ", and " + bornText(latest) +
-                ", at least " + wholeYears(gap) + " years apart");
+                ", at least " + wholeYears(gap) + " years apart",
+            {birthOf(earliest), birthOf(latest)});
+    }
+
+    Basis birthOf(std::uint32_t p) const
+    {
+        const Person& person = m_index.people[p];
+        return {LifeFacts(person).birth, person.record};
     }
 
     /// "Mary Smith (@I4@), born 1850".
@@ -462,7 +550,8 @@ private:
             const Person& b = m_index.people[other.person];
             add(a.xref, b.xref, "imp-siblings-", Severity::warning, "Siblings born too close together",
                 recordLabel(a.record) + ": born " + written(LifeFacts(a).birth) + ", and their sibling " +
-                    recordLabel(b.record) + ", born " + written(LifeFacts(b).birth));
+                    recordLabel(b.record) + ", born " + written(LifeFacts(b).birth),
+                {birthOf(one.person), birthOf(other.person)});
         }
     }
 
@@ -477,6 +566,7 @@ private:
     std::vector<std::pair<DatedChild, DatedChild>> m_pairs;
     std::set<std::pair<std::uint32_t, std::uint32_t>> m_reportedSiblings;
     std::vector<Issue> m_issues;
+    std::vector<Bases> m_bases; ///< of every finding
 };
 
 } // namespace

@@ -107,6 +107,62 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
     return walked;
 }
 
+/// The text split at white space and joined with single blanks.
+std::string collapsedWords(std::string_view text)
+{
+    std::string words;
+    for (std::size_t i = 0; i < text.size();) {
+        while (i < text.size() && isBlank(text[i]))
+            ++i;
+        const std::size_t start = i;
+        while (i < text.size() && !isBlank(text[i]))
+            ++i;
+        if (i > start)
+            words += (words.empty() ? "" : " ") + std::string(text.substr(start, i - start));
+    }
+    return words;
+}
+
+/// A value whose words hold one date ("1908 ?"): the date is kept with the words as written, as an
+/// interpreted date in 5.5.1 ("INT 1908 (1908 ?)") and as the date with its phrase in GEDCOM 7. The
+/// date is read from the words, so the fix needs review.
+Issue interpretedDateFinding(NodeView node, std::string_view value, const std::string& words,
+                             const std::string& date, const std::string& context, NodeView record, bool v7)
+{
+    const std::string id = "date-" + std::to_string(node.id());
+    Issue issue{id,
+                IssueCategory::dateFormats,
+                Severity::warning,
+                "Date not in the standard form",
+                context + ": " + quoted(value) + ", read as " + date + (date.ends_with('.') ? "" : "."),
+                recordsOf(record)};
+    const std::string from = node.fullValue();
+    if (!v7) {
+        // The phrase ends at its closing bracket: words holding brackets would not read back.
+        if (words.find_first_of("()") != std::string::npos)
+            return issue;
+        const std::string interpreted = "INT " + date + " (" + words + ")";
+        issue.fix = Fix{id,
+                        "Write as " + quoted(interpreted),
+                        {Edit{Edit::SetValue{node.id(), from, interpreted}}},
+                        {PreviewLine{context, std::string(value), interpreted}},
+                        true};
+        return issue;
+    }
+    // The phrase is a line of its own under the date; one already there is the user's to keep.
+    const auto xref = record.xref();
+    if (!xref || node.firstChild("PHRASE"))
+        return issue;
+    issue.fix = Fix{id,
+                    "Write as " + quoted(date) + " with the phrase " + quoted(words),
+                    {Edit{Edit::SetValue{node.id(), from, date}},
+                     Edit{Edit::Add{std::string(*xref), node.id(), "PHRASE", words, std::nullopt}}},
+                    {PreviewLine{context, std::string(value), date},
+                     PreviewLine{context + " PHRASE", std::nullopt, words}},
+                    true};
+    return issue;
+}
+
 /// The finding for one DATE value that is not written the standard way, if any.
 std::optional<Issue> dateFinding(NodeView node, std::string_view value, const std::string& context,
                                  NodeView record, bool v7, NumericDateOrder order)
@@ -144,6 +200,23 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
     if (!std::holds_alternative<DateNormalization::Unrecognized>(normalization.value))
         return std::nullopt;
 
+    const std::string words = collapsedWords(value);
+    // Swapped fields ("Machine operator, Ford Motor Co.") or a word for a fact ("STILLBORN"):
+    // wrapped as a phrase, the text would pass for a date and its real place be lost.
+    if (!GedcomDates::hasDateElement(value))
+        return Issue{id,
+                     IssueCategory::dateFormats,
+                     Severity::warning,
+                     "Text where a date belongs",
+                     context + ": " + quoted(value) +
+                         " has no year, month or day. It may belong in another field of the event, or in a "
+                         "note.",
+                     recordsOf(record)};
+
+    const std::optional<WordsDate> read = GedcomDates::dateInWords(value, v7, order);
+    if (read && read->plain)
+        return interpretedDateFinding(node, value, words, read->date, context, record, v7);
+
     Issue issue{id,
                 IssueCategory::dateFormats,
                 Severity::info,
@@ -151,18 +224,9 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
                 context + ": " + quoted(value) +
                     ". GEDCOM keeps words like this in brackets as a date phrase.",
                 recordsOf(record)};
-    // Words can be kept as a date phrase, except in GEDCOM 7, whose phrases are written differently.
-    std::string words;
-    for (std::size_t i = 0; i < value.size();) {
-        while (i < value.size() && isBlank(value[i]))
-            ++i;
-        const std::size_t start = i;
-        while (i < value.size() && !isBlank(value[i]))
-            ++i;
-        if (i > start)
-            words += (words.empty() ? "" : " ") + std::string(value.substr(start, i - start));
-    }
-    if (!v7 && !words.empty() && words.find_first_of("()") == std::string::npos) {
+    // A date read among the words (approximate, or a range) would be lost in a phrase, and GEDCOM 7
+    // writes its phrases differently.
+    if (!read && !v7 && !words.empty() && words.find_first_of("()") == std::string::npos) {
         const std::string phrase = "(" + words + ")";
         issue.fix = Fix{id,
                         "Keep as a date phrase " + quoted(phrase),

@@ -613,6 +613,24 @@ bool isWordSeparator(char c)
     return c == ' ' || c == ',' || c == '.' || c == '-' || c == '/';
 }
 
+/// How many digits follow the slash of a dual year after `year` (which ends at `at`): two
+/// ("1750/51"), or four when they are the next year written in full ("1637/1638"); 0 when there is
+/// no dual year. A second year other than the next one is not a dual year but two dates.
+std::size_t dualYearWidth(std::string_view text, std::size_t at, std::string_view year)
+{
+    if (at >= text.size() || text[at] != '/')
+        return 0;
+    std::size_t end = at + 1;
+    while (end < text.size() && isDigit(text[end]))
+        ++end;
+    if (end < text.size() && !isWordSeparator(text[end]))
+        return 0;
+    const std::string_view second = text.substr(at + 1, end - at - 1);
+    if (second.size() == 2)
+        return 2;
+    return second.size() == 4 && digitsValue(second, 4) == *digitsValue(year, 4) + 1 ? 4 : 0;
+}
+
 /// "12 march 1890", "march 12th, 1890", "3rd of may 1901", "12-mar-1890", "mar. 1890", "1890".
 void convertWordDate(std::string_view text, bool v7, std::string_view epoch, Readings& out)
 {
@@ -630,12 +648,12 @@ void convertWordDate(std::string_view text, bool v7, std::string_view epoch, Rea
             if (end - i > 4 || numberCount == numbers.size())
                 return;
             WordNumber number{text.substr(i, end - i), {}, false};
-            if (end + 3 <= text.size() && text[end] == '/' && isDigit(text[end + 1]) &&
-                isDigit(text[end + 2]) && (end + 3 == text.size() || isWordSeparator(text[end + 3]))) {
+            if (const std::size_t width = dualYearWidth(text, end, number.digits)) {
                 if (v7) // GEDCOM 7 has no dual years
                     return;
-                number.dualYear = text.substr(end + 1, 2);
-                end += 3;
+                // The standard keeps the second year's last two digits: 1637/1638 is 1637/38.
+                number.dualYear = text.substr(end + width - 1, 2);
+                end += width + 1;
             } else if (end < text.size() && isLetter(text[end])) {
                 std::size_t wordEnd = end;
                 while (wordEnd < text.size() && isLetter(text[wordEnd]))
@@ -849,6 +867,76 @@ DateNormalization normalizeValue(std::string_view value, bool v7, NumericDateOrd
              std::make_move_iterator(candidates.items.begin() + static_cast<std::ptrdiff_t>(kept))}}};
     }
     return {DateNormalization::Unrecognized{}};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dates among other words
+
+constexpr std::string_view eraWords[] = {"ad", "a.d.", "a.d", "ce", "c.e.", "c.e"};
+
+/// The length of the run of digits that ends just before `end`.
+std::size_t digitsBefore(std::string_view word, std::size_t end)
+{
+    std::size_t start = end;
+    while (start > 0 && isDigit(word[start - 1]))
+        --start;
+    return end - start;
+}
+
+/// The length of the run of digits that starts at `start`.
+std::size_t digitsFrom(std::string_view word, std::size_t start)
+{
+    std::size_t end = start;
+    while (end < word.size() && isDigit(word[end]))
+        ++end;
+    return end - start;
+}
+
+/// The value, blanks collapsed, without its question marks of doubt ("1908 ?", "1908?", "1908 (?)",
+/// "? MAR 1908") and its words for the Christian era ("23 AD", "A.D. 23"). None when it has neither, or
+/// when a question mark may stand for digits: only a whole year of four digits may carry one.
+std::optional<std::string> withoutDoubtAndEra(std::string_view value)
+{
+    const std::string collapsed = collapsedSpace(value);
+    std::string rest;
+    bool changed = false;
+    for (std::size_t start = 0; start < collapsed.size();) {
+        const std::size_t end = std::min(collapsed.find(' ', start), collapsed.size());
+        std::string_view word = std::string_view(collapsed).substr(start, end - start);
+        start = end + 1;
+        const std::size_t first = word.find_first_not_of('?');
+        if (first == std::string_view::npos || word == "(?)" || word == "[?]") {
+            changed = true;
+            continue;
+        }
+        const std::size_t last = word.find_last_not_of('?') + 1;
+        if ((first > 0 && isDigit(word[first]) && digitsFrom(word, first) != 4) ||
+            (last < word.size() && isDigit(word[last - 1]) && digitsBefore(word, last) != 4))
+            return std::nullopt;
+        changed = changed || first > 0 || last < word.size();
+        word = word.substr(first, last - first);
+        std::string lower(word);
+        std::transform(lower.begin(), lower.end(), lower.begin(), lowered);
+        if (std::find(std::begin(eraWords), std::end(eraWords), lower) != std::end(eraWords)) {
+            changed = true;
+            continue;
+        }
+        if (!rest.empty())
+            rest += ' ';
+        rest += word;
+    }
+    if (!changed)
+        return std::nullopt;
+    return rest;
+}
+
+/// Whether a standard value is one date: no qualifier, no range, no interpretation.
+bool isPlainDate(std::string_view value)
+{
+    bool calendarBefore = false;
+    value = withoutCalendarPrefix(value, calendarBefore);
+    const std::string_view head = value.substr(0, value.find(' '));
+    return std::find(std::begin(dateKeywords), std::end(dateKeywords), head) == std::end(dateKeywords);
 }
 
 /// The range a normalization leads to: its fix's, or the span of all its readings.
@@ -1127,6 +1215,44 @@ bool isOtherCalendar(std::string_view value)
 bool isDatePhrase(std::string_view value)
 {
     return value.size() > 1 && value.front() == '(' && value.back() == ')';
+}
+
+bool hasDateElement(std::string_view value)
+{
+    for (std::size_t i = 0; i < value.size();) {
+        if (isDigit(value[i]))
+            return true;
+        if (!isLetter(value[i])) {
+            ++i;
+            continue;
+        }
+        std::string word;
+        for (; i < value.size() && isLetter(value[i]); ++i)
+            word += lowered(value[i]);
+        if (monthFromWord(word) != 0)
+            return true;
+    }
+    return false;
+}
+
+std::optional<WordsDate> dateInWords(std::string_view value, bool v7, NumericDateOrder order)
+{
+    const std::optional<std::string> rest = withoutDoubtAndEra(value);
+    if (!rest || rest->empty())
+        return std::nullopt;
+    DateNormalization normalization = normalizeValue(*rest, v7, order);
+    if (std::holds_alternative<Ambiguous>(normalization.value))
+        return WordsDate{};
+    std::string date;
+    if (auto* fix = std::get_if<Fix>(&normalization.value))
+        date = std::move(fix->value);
+    else if (std::holds_alternative<DateNormalization::Standard>(normalization.value))
+        date = *rest;
+    // A phrase says no more than the words did; another calendar is a date, but not one to reckon with.
+    if (date.empty() || isDatePhrase(date))
+        return std::nullopt;
+    const bool plain = readGrammar(date, v7) && isPlainDate(date);
+    return WordsDate{std::move(date), plain};
 }
 
 NumericDateOrder decideNumericOrder(const GedcomDocument& document)

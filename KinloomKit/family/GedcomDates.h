@@ -74,6 +74,15 @@ struct DateReading
     bool operator==(const DateReading&) const = default;
 };
 
+/// A date read out of words that the standard forms do not hold ("1908 ?", "23 AD").
+struct WordsDate
+{
+    std::string date;   ///< written the standard way; empty when the words read more than one way
+    bool plain = false; ///< one date, neither qualified nor a range: an interpreted date can keep it
+
+    bool operator==(const WordsDate&) const = default;
+};
+
 namespace GedcomDates {
 
 /// The eight date styles, in the order their rules are tried.
@@ -108,6 +117,14 @@ inline constexpr std::array<std::string_view, 8> allStyles{
 
 /// A value in parentheses: kept as it is, never ranged.
 [[nodiscard]] bool isDatePhrase(std::string_view value);
+
+/// Whether the value holds anything a date is written with: a digit, or the name of a month.
+[[nodiscard]] bool hasDateElement(std::string_view value);
+
+/// The date in a value that does not read as it stands, once its question marks of doubt and its
+/// words for the Christian era are set aside; none when it has neither, or no date is left. The
+/// reading is a guess: the words said more than the date.
+[[nodiscard]] std::optional<WordsDate> dateInWords(std::string_view value, bool v7, NumericDateOrder order);
 
 /// The numeric order the file's all-number dates show, or `automatic` when they decide nothing.
 [[nodiscard]] NumericDateOrder decideNumericOrder(const GedcomDocument& document);

@@ -185,6 +185,8 @@ TEST(GedcomDatesTest, RangeTrimsAndFallsBackOnNormalizing)
         {"12  MAR 1890", automatic, false, daySpan(1890, 3, 12)},
         {"44 BCE", automatic, false, yearSpan(-44)},
         {"1750/51", automatic, true, std::nullopt},
+        {"12 MAR 1637/1638", automatic, false,
+         span(*daySpan(1637, 3, 12).low, *daySpan(1637, 3, 12).high + 1)},
         {"03/04/1890", automatic, false, span(*marchFourth.low, *aprilThird.high)},
         {"03/04/1890", dayFirst, false, aprilThird},
         {"03/04/1890", monthFirst, false, marchFourth},
@@ -287,6 +289,14 @@ TEST(GedcomDatesTest, Normalization)
         // Dual years only where the version has them.
         {"12 mar 1750/51", false, automatic, fix("12 MAR 1750/51")},
         {"12 mar 1750/51", true, automatic, unrecognized},
+        // A dual year written in full is the same dual year; a second year not the next is not one.
+        {"1637/1638", false, automatic, fix("1637/38")},
+        {"12 MAR 1637/1638", false, automatic, fix("12 MAR 1637/38")},
+        {"ABT    1103/1104", false, automatic, fix("ABT 1103/04")},
+        {"1699/1700", false, automatic, fix("1699/00")},
+        {"1637/1639", false, automatic, unrecognized},
+        {"1638/1637", false, automatic, unrecognized},
+        {"1637/1638", true, automatic, unrecognized},
         {"", false, automatic, unrecognized},
         {"sometime", false, automatic, unrecognized},
         {"30 FEB 1890", false, automatic, unrecognized},
@@ -294,6 +304,49 @@ TEST(GedcomDatesTest, Normalization)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.value);
         EXPECT_EQ(GedcomDates::normalize(c.value, c.v7, c.order), c.expected);
+    }
+}
+
+// Text with no date in it, and a date read out of words by setting aside only marks of doubt and
+// era words.
+TEST(GedcomDatesTest, DatesAmongWords)
+{
+    struct Case
+    {
+        const char* value;
+        bool v7;
+        bool hasDateElement;
+        std::optional<WordsDate> expected;
+    };
+    const Case cases[] = {
+        {"1908 ?", false, true, WordsDate{"1908", true}},
+        {"1908?", false, true, WordsDate{"1908", true}},
+        {"1908 (?)", false, true, WordsDate{"1908", true}},
+        {"? mar 1908", false, true, WordsDate{"MAR 1908", true}},
+        {"23 AD", false, true, WordsDate{"23", true}},
+        {"A.D. 23", false, true, WordsDate{"23", true}},
+        {"44 B.C. ?", false, true, WordsDate{"44 B.C.", true}},
+        {"12 MAR 1637/1638 ?", false, true, WordsDate{"12 MAR 1637/38", true}},
+        {"1908 ?", true, true, WordsDate{"1908", true}},
+        {"12 MAR 1637/1638 ?", true, true, std::nullopt},
+        // Read, but not as one date an interpreted date can hold.
+        {"abt. 1850 ?", false, true, WordsDate{"ABT 1850", false}},
+        {"03/04/1890 ?", false, true, WordsDate{}},
+        // A question mark that may stand for digits, or words other than doubt and era.
+        {"18??", false, true, std::nullopt},
+        {"190?", false, true, std::nullopt},
+        {"spring 1950", false, true, std::nullopt},
+        {"26 Oct", false, true, std::nullopt},
+        {"1908", false, true, std::nullopt},
+        {"(the war) ?", false, false, std::nullopt},
+        {"?", false, false, std::nullopt},
+        {"STILLBORN", false, false, std::nullopt},
+        {"Machine operator, Ford Motor Co.", false, false, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.value);
+        EXPECT_EQ(GedcomDates::hasDateElement(c.value), c.hasDateElement);
+        EXPECT_EQ(GedcomDates::dateInWords(c.value, c.v7, automatic), c.expected);
     }
 }
 
