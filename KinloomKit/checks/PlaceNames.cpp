@@ -54,14 +54,14 @@ public:
     std::string finish()
     {
         comma();
-        std::size_t first = 0, last = m_parts.size();
-        while (first < last && m_parts[first].empty())
-            ++first;
-        while (last > first && m_parts[last - 1].empty())
+        // Empty parts before others say which level a name is at (",Otsego, Michigan" is a
+        // county); after the last name they say nothing.
+        std::size_t last = m_parts.size();
+        while (last > 0 && m_parts[last - 1].empty())
             --last;
         std::string key;
-        for (std::size_t i = first; i < last; ++i) {
-            if (i > first)
+        for (std::size_t i = 0; i < last; ++i) {
+            if (i > 0)
                 key += ',';
             key += m_parts[i];
         }
@@ -161,14 +161,12 @@ std::string tidied(std::string_view spelling)
             parts.back() += c;
         }
     }
-    std::size_t first = 0, last = parts.size();
-    while (first < last && parts[first].empty())
-        ++first;
-    while (last > first && parts[last - 1].empty())
+    std::size_t last = parts.size();
+    while (last > 0 && parts[last - 1].empty())
         --last;
     std::string text;
-    for (std::size_t i = first; i < last; ++i) {
-        if (i > first)
+    for (std::size_t i = 0; i < last; ++i) {
+        if (i > 0)
             text += ", ";
         text += parts[i];
     }

@@ -10,11 +10,13 @@
 namespace kinloom::PlaceNames {
 
 /// What every spelling of one place shares: the parts between commas folded in case, diacritics
-/// and width, keeping only letters, digits and single blanks, empty parts at the ends dropped,
-/// joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire").
+/// and width, keeping only letters, digits and single blanks, empty parts at the end dropped,
+/// joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire", ",Otsego, Michigan" →
+/// ",otsego,michigan").
 [[nodiscard]] std::string groupKey(std::string_view spelling);
 
-/// The spelling with single blanks and ", " between its parts, empty parts at the ends dropped.
+/// The spelling with single blanks and ", " between its parts, empty parts at the end dropped;
+/// empty parts before others keep their places.
 [[nodiscard]] std::string tidied(std::string_view spelling);
 
 /// Whether a spelling has blanks at its ends, doubled blanks, or a blank before a comma that
