@@ -511,33 +511,62 @@ TEST(ChecksTest, PlaceFindings)
         std::vector<const char*> places; // in file order, one event each
         std::vector<Expected> expected;
         const char* suggested = nullptr;
+        std::vector<std::pair<std::string, std::string>> rewrites = {}; // by the first finding's fix
     };
     const std::vector<Row> rows = {
         {"one spelling", {"Leeds", "Leeds"}, {}},
         {"most frequent wins",
          {"munchen", "München", "Munchen", "Munchen"},
          {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
-         "Munchen"},
+         "Munchen",
+         {{"munchen", "Munchen"}, {"München", "Munchen"}}},
         {"a tie goes to capitals and diacritics",
          {"munchen", "Munchen", "München"},
          {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
-         "München"},
+         "München",
+         {{"munchen", "München"}, {"Munchen", "München"}}},
         {"a full tie goes to the first in the file",
          {"Lyon", "Lyon,"},
          {{"place-lyon", "Place spelled 2 ways", Severity::warning}},
-         "Lyon"},
+         "Lyon",
+         {{"Lyon,", "Lyon"}}},
         {"the suggestion is written tidily",
          {"leeds ,yorks", "leeds ,yorks", "Leeds, Yorks"},
          {{"place-leeds,yorks", "Place spelled 2 ways", Severity::warning}},
-         "leeds, yorks"},
+         "leeds, yorks",
+         {{"leeds ,yorks", "leeds, yorks"}, {"Leeds, Yorks", "leeds, yorks"}}},
+        {"a suggestion ends in no stray full stop, on a tie",
+         {"Brittany, France.", "Brittany, France"},
+         {{"place-brittany,france", "Place spelled 2 ways", Severity::warning}},
+         "Brittany, France",
+         {{"Brittany, France.", "Brittany, France"}}},
+        {"nor when it is written most",
+         {"Brittany, France.", "Brittany, France.", "brittany, france;"},
+         {{"place-brittany,france", "Place spelled 2 ways", Severity::warning}},
+         "Brittany, France",
+         {{"Brittany, France.", "Brittany, France"}, {"brittany, france;", "Brittany, France"}}},
+        {"a full stop after capitals is stray",
+         {"Detroit, USA.", "detroit, usa"},
+         {{"place-detroit,usa", "Place spelled 2 ways", Severity::warning}},
+         "Detroit, USA",
+         {{"Detroit, USA.", "Detroit, USA"}, {"detroit, usa", "Detroit, USA"}}},
+        {"the full stop of initials or of a short abbreviation stays",
+         {"Washington D.C.", "washington d.c.", "Frederick Co.", "frederick co."},
+         {{"place-washington dc", "Place spelled 2 ways", Severity::warning},
+          {"place-frederick co", "Place spelled 2 ways", Severity::warning}},
+         "Washington D.C.",
+         {{"washington d.c.", "Washington D.C."}}},
         {"an empty part keeps its place",
          {",Otsego,Michigan", ", Otsego, Michigan", "Otsego, Michigan", "Otsego, Michigan"},
          {{"place-,otsego,michigan", "Place spelled 2 ways", Severity::warning}},
-         ", Otsego, Michigan"},
+         ", Otsego, Michigan",
+         {{",Otsego,Michigan", ", Otsego, Michigan"}}},
         {"blanks in a place of one spelling",
          {"Leeds  , England", "Leeds  , England", "Halifax"},
          {{"place-space-3", "Extra spaces in a place name", Severity::info},
-          {"place-space-6", "Extra spaces in a place name", Severity::info}}},
+          {"place-space-6", "Extra spaces in a place name", Severity::info}},
+         nullptr,
+         {{"Leeds  , England", "Leeds, England"}}},
         {"places that fold to nothing", {"?", "??"}, {}},
     };
     for (const Row& row : rows) {
@@ -552,6 +581,12 @@ TEST(ChecksTest, PlaceFindings)
             ASSERT_TRUE(issues[0].places);
             EXPECT_EQ(issues[0].places->suggested, row.suggested);
             EXPECT_EQ(issues[0].fix, PlaceNames::fixFor(*issues[0].places, row.suggested));
+        }
+        if (!issues.empty()) {
+            std::vector<std::pair<std::string, std::string>> rewrites;
+            for (const PreviewLine& line : issues[0].fix->preview)
+                rewrites.emplace_back(*line.before, *line.after);
+            EXPECT_EQ(rewrites, row.rewrites);
         }
     }
 }

@@ -74,6 +74,39 @@ private:
     bool m_blank = false;
 };
 
+/// A letter of a word as abbreviations are read: ASCII, or any byte of a longer character.
+bool isWordByte(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;
+}
+
+/// The text without the punctuation left at its end by mistake: a comma, semicolon, colon, dash
+/// or slash, or a full stop that closes neither an initial ("D.C.") nor a short abbreviation
+/// ("Co.", "Mass."; "USA." has no full stop of its own).
+std::string withoutStrayEnd(std::string text)
+{
+    while (!text.empty()) {
+        const char last = text.back();
+        if (last == '.') {
+            std::size_t word = text.size() - 1;
+            while (word > 0 && isWordByte(text[word - 1]))
+                --word;
+            const std::string_view letters = std::string_view(text).substr(word, text.size() - 1 - word);
+            const bool abbreviation =
+                letters.size() == 1 ||
+                (!letters.empty() && letters.size() <= 4 &&
+                 std::any_of(letters.begin(), letters.end(), [](char c) { return c >= 'a' && c <= 'z'; }));
+            if (abbreviation)
+                break;
+        } else if (!isBlank(last) && last != ',' && last != ';' && last != ':' && last != '-' &&
+                   last != '/') {
+            break;
+        }
+        text.pop_back();
+    }
+    return text;
+}
+
 /// Capital letters and diacritics: on a tie the spelling with more of them is the one written
 /// with more care.
 std::size_t carefulness(std::string_view text)
@@ -309,7 +342,7 @@ private:
 
         PlaceGroup group;
         group.key = m_keys[m_spellings[members.front()].group];
-        group.suggested = PlaceNames::tidied(m_spellings[chosen].text);
+        group.suggested = withoutStrayEnd(PlaceNames::tidied(m_spellings[chosen].text));
         std::vector<std::uint32_t> owners;
         std::string detail;
         for (std::uint32_t s : members) {
