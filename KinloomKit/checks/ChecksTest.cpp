@@ -496,6 +496,7 @@ TEST(ChecksTest, PlaceKeysAndWriting)
         const char* key;
         const char* tidied;
         bool extraSpaces;
+        bool doubtful = false;
     };
     const std::vector<Row> rows = {
         {"Leeds, Yorkshire, England", "leeds,yorkshire,england", "Leeds, Yorkshire, England", false},
@@ -503,7 +504,9 @@ TEST(ChecksTest, PlaceKeysAndWriting)
         {" Leeds", "leeds", "Leeds", true},
         {"Leeds ", "leeds", "Leeds", true},
         {"New  York", "new york", "New York", true},
-        {", Leeds,Yorkshire,", "leeds,yorkshire", "Leeds, Yorkshire", false},
+        {", Leeds,Yorkshire,", ",leeds,yorkshire", ", Leeds, Yorkshire", false},
+        {",Otsego , Michigan, USA", ",otsego,michigan,usa", ", Otsego, Michigan, USA", true},
+        {",,London,England", ",,london,england", ", , London, England", false},
         {"Leeds, , England", "leeds,,england", "Leeds, , England", false},
         {"Leeds,,England", "leeds,,england", "Leeds, , England", false},
         {"\xEF\xBC\xAD\xC3\xBCnchen\xEF\xBC\x8C Bayern", "munchen,bayern",
@@ -511,13 +514,20 @@ TEST(ChecksTest, PlaceKeysAndWriting)
         {"Gda\xC5\x84sk 1920", "gdansk 1920", "Gda\xC5\x84sk 1920", false},
         {"\xC5\x81\xC3\xB3\x64\xC5\xBA", "\xC5\x82odz", "\xC5\x81\xC3\xB3\x64\xC5\xBA",
          false}, // Łódź keeps its Ł
-        {"?", "", "?", false},
+        {"?", "", "?", false, true},
+        {"Ireland (?)", "ireland", "Ireland (?)", false, true},
+        {"Boston, MA?", "boston,ma", "Boston, MA?", false, true},
+        {"prob. Lynn, MA", "lynn,ma", "prob. Lynn, MA", false, true},
+        {"Probably  Ireland", "ireland", "Probably Ireland", true, true},
+        {"Leeds\xEF\xBC\x9F", "leeds", "Leeds\xEF\xBC\x9F", false, true}, // full-width question mark
+        {"Possenhofen, Probst", "possenhofen,probst", "Possenhofen, Probst", false, false},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.spelling);
         EXPECT_EQ(PlaceNames::groupKey(row.spelling), row.key);
         EXPECT_EQ(PlaceNames::tidied(row.spelling), row.tidied);
         EXPECT_EQ(PlaceNames::hasExtraSpaces(row.spelling), row.extraSpaces);
+        EXPECT_EQ(PlaceNames::isDoubtful(row.spelling), row.doubtful);
     }
 }
 
@@ -529,30 +539,86 @@ TEST(ChecksTest, PlaceFindings)
         std::vector<const char*> places; // in file order, one event each
         std::vector<Expected> expected;
         const char* suggested = nullptr;
+        std::vector<std::pair<std::string, std::string>> rewrites = {}; // by the first finding's fix
+        bool review = false;
     };
     const std::vector<Row> rows = {
         {"one spelling", {"Leeds", "Leeds"}, {}},
         {"most frequent wins",
          {"munchen", "München", "Munchen", "Munchen"},
          {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
-         "Munchen"},
+         "Munchen",
+         {{"munchen", "Munchen"}, {"München", "Munchen"}}},
         {"a tie goes to capitals and diacritics",
          {"munchen", "Munchen", "München"},
          {{"place-munchen", "Place spelled 3 ways", Severity::warning}},
-         "München"},
+         "München",
+         {{"munchen", "München"}, {"Munchen", "München"}}},
         {"a full tie goes to the first in the file",
          {"Lyon", "Lyon,"},
          {{"place-lyon", "Place spelled 2 ways", Severity::warning}},
-         "Lyon"},
+         "Lyon",
+         {{"Lyon,", "Lyon"}}},
         {"the suggestion is written tidily",
          {"leeds ,yorks", "leeds ,yorks", "Leeds, Yorks"},
          {{"place-leeds,yorks", "Place spelled 2 ways", Severity::warning}},
-         "leeds, yorks"},
+         "leeds, yorks",
+         {{"leeds ,yorks", "leeds, yorks"}, {"Leeds, Yorks", "leeds, yorks"}}},
+        {"a suggestion ends in no stray full stop, on a tie",
+         {"Brittany, France.", "Brittany, France"},
+         {{"place-brittany,france", "Place spelled 2 ways", Severity::warning}},
+         "Brittany, France",
+         {{"Brittany, France.", "Brittany, France"}}},
+        {"nor when it is written most",
+         {"Brittany, France.", "Brittany, France.", "brittany, france;"},
+         {{"place-brittany,france", "Place spelled 2 ways", Severity::warning}},
+         "Brittany, France",
+         {{"Brittany, France.", "Brittany, France"}, {"brittany, france;", "Brittany, France"}}},
+        {"a full stop after capitals is stray",
+         {"Detroit, USA.", "detroit, usa"},
+         {{"place-detroit,usa", "Place spelled 2 ways", Severity::warning}},
+         "Detroit, USA",
+         {{"Detroit, USA.", "Detroit, USA"}, {"detroit, usa", "Detroit, USA"}}},
+        {"the full stop of initials or of a short abbreviation stays",
+         {"Washington D.C.", "washington d.c.", "Frederick Co.", "frederick co."},
+         {{"place-washington dc", "Place spelled 2 ways", Severity::warning},
+          {"place-frederick co", "Place spelled 2 ways", Severity::warning}},
+         "Washington D.C.",
+         {{"washington d.c.", "Washington D.C."}}},
+        {"a doubtful spelling is grouped and keeps its marker",
+         {"Ireland", "Ireland", "ireland", "Ireland (?)", "probably Ireland"},
+         {{"place-ireland", "Place spelled 4 ways", Severity::warning}},
+         "Ireland",
+         {{"ireland", "Ireland"}}},
+        {"a doubtful spelling is never the suggestion, and rewriting it needs review",
+         {"boston, ma?", "boston, ma?", "prob.  boston,ma", "Boston, MA", "? boston (?), ma"},
+         {{"place-boston,ma", "Place spelled 4 ways", Severity::warning}},
+         "Boston, MA",
+         {{"boston, ma?", "Boston, MA?"},
+          {"prob.  boston,ma", "prob. Boston, MA"},
+          {"? boston (?), ma", "? Boston (?), MA"}},
+         true},
+        {"doubtful spellings alone, or already written as the place, have nothing to rewrite",
+         {"Ireland (?)", "ireland ?", "Boston, MA", "Boston, MA?"},
+         {}},
+        {"an empty part keeps its place",
+         {",Otsego,Michigan", ", Otsego, Michigan", "Otsego, Michigan", "Otsego, Michigan"},
+         {{"place-,otsego,michigan", "Place spelled 2 ways", Severity::warning}},
+         ", Otsego, Michigan",
+         {{",Otsego,Michigan", ", Otsego, Michigan"}}},
         {"blanks in a place of one spelling",
          {"Leeds  , England", "Leeds  , England", "Halifax"},
          {{"place-space-3", "Extra spaces in a place name", Severity::info},
-          {"place-space-6", "Extra spaces in a place name", Severity::info}}},
-        {"places that fold to nothing", {"?", "??"}, {}},
+          {"place-space-6", "Extra spaces in a place name", Severity::info}},
+         nullptr,
+         {{"Leeds  , England", "Leeds, England"}}},
+        {"blanks in a doubtful place",
+         {",Otsego  , Michigan (?)"},
+         {{"place-space-3", "Extra spaces in a place name", Severity::info}},
+         nullptr,
+         {{",Otsego  , Michigan (?)", ", Otsego, Michigan (?)"}},
+         true},
+        {"places that fold to nothing", {"?", "??", "prob."}, {}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.situation);
@@ -566,6 +632,13 @@ TEST(ChecksTest, PlaceFindings)
             ASSERT_TRUE(issues[0].places);
             EXPECT_EQ(issues[0].places->suggested, row.suggested);
             EXPECT_EQ(issues[0].fix, PlaceNames::fixFor(*issues[0].places, row.suggested));
+        }
+        if (!issues.empty()) {
+            std::vector<std::pair<std::string, std::string>> rewrites;
+            for (const PreviewLine& line : issues[0].fix->preview)
+                rewrites.emplace_back(*line.before, *line.after);
+            EXPECT_EQ(rewrites, row.rewrites);
+            EXPECT_EQ(issues[0].fix->needsReview, row.review);
         }
     }
 }
@@ -605,6 +678,10 @@ TEST(ChecksTest, PlaceGroupAndItsFix)
                                                setValue(3, "münchen,bayern", "Munchen, Bayern")}));
     EXPECT_EQ(chosen.preview.front(),
               (PreviewLine{"Place \u00B7 2 lines", "München, Bayern", "Munchen, Bayern"}));
+    // Choosing a doubtful spelling would cast its doubt on every line: the user checks that first.
+    const PlaceGroup doubt{"ireland", {{"Ireland", 1, {3}}, {"Ireland (?)", 1, {6}}}, "Ireland"};
+    EXPECT_FALSE(PlaceNames::fixFor(doubt, "Ireland").needsReview);
+    EXPECT_TRUE(PlaceNames::fixFor(doubt, "Ireland (?)").needsReview);
 
     const Tree spaces("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 PLAC  Leeds ,England\n");
     const std::string context = "Ann Lee (@I1@) \u00B7 BIRT PLAC";

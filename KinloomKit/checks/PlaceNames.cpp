@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <optional>
 #include <unordered_map>
 #include <utf8proc.h>
 
@@ -32,47 +33,298 @@ struct TextHash
     std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
 };
 
-/// Builds a key from folded characters: letters and digits kept, blanks collapsed, the rest
-/// dropped, commas ending parts.
+// Words by which a compiler says a place is uncertain, folded, without the full stop of "prob." or
+// "poss.".
+constexpr std::array<std::string_view, 22> doubtWords{
+    "maybe",          "perhaps",      "poss",           "possibly",      "prob",           "probably",
+    "vermutl",        "vermutlich",   "vielleicht",     "wahrsch",       "wahrscheinlich", "probablement",
+    "probablemente",  "posiblemente", "probabilmente",  "possibilmente", "misschien",      "vermoedelijk",
+    "waarschijnlijk", "prawdop",      "prawdopodobnie", "troligen",
+};
+
+bool isDoubtWord(std::string_view folded)
+{
+    return std::find(doubtWords.begin(), doubtWords.end(), folded) != doubtWords.end();
+}
+
+/// What folding a spelling gives: its group key and whether it carries a doubt marker.
+struct Folded
+{
+    std::string key;
+    bool doubtful = false;
+};
+
+/// Builds a key from folded characters: letters and digits kept, blanks collapsed, doubt words and
+/// the rest dropped, commas ending parts.
 class KeyBuilder
 {
 public:
     void letter(const char* bytes, std::size_t length)
     {
-        if (m_blank && !m_part.empty())
-            m_part += ' ';
+        if (!m_inWord) {
+            m_wordStart = m_part.size();
+            if (m_blank && !m_part.empty())
+                m_part += ' ';
+            m_letters = m_part.size();
+            m_inWord = true;
+        }
         m_blank = false;
         m_part.append(bytes, length);
     }
-    void blank() { m_blank = true; }
+    void blank()
+    {
+        endWord();
+        m_blank = true;
+    }
+    void other(bool questionMark)
+    {
+        endWord();
+        m_doubtful = m_doubtful || questionMark;
+    }
     void comma()
     {
+        endWord();
         m_parts.push_back(std::move(m_part));
         m_part.clear();
         m_blank = false;
     }
-    std::string finish()
+    Folded finish()
     {
         comma();
-        std::size_t first = 0, last = m_parts.size();
-        while (first < last && m_parts[first].empty())
-            ++first;
-        while (last > first && m_parts[last - 1].empty())
+        // Empty parts before others say which level a name is at (",Otsego, Michigan" is a
+        // county); after the last name they say nothing.
+        std::size_t last = m_parts.size();
+        while (last > 0 && m_parts[last - 1].empty())
             --last;
-        std::string key;
-        for (std::size_t i = first; i < last; ++i) {
-            if (i > first)
-                key += ',';
-            key += m_parts[i];
+        Folded folded{{}, m_doubtful};
+        for (std::size_t i = 0; i < last; ++i) {
+            if (i > 0)
+                folded.key += ',';
+            folded.key += m_parts[i];
         }
-        return key;
+        return folded;
     }
 
 private:
+    void endWord()
+    {
+        if (m_inWord && isDoubtWord(std::string_view(m_part).substr(m_letters))) {
+            m_part.resize(m_wordStart);
+            m_doubtful = true;
+        }
+        m_inWord = false;
+    }
+
     std::vector<std::string> m_parts;
     std::string m_part;
     bool m_blank = false;
+    bool m_inWord = false;
+    std::size_t m_wordStart = 0; ///< where the word being read begins, with the blank before it
+    std::size_t m_letters = 0;   ///< where its letters begin
+    bool m_doubtful = false;
 };
+
+Folded folded(std::string_view spelling)
+{
+    KeyBuilder key;
+    if (Text::isAscii(spelling)) {
+        // Folding changes nothing in ASCII beyond the case.
+        for (char c : spelling) {
+            if (c >= 'A' && c <= 'Z') {
+                const char lower = static_cast<char>(c - 'A' + 'a');
+                key.letter(&lower, 1);
+            } else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+                key.letter(&c, 1);
+            } else if (c == ',') {
+                key.comma();
+            } else if (isBlank(c)) {
+                key.blank();
+            } else {
+                key.other(c == '?');
+            }
+        }
+        return key.finish();
+    }
+    // Folding first, so that a full-width comma also ends a part and a full-width question mark
+    // marks a doubt.
+    Text::forEachFolded(spelling, [&](const Text::FoldedCharacter& character) {
+        using Kind = Text::FoldedCharacter::Kind;
+        if (character.kind == Kind::letter || character.kind == Kind::digit)
+            key.letter(character.utf8.data(), character.utf8.size());
+        else if (character.scalar == U',')
+            key.comma();
+        else if (character.kind == Kind::blank)
+            key.blank();
+        else
+            key.other(character.scalar == U'?');
+    });
+    return key.finish();
+}
+
+/// A letter of a word as doubt words and abbreviations are read: ASCII, or any byte of a longer
+/// character.
+bool isWordByte(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool isDoubtWordAt(std::string_view text, std::size_t begin, std::size_t end)
+{
+    std::string word(text.substr(begin, end - begin));
+    std::transform(word.begin(), word.end(), word.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return isDoubtWord(word);
+}
+
+/// The length of the doubt marker that `text` begins with ("?", "prob.", "(?)"), or 0.
+std::size_t markerAtStart(std::string_view text);
+
+/// Whether the whole text is one doubt marker, as the inside of "(?)" or "[prob.]" is.
+bool isMarker(std::string_view text)
+{
+    text = Text::trimmed(text);
+    return !text.empty() && markerAtStart(text) == text.size();
+}
+
+std::size_t markerAtStart(std::string_view text)
+{
+    if (text.empty())
+        return 0;
+    if (text.front() == '?')
+        return std::min(text.find_first_not_of('?'), text.size());
+    if (text.front() == '(' || text.front() == '[') {
+        const std::size_t close = text.find(text.front() == '(' ? ')' : ']');
+        return close != std::string_view::npos && isMarker(text.substr(1, close - 1)) ? close + 1 : 0;
+    }
+    std::size_t end = 0;
+    while (end < text.size() && isWordByte(text[end]))
+        ++end;
+    if (end == 0 || !isDoubtWordAt(text, 0, end))
+        return 0;
+    return end < text.size() && text[end] == '.' ? end + 1 : end;
+}
+
+/// The length of the doubt marker that `text` ends with ("?", "(?)", "prob."), or 0.
+std::size_t markerAtEnd(std::string_view text)
+{
+    if (text.empty())
+        return 0;
+    if (text.back() == '?')
+        return text.size() - std::min(text.find_last_not_of('?') + 1, text.size());
+    if (text.back() == ')' || text.back() == ']') {
+        const std::size_t open = text.rfind(text.back() == ')' ? '(' : '[');
+        return open != std::string_view::npos && isMarker(text.substr(open + 1, text.size() - open - 2))
+                   ? text.size() - open
+                   : 0;
+    }
+    std::size_t end = text.size() - (text.back() == '.' ? 1 : 0);
+    std::size_t begin = end;
+    while (begin > 0 && isWordByte(text[begin - 1]))
+        --begin;
+    return begin < end && isDoubtWordAt(text, begin, end) ? text.size() - begin : 0;
+}
+
+/// One part of a spelling around the doubt markers at its ends: "prob. Lynn" is "prob. ",
+/// "Lynn" and "".
+struct MarkedPart
+{
+    std::string_view before, core, after;
+};
+
+MarkedPart marked(std::string_view part)
+{
+    part = Text::trimmed(part);
+    std::size_t begin = 0, end = part.size();
+    while (const std::size_t length = markerAtStart(part.substr(begin, end - begin))) {
+        begin += length;
+        while (begin < end && isBlank(part[begin]))
+            ++begin;
+    }
+    while (const std::size_t length = markerAtEnd(part.substr(begin, end - begin))) {
+        end -= length;
+        while (end > begin && isBlank(part[end - 1]))
+            --end;
+    }
+    return {part.substr(0, begin), part.substr(begin, end - begin), part.substr(end)};
+}
+
+/// The parts between commas, without the empty parts at the end.
+std::vector<std::string_view> partsOf(std::string_view spelling)
+{
+    std::vector<std::string_view> parts;
+    for (std::size_t at = 0;;) {
+        const std::size_t comma = spelling.find(',', at);
+        parts.push_back(spelling.substr(at, comma - at));
+        if (comma == std::string_view::npos)
+            break;
+        at = comma + 1;
+    }
+    while (!parts.empty() && Text::trimmed(parts.back()).empty())
+        parts.pop_back();
+    return parts;
+}
+
+std::string singleBlanks(std::string_view text)
+{
+    std::string out;
+    for (char c : text) {
+        if (!isBlank(c))
+            out += c;
+        else if (out.empty() || out.back() != ' ')
+            out += ' ';
+    }
+    return out;
+}
+
+/// A spelling written as the target. A doubtful one keeps its markers around the target's words
+/// ("prob. lynn, ma" → "prob. Lynn, MA"), and stays as it is when a marker sits inside a part.
+std::string rewritten(std::string_view spelling, std::string_view target)
+{
+    if (!folded(spelling).doubtful)
+        return std::string(target);
+    const std::vector<std::string_view> ours = partsOf(spelling), theirs = partsOf(target);
+    if (ours.size() != theirs.size())
+        return std::string(spelling);
+    std::string text;
+    for (std::size_t i = 0; i < ours.size(); ++i) {
+        const MarkedPart part = marked(ours[i]);
+        const std::string_view core = marked(theirs[i]).core;
+        const Folded written = folded(part.core);
+        if (written.doubtful || written.key != folded(core).key)
+            return std::string(spelling);
+        if (i > 0)
+            text += ", ";
+        text += singleBlanks(part.before) + std::string(core) + singleBlanks(part.after);
+    }
+    return text;
+}
+
+/// The text without the punctuation left at its end by mistake: a comma, semicolon, colon, dash
+/// or slash, or a full stop that closes neither an initial ("D.C.") nor a short abbreviation
+/// ("Co.", "Mass."; "USA." has no full stop of its own).
+std::string withoutStrayEnd(std::string text)
+{
+    while (!text.empty()) {
+        const char last = text.back();
+        if (last == '.') {
+            std::size_t word = text.size() - 1;
+            while (word > 0 && isWordByte(text[word - 1]))
+                --word;
+            const std::string_view letters = std::string_view(text).substr(word, text.size() - 1 - word);
+            const bool abbreviation =
+                letters.size() == 1 ||
+                (!letters.empty() && letters.size() <= 4 &&
+                 std::any_of(letters.begin(), letters.end(), [](char c) { return c >= 'a' && c <= 'z'; }));
+            if (abbreviation)
+                break;
+        } else if (!isBlank(last) && last != ',' && last != ';' && last != ':' && last != '-' &&
+                   last != '/') {
+            break;
+        }
+        text.pop_back();
+    }
+    return text;
+}
 
 /// Capital letters and diacritics: on a tie the spelling with more of them is the one written
 /// with more care.
@@ -104,6 +356,7 @@ struct Spelling
 {
     std::string_view text;
     std::uint32_t group = 0;
+    bool doubtful = false;
     std::vector<std::int64_t> nodeIDs;
     std::vector<std::uint32_t> owners;
 };
@@ -114,34 +367,12 @@ namespace PlaceNames {
 
 std::string groupKey(std::string_view spelling)
 {
-    KeyBuilder key;
-    if (Text::isAscii(spelling)) {
-        // Folding changes nothing in ASCII beyond the case.
-        for (char c : spelling) {
-            if (c >= 'A' && c <= 'Z') {
-                const char lower = static_cast<char>(c - 'A' + 'a');
-                key.letter(&lower, 1);
-            } else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
-                key.letter(&c, 1);
-            } else if (c == ',') {
-                key.comma();
-            } else if (isBlank(c)) {
-                key.blank();
-            }
-        }
-        return key.finish();
-    }
-    // Folding first, so that a full-width comma also ends a part.
-    Text::forEachFolded(spelling, [&](const Text::FoldedCharacter& character) {
-        using Kind = Text::FoldedCharacter::Kind;
-        if (character.kind == Kind::letter || character.kind == Kind::digit)
-            key.letter(character.utf8.data(), character.utf8.size());
-        else if (character.scalar == U',')
-            key.comma();
-        else if (character.kind == Kind::blank)
-            key.blank();
-    });
-    return key.finish();
+    return folded(spelling).key;
+}
+
+bool isDoubtful(std::string_view spelling)
+{
+    return folded(spelling).doubtful;
 }
 
 std::string tidied(std::string_view spelling)
@@ -161,14 +392,12 @@ std::string tidied(std::string_view spelling)
             parts.back() += c;
         }
     }
-    std::size_t first = 0, last = parts.size();
-    while (first < last && parts[first].empty())
-        ++first;
-    while (last > first && parts[last - 1].empty())
+    std::size_t last = parts.size();
+    while (last > 0 && parts[last - 1].empty())
         --last;
     std::string text;
-    for (std::size_t i = first; i < last; ++i) {
-        if (i > first)
+    for (std::size_t i = 0; i < last; ++i) {
+        if (i > 0)
             text += ", ";
         text += parts[i];
     }
@@ -193,13 +422,16 @@ bool hasExtraSpaces(std::string_view spelling)
 
 Fix fixFor(const PlaceGroup& group, std::string_view target)
 {
-    Fix fix{"place-" + group.key, "Write every spelling as " + quoted(target), {}, {}, false};
+    // Writing a doubtful spelling everywhere would cast its doubt on lines that had none.
+    Fix fix{"place-" + group.key, "Write every spelling as " + quoted(target), {}, {}, isDoubtful(target)};
     for (const PlaceSpelling& spelling : group.spellings) {
-        if (spelling.text == target)
+        std::string text = rewritten(spelling.text, target);
+        if (text == spelling.text)
             continue;
+        fix.needsReview = fix.needsReview || isDoubtful(spelling.text);
         for (const std::int64_t node : spelling.nodeIDs)
-            fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, std::string(target)}});
-        fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::string(target)});
+            fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, text}});
+        fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::move(text)});
     }
     return fix;
 }
@@ -221,10 +453,14 @@ public:
 
         std::vector<Issue> issues;
         for (const std::vector<std::uint32_t>& members : m_groups) {
-            if (members.size() >= 2)
-                issues.push_back(groupFinding(members));
-            else
-                extraSpaces(m_spellings[members.front()], issues);
+            if (members.size() >= 2) {
+                if (std::optional<Issue> issue = groupFinding(members)) {
+                    issues.push_back(std::move(*issue));
+                    continue;
+                }
+            }
+            for (const std::uint32_t s : members)
+                extraSpaces(m_spellings[s], issues);
         }
         datesAsPlaces(issues);
         return issues;
@@ -276,11 +512,12 @@ private:
     {
         std::unordered_map<std::string, std::uint32_t> groups;
         for (std::uint32_t s = 0; s < m_spellings.size(); ++s) {
-            std::string key = PlaceNames::groupKey(m_spellings[s].text);
-            if (key.empty())
+            Folded place = folded(m_spellings[s].text);
+            if (place.key.empty())
                 continue;
+            m_spellings[s].doubtful = place.doubtful;
             auto [at, added] =
-                groups.try_emplace(std::move(key), static_cast<std::uint32_t>(m_groups.size()));
+                groups.try_emplace(std::move(place.key), static_cast<std::uint32_t>(m_groups.size()));
             if (added) {
                 m_groups.emplace_back();
                 m_keys.push_back(at->first);
@@ -290,41 +527,55 @@ private:
         }
     }
 
-    Issue groupFinding(std::vector<std::uint32_t> members)
+    /// The finding of a group of spellings, when there is something to rewrite.
+    std::optional<Issue> groupFinding(std::vector<std::uint32_t> members)
     {
         // Most frequent first; spellings came in file order, which a stable sort keeps for ties.
         std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
             return m_spellings[a].nodeIDs.size() > m_spellings[b].nodeIDs.size();
         });
-        std::uint32_t chosen = members.front();
-        std::size_t chosenCare = 0;
-        for (std::size_t i = 1; i < members.size() &&
-                                m_spellings[members[i]].nodeIDs.size() == m_spellings[chosen].nodeIDs.size();
-             ++i) {
-            if (i == 1)
+        // A doubtful spelling is never the one the others are written as.
+        const auto sure = std::find_if(members.begin(), members.end(),
+                                       [&](std::uint32_t s) { return !m_spellings[s].doubtful; });
+        if (sure == members.end())
+            return std::nullopt;
+        std::uint32_t chosen = *sure;
+        std::optional<std::size_t> chosenCare;
+        for (auto at = sure + 1;
+             at != members.end() && m_spellings[*at].nodeIDs.size() == m_spellings[chosen].nodeIDs.size();
+             ++at) {
+            if (m_spellings[*at].doubtful)
+                continue;
+            if (!chosenCare)
                 chosenCare = carefulness(m_spellings[chosen].text);
-            if (const std::size_t care = carefulness(m_spellings[members[i]].text); care > chosenCare) {
-                chosen = members[i];
+            if (const std::size_t care = carefulness(m_spellings[*at].text); care > *chosenCare) {
+                chosen = *at;
                 chosenCare = care;
             }
         }
 
         PlaceGroup group;
         group.key = m_keys[m_spellings[members.front()].group];
-        group.suggested = PlaceNames::tidied(m_spellings[chosen].text);
+        group.suggested = withoutStrayEnd(PlaceNames::tidied(m_spellings[chosen].text));
         std::vector<std::uint32_t> owners;
+        for (std::uint32_t s : members) {
+            const Spelling& spelling = m_spellings[s];
+            if (rewritten(spelling.text, group.suggested) != spelling.text)
+                owners.insert(owners.end(), spelling.owners.begin(), spelling.owners.end());
+        }
+        if (owners.empty())
+            return std::nullopt;
+        std::sort(owners.begin(), owners.end());
+        owners.erase(std::unique(owners.begin(), owners.end()), owners.end());
+
         std::string detail;
         for (std::uint32_t s : members) {
             Spelling& spelling = m_spellings[s];
-            if (spelling.text != group.suggested)
-                owners.insert(owners.end(), spelling.owners.begin(), spelling.owners.end());
             detail +=
                 (detail.empty() ? "" : "; ") + quoted(spelling.text) + ": " + lines(spelling.nodeIDs.size());
             group.spellings.push_back(
                 {std::string(spelling.text), spelling.nodeIDs.size(), std::move(spelling.nodeIDs)});
         }
-        std::sort(owners.begin(), owners.end());
-        owners.erase(std::unique(owners.begin(), owners.end()), owners.end());
 
         Issue issue{"place-" + group.key, IssueCategory::places, Severity::warning,
                     "Place spelled " + std::to_string(members.size()) + " ways", detail + "."};
@@ -359,7 +610,7 @@ private:
                             "Write as " + quoted(target),
                             {Edit{Edit::SetValue{spelling.nodeIDs[i], std::string(spelling.text), target}}},
                             {PreviewLine{context, std::string(spelling.text), target}},
-                            false};
+                            spelling.doubtful};
             issues.push_back(std::move(issue));
         }
     }

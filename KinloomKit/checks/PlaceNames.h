@@ -10,11 +10,17 @@
 namespace kinloom::PlaceNames {
 
 /// What every spelling of one place shares: the parts between commas folded in case, diacritics
-/// and width, keeping only letters, digits and single blanks, empty parts at the ends dropped,
-/// joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire").
+/// and width, keeping only letters, digits and single blanks, without doubt markers, empty parts
+/// at the end dropped, joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire",
+/// ",Otsego, prob. Michigan" → ",otsego,michigan").
 [[nodiscard]] std::string groupKey(std::string_view spelling);
 
-/// The spelling with single blanks and ", " between its parts, empty parts at the ends dropped.
+/// Whether the compiler marked the place as uncertain: a question mark ("Ireland (?)",
+/// "Boston, MA?") or a word such as "prob.", "poss.", "probably" or "possibly".
+[[nodiscard]] bool isDoubtful(std::string_view spelling);
+
+/// The spelling with single blanks and ", " between its parts, empty parts at the end dropped;
+/// empty parts before others keep their places.
 [[nodiscard]] std::string tidied(std::string_view spelling);
 
 /// Whether a spelling has blanks at its ends, doubled blanks, or a blank before a comma that
@@ -22,7 +28,9 @@ namespace kinloom::PlaceNames {
 [[nodiscard]] bool hasExtraSpaces(std::string_view spelling);
 
 /// The fix that writes every line of the group as `target`; the group finding carries it for
-/// the suggested spelling, and the app rebuilds it for the spelling the user chooses.
+/// the suggested spelling, and the app rebuilds it for the spelling the user chooses. Doubtful
+/// spellings keep their markers around the target's words, and a fix that rewrites one, or
+/// writes a doubtful target, needs review.
 [[nodiscard]] Fix fixFor(const PlaceGroup& group, std::string_view target);
 
 } // namespace kinloom::PlaceNames
