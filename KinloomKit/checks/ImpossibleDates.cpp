@@ -345,7 +345,7 @@ private:
                            label + ": " + birthText(events) + ", at least " + wholeYears(m_year - birthHigh) +
                                " years ago, and no death or burial is recorded. Programs treat them as "
                                "living until a death is recorded",
-                           {Basis{events.birth, person.record}});
+                           {}); // a missing death, not a wrong birth date, is what it rests on
         issue.fix = Fix{issue.id,
                         "Record that they died (1 DEAT Y)",
                         {Edit{Edit::Add{std::string(person.xref), std::nullopt, "DEAT", "Y",
