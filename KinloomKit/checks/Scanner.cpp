@@ -200,6 +200,22 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
     if (!std::holds_alternative<DateNormalization::Unrecognized>(normalization.value))
         return std::nullopt;
 
+    if (const std::optional<std::string> range = GedcomDates::eitherYear(value)) {
+        Issue issue{id,
+                    IssueCategory::dateFormats,
+                    Severity::warning,
+                    "Date not in the standard form",
+                    context + ": " + quoted(value) + ". Dual years ended in " +
+                        std::to_string(GedcomDates::lastDualYear) +
+                        ", so two years written like this mean one or the other.",
+                    recordsOf(record)};
+        issue.fix = Fix{id,
+                        "Write as " + quoted(*range),
+                        {Edit{Edit::SetValue{node.id(), from, *range}}},
+                        {PreviewLine{context, std::string(value), *range}},
+                        true};
+        return issue;
+    }
     const std::string words = collapsedWords(value);
     // Swapped fields ("Machine operator, Ford Motor Co.") or a word for a fact ("STILLBORN"):
     // wrapped as a phrase, the text would pass for a date and its real place be lost.

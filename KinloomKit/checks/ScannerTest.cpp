@@ -212,6 +212,8 @@ TEST(ScannerTest, UnreadableDates)
         {"12 MAR 1637/1638", false, "Date not in the standard form", "Write as \u201C12 MAR 1637/38\u201D",
          false},
         {"1637/1639", false, "Not a date Kinloom can read", "Keep as a date phrase \u201C(1637/1639)\u201D"},
+        // After the dual years, the next year written in full is one year or the other.
+        {"1815/1816", false, "Date not in the standard form", "Write as \u201CBET 1815 AND 1816\u201D"},
         {"26 Oct", false, "Not a date Kinloom can read", "Keep as a date phrase \u201C(26 Oct)\u201D"},
         {"26 Oct", true, "Not a date Kinloom can read", nullptr},
         // A phrase would lose the date read among the words.

@@ -615,7 +615,9 @@ bool isWordSeparator(char c)
 
 /// How many digits follow the slash of a dual year after `year` (which ends at `at`): two
 /// ("1750/51"), or four when they are the next year written in full ("1637/1638"); 0 when there is
-/// no dual year. A second year other than the next one is not a dual year but two dates.
+/// no dual year. A second year other than the next one is not a dual year but two dates, and so is
+/// the next year written in full after 1752, when the last calendars to change had changed: there
+/// "1815/1816" means one year or the other.
 std::size_t dualYearWidth(std::string_view text, std::size_t at, std::string_view year)
 {
     if (at >= text.size() || text[at] != '/')
@@ -628,7 +630,10 @@ std::size_t dualYearWidth(std::string_view text, std::size_t at, std::string_vie
     const std::string_view second = text.substr(at + 1, end - at - 1);
     if (second.size() == 2)
         return 2;
-    return second.size() == 4 && digitsValue(second, 4) == *digitsValue(year, 4) + 1 ? 4 : 0;
+    const int first = *digitsValue(year, 4);
+    return second.size() == 4 && first <= GedcomDates::lastDualYear && digitsValue(second, 4) == first + 1
+               ? 4
+               : 0;
 }
 
 /// "12 march 1890", "march 12th, 1890", "3rd of may 1901", "12-mar-1890", "mar. 1890", "1890".
@@ -1215,6 +1220,18 @@ bool isOtherCalendar(std::string_view value)
 bool isDatePhrase(std::string_view value)
 {
     return value.size() > 1 && value.front() == '(' && value.back() == ')';
+}
+
+std::optional<std::string> eitherYear(std::string_view value)
+{
+    const std::string_view text = trimmedSpace(value);
+    if (text.size() != 9 || text[4] != '/')
+        return std::nullopt;
+    const std::optional<int> first = digitsValue(text.substr(0, 4), 4);
+    const std::optional<int> second = digitsValue(text.substr(5), 4);
+    if (!first || !second || *second != *first + 1 || *first <= lastDualYear)
+        return std::nullopt;
+    return "BET " + std::string(text.substr(0, 4)) + " AND " + std::string(text.substr(5));
 }
 
 bool hasDateElement(std::string_view value)

@@ -118,6 +118,14 @@ inline constexpr std::array<std::string_view, 8> allStyles{
 /// A value in parentheses: kept as it is, never ranged.
 [[nodiscard]] bool isDatePhrase(std::string_view value);
 
+/// The last year written with a dual year: Britain and its colonies, the last to leave the Julian
+/// calendar, changed in 1752.
+inline constexpr int lastDualYear = 1752;
+
+/// "1815/1816" after the dual years: one year or the other, written "BET 1815 AND 1816"; none for
+/// any other value.
+[[nodiscard]] std::optional<std::string> eitherYear(std::string_view value);
+
 /// Whether the value holds anything a date is written with: a digit, or the name of a month.
 [[nodiscard]] bool hasDateElement(std::string_view value);
 
