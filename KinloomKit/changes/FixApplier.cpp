@@ -184,7 +184,15 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
                 (!value || *value == *edit.value))
                 return;
         }
-        std::string line = recordLabel(record) + ": + 1 " + edit.tag + (edit.value ? " " + *edit.value : "");
+        // The added line as the file will have it: a line under another one is a level deeper.
+        std::string line = recordLabel(record);
+        int level = 1;
+        if (edit.under) {
+            const std::string path = tagPath(record, *edit.under);
+            line += " \u00B7 " + path;
+            level += 1 + static_cast<int>(std::count(path.begin(), path.end(), ' '));
+        }
+        line += ": + " + std::to_string(level) + " " + edit.tag + (edit.value ? " " + *edit.value : "");
         GedcomNode added = document.newNode(edit.tag, edit.value);
         document.update(index, parent->id(), [&](GedcomNode& node) {
             auto& children = node.children();
