@@ -1,7 +1,7 @@
-#include "AppModel.h"
-#include "ContentView.h"
-#include "Icons.h"
-#include "QtPlatformServices.h"
+#include "session/AppModel.h"
+#include "window/ContentView.h"
+#include "window/Icons.h"
+#include "desktop/QtPlatformServices.h"
 
 #include <QApplication>
 

@@ -1,12 +1,12 @@
 // Opens a family-tree file in the real window and saves a picture of each screen, for people to
 // look at: kinloom-screenshots OUTDIR FILE.ged
-#include "AppModel.h"
-#include "ApplySheet.h"
-#include "ContentView.h"
-#include "Icons.h"
-#include "QtPlatformServices.h"
-#include "ScriptedServices.h"
-#include "SettingsView.h"
+#include "session/AppModel.h"
+#include "window/ApplySheet.h"
+#include "window/ContentView.h"
+#include "window/Icons.h"
+#include "desktop/QtPlatformServices.h"
+#include "session/ScriptedServices.h"
+#include "window/SettingsView.h"
 
 #include <QApplication>
 #include <QDir>

@@ -3,8 +3,8 @@
 // history of 20 batches holds next to the session as opened.
 #include "Measure.h"
 
-#include "KinloomApp/AppModel.h"
-#include "KinloomApp/ScriptedServices.h"
+#include "session/AppModel.h"
+#include "session/ScriptedServices.h"
 #include "KinloomPdf/PdfRenderer.h"
 #include "sample/SampleTree.h"
 

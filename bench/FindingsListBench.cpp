@@ -6,9 +6,9 @@
 //   kinloom-bench-list FILE.ged       (a tree of your own; its largest category is shown)
 #include "Measure.h"
 
-#include "KinloomApp/AppModel.h"
-#include "KinloomApp/ContentView.h"
-#include "KinloomApp/ScriptedServices.h"
+#include "session/AppModel.h"
+#include "window/ContentView.h"
+#include "session/ScriptedServices.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -1,0 +1,518 @@
+#include "window/ContentView.h"
+#include "session/AppModel.h"
+#include "window/ApplySheet.h"
+#include "window/DuplicateCompare.h"
+#include "window/findings/IssueListModel.h"
+#include "window/findings/IssueListView.h"
+#include "window/MainSplitView.h"
+#include "session/ScriptedServices.h"
+
+#include "sample/SampleTree.h"
+
+#include <QAbstractItemModelTester>
+#include <QAction>
+#include <QFile>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeView>
+
+using namespace kinloom;
+
+namespace {
+
+// A small family with two sexes written the long way and one place spelled two ways; no duplicates.
+constexpr const char* smithFamily =
+    "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+    "0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX male\n1 BIRT\n2 DATE 1 JAN 1900\n"
+    "2 PLAC Boston, Massachusetts\n1 FAMS @F1@\n"
+    "0 @I2@ INDI\n1 NAME Mary /Smith/\n1 SEX F\n1 BIRT\n2 DATE 2 FEB 1902\n"
+    "2 PLAC Boston, Massachusetts\n1 FAMS @F1@\n"
+    "0 @I3@ INDI\n1 NAME Ann /Smith/\n1 SEX female\n1 BIRT\n2 DATE 3 MAR 1930\n"
+    "2 PLAC boston,  massachusetts\n1 FAMC @F1@\n"
+    "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n1 CHIL @I3@\n0 TRLR\n";
+
+} // namespace
+
+#define WAIT_IDLE(model) QTRY_VERIFY_WITH_TIMEOUT(!(model).busy(), 30000)
+
+class ContentViewTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    std::unique_ptr<ScriptedServices> m_services;
+    std::unique_ptr<AppModel> m_model;
+    std::unique_ptr<ContentView> m_window;
+
+    QString writeFile(const QString& name, const std::string& bytes)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write the test file");
+        file.write(bytes.data(), qint64(bytes.size()));
+        return path;
+    }
+
+    void open(const std::string& text)
+    {
+        m_model->openFile(writeFile(QStringLiteral("Tree.ged"), text));
+        WAIT_IDLE(*m_model);
+        QVERIFY(m_model->result());
+    }
+
+    template <class T>
+    T* child(const char* name) const
+    {
+        auto* found = m_window->findChild<T*>(QLatin1String(name));
+        if (!found)
+            qFatal("no child named %s", name);
+        return found;
+    }
+
+    QString labelText(const char* name) const { return child<QLabel>(name)->text(); }
+
+    /// Shows a category and makes the first finding the current one.
+    QTreeView* showCategory(IssueCategory category)
+    {
+        m_model->setSidebar(SidebarItem::forCategory(category));
+        auto* tree = child<QTreeView>("issueTree");
+        if (tree->model()->rowCount() > 0)
+            tree->setCurrentIndex(tree->model()->index(0, 0));
+        return tree;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QStandardPaths::setTestModeEnabled(true);
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
+                           m_dir.filePath(QStringLiteral("settings")));
+    }
+
+    void init()
+    {
+        m_services = std::make_unique<ScriptedServices>();
+        m_model = std::make_unique<AppModel>(*m_services, false);
+        m_window = std::make_unique<ContentView>(*m_model);
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    }
+
+    void cleanup()
+    {
+        m_window.reset();
+        m_model.reset();
+        m_services.reset();
+    }
+
+    void emptyStateSaysWhatTheAppDoes()
+    {
+        QVERIFY(child<QWidget>("emptyState")->isVisible());
+        QCOMPARE(labelText("emptyTitle"), QStringLiteral("Tidy up a family tree"));
+        QCOMPARE(labelText("emptySubtitle"),
+                 QStringLiteral("Open a GEDCOM file from any family-tree program."));
+        QCOMPARE(
+            labelText("emptyPitch"),
+            QStringLiteral("Kinloom finds likely duplicates, impossible dates, messy dates and place names, "
+                           "missing details and broken links, and shows every fix before it makes it."));
+        QCOMPARE(labelText("dropLabel"), QStringLiteral("or drop a .ged file here"));
+        QCOMPARE(labelText("privacyLabel"), QStringLiteral("Your tree stays on this ") + computerWord() +
+                                                QStringLiteral(", and your file is never changed: fixes go "
+                                                               "into a new copy."));
+        auto* openButton = child<QPushButton>("openButton");
+        QCOMPARE(openButton->text(), QStringLiteral("Open Family-Tree File…"));
+        QTest::mouseClick(openButton, Qt::LeftButton);
+        QCOMPARE(m_services->fileRequests().size(), 1);
+    }
+
+    void droppedFilesMustBeOneFamilyTree_data()
+    {
+        QTest::addColumn<QList<QUrl>>("urls");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("one .ged") << QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/a.ged"))} << true;
+        QTest::newRow("capitals") << QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/A.GED"))} << true;
+        QTest::newRow("text file") << QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/a.txt"))} << false;
+        QTest::newRow("two files") << QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/tmp/a.ged")),
+                                                  QUrl::fromLocalFile(QStringLiteral("/tmp/b.ged"))}
+                                   << false;
+        QTest::newRow("remote") << QList<QUrl>{QUrl(QStringLiteral("https://example.org/a.ged"))} << false;
+    }
+
+    void droppedFilesMustBeOneFamilyTree()
+    {
+        QFETCH(QList<QUrl>, urls);
+        QFETCH(bool, accepted);
+        QMimeData data;
+        data.setUrls(urls);
+        QCOMPARE(!ContentView::droppedFamilyTree(&data).isEmpty(), accepted);
+    }
+
+    void droppingAFileHighlightsThenOpensIt()
+    {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(writeFile(QStringLiteral("Dropped.ged"), smithFamily))});
+        const QPoint centre = m_window->rect().center();
+        QDragEnterEvent enter(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(m_window.get(), &enter);
+        QVERIFY(enter.isAccepted());
+        QVERIFY(m_window->dropTargeted());
+        QDropEvent drop(QPointF(centre), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(m_window.get(), &drop);
+        QVERIFY(!m_window->dropTargeted());
+        // While the file is read, the overlay says so and the session's commands wait.
+        QVERIFY(child<QWidget>("busyOverlay")->isVisible());
+        QCOMPARE(labelText("busyLabel"), QStringLiteral("Reading Dropped.ged…"));
+        QVERIFY(!child<QAction>("openAction")->isEnabled());
+        WAIT_IDLE(*m_model);
+        QVERIFY(!child<QWidget>("busyOverlay")->isVisible());
+        QVERIFY(child<QAction>("openAction")->isEnabled());
+        QVERIFY(child<QWidget>("mainSplit")->isVisible());
+        QCOMPARE(m_model->fileName(), QStringLiteral("Dropped.ged"));
+    }
+
+    void emptyCategoryShowsItsSentence()
+    {
+        open(smithFamily);
+        showCategory(IssueCategory::duplicates);
+        QVERIFY(child<QWidget>("emptyCategory")->isVisible());
+        QVERIFY(!child<QWidget>("issueTree")->isVisible());
+        QCOMPARE(labelText("nothingLabel"), QStringLiteral("Nothing to fix here"));
+        QCOMPARE(labelText("emptySentence"), QStringLiteral("No two people look like the same person."));
+        QVERIFY(!child<QPushButton>("tickAllButton")->isEnabled());
+    }
+
+    void tickingARowThenEveryFixKeepsEachIdOnce()
+    {
+        open(smithFamily);
+        QTreeView* tree = showCategory(IssueCategory::missing);
+        QVERIFY(child<QWidget>("issueTree")->isVisible());
+        const std::vector<std::string> ids = m_window->mainSplit()->issueList()->listModel()->fixIDs();
+        QVERIFY(ids.size() >= 2);
+
+        // The space bar ticks the current row, as it does a check box.
+        tree->setFocus();
+        QTest::keyClick(tree, Qt::Key_Space);
+        QCOMPARE(m_model->selection(), std::set<std::string>{ids.front()});
+        QCOMPARE(tree->model()->index(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
+        QCOMPARE(labelText("tickedLabel"), QStringLiteral("1 fix ticked"));
+
+        QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
+        QCOMPARE(m_model->selection(), std::set<std::string>(ids.begin(), ids.end()));
+        child<QAction>("reviewAction")->trigger();
+        QCOMPARE(child<QListWidget>("applyList")->count(), int(ids.size()));
+        QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size()));
+    }
+
+    void summaryCountsFixesAndFlaggedFindings_data()
+    {
+        QTest::addColumn<int>("withFix");
+        QTest::addColumn<int>("merges");
+        QTest::addColumn<int>("flagged");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("one fix") << 1 << 0 << 0 << QStringLiteral("1 finding with a suggested fix.");
+        QTest::newRow("merges and flagged")
+            << 0 << 2 << 1
+            << QStringLiteral(
+                   "2 pairs can be merged. A merge keeps every name, fact and source of both records. "
+                   "1 finding without a fix. These are flagged, not changed: check them against "
+                   "your sources.");
+        QTest::newRow("fixes and flagged")
+            << 3 << 0 << 2
+            << QStringLiteral("3 findings with a suggested fix. 2 findings without a fix. These are flagged, "
+                              "not changed: check them against your sources.");
+    }
+
+    void summaryCountsFixesAndFlaggedFindings()
+    {
+        QFETCH(int, withFix);
+        QFETCH(int, merges);
+        QFETCH(int, flagged);
+        QFETCH(QString, expected);
+        std::vector<Issue> issues;
+        for (int i = 0; i < withFix; ++i)
+            issues.push_back({.fix = Fix{}});
+        for (int i = 0; i < merges; ++i)
+            issues.push_back({.category = IssueCategory::duplicates, .fix = Fix{}});
+        for (int i = 0; i < flagged; ++i)
+            issues.push_back({});
+        std::vector<const Issue*> pointers;
+        for (const Issue& issue : issues)
+            pointers.push_back(&issue);
+        QCOMPARE(IssueListView::summary(pointers), expected);
+    }
+
+    void oneTickedFixAppliesInTheSingular()
+    {
+        open(smithFamily);
+        const std::vector<std::string> ids =
+            (showCategory(IssueCategory::missing), m_window->mainSplit()->issueList()->listModel()->fixIDs());
+        m_model->setSelected(ids.front(), true);
+        child<QAction>("reviewAction")->trigger();
+        QVERIFY(child<QWidget>("applySheet")->isVisible());
+        auto* apply = child<QPushButton>("applyButton");
+        QCOMPARE(apply->text(), QStringLiteral("Apply 1 Change"));
+        QTest::mouseClick(apply, Qt::LeftButton);
+        QVERIFY(!m_model->showApply());
+        WAIT_IDLE(*m_model);
+        QCOMPARE(m_model->lastApplied().value_or(QString()), QStringLiteral("Applied 1 change."));
+        // The list rescanned while busy still offers to tick what is left.
+        QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
+        QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
+        QVERIFY(child<QAction>("undoAction")->isEnabled());
+        m_model->setSidebar(SidebarItem::changes());
+        QCOMPARE(labelText("changesStatus"),
+                 QStringLiteral("1 change, not yet saved. They go into the change log "
+                                "when you save a cleaned copy."));
+        QCOMPARE(labelText("changesNote"),
+                 QStringLiteral("Your original file is never changed. Fixes go into a new "
+                                "copy, with a change log of every edit."));
+        QTest::mouseClick(child<QPushButton>("changesUndoAllButton"), Qt::LeftButton);
+        WAIT_IDLE(*m_model);
+        QCOMPARE(labelText("changesStatus"),
+                 QStringLiteral("No changes yet. Tick fixes in the findings, then Review & Apply."));
+        QVERIFY(labelText("unsavedLabel").isEmpty());
+        QVERIFY(!child<QAction>("undoAction")->isEnabled());
+    }
+
+    void choosingAPlaceSpellingChangesTheFixToApply()
+    {
+        open(smithFamily);
+        showCategory(IssueCategory::places);
+        const Issue* issue = m_window->mainSplit()->issueList()->listModel()->issue(
+            child<QTreeView>("issueTree")->currentIndex());
+        QVERIFY(issue && issue->places && issue->fix);
+        QVERIFY(child<QWidget>("placePicker")->isVisible());
+        m_model->setSelected(issue->fix->id, true);
+
+        child<QAction>("reviewAction")->trigger();
+        auto* list = child<QListWidget>("applyList");
+        QCOMPARE(list->count(), 1);
+        QVERIFY(list->item(0)->text().contains(QStringLiteral("“Boston, Massachusetts”")));
+        child<QPushButton>("applyCancelButton")->click();
+
+        const QModelIndex row = child<QTreeView>("issueTree")->currentIndex();
+        QVERIFY(!row.data(IssueListModel::FixTitleRole).toString().contains(QStringLiteral("boston,  mass")));
+        QTest::mouseClick(child<QPushButton>("useSpelling1"), Qt::LeftButton);
+        QCOMPARE(m_model->placeTargets().at(issue->places->key), std::string("boston,  massachusetts"));
+        // The row and its preview lines follow the chosen spelling.
+        QVERIFY(row.data(IssueListModel::FixTitleRole)
+                    .toString()
+                    .contains(QStringLiteral("“boston,  massachusetts”")));
+        const QModelIndex firstLine = row.model()->index(0, 0, row);
+        QCOMPARE(firstLine.data(IssueListModel::PreviewAfterRole).toString(),
+                 QStringLiteral("boston,  massachusetts"));
+        child<QAction>("reviewAction")->trigger();
+        QVERIFY(list->item(0)->text().contains(QStringLiteral("“boston,  massachusetts”")));
+    }
+
+    void duplicateComparisonShowsBothRecords()
+    {
+        open(SampleTree::sampleText());
+        showCategory(IssueCategory::duplicates);
+        auto* compare = child<DuplicateCompare>("duplicateCompare");
+        QVERIFY(compare->isVisible());
+        // The evidence both ways: the sample's first pair has nothing against it.
+        auto* evidence = child<QLabel>("duplicateEvidence");
+        QVERIFY(evidence->isVisible());
+        QVERIFY(
+            evidence->text().startsWith(QStringLiteral("<b>For:</b> Similar names (William Hartley / Bill "
+                                                       "Hartley) \u00B7 Nickname or other form")));
+        QVERIFY(
+            evidence->text().endsWith(QStringLiteral("<b>Against:</b> nothing recorded tells them apart")));
+        auto* button = child<QPushButton>("compareButton");
+        QVERIFY(button->text().startsWith(QStringLiteral("Compare the two records (")));
+        QTest::mouseClick(button, Qt::LeftButton);
+        QVERIFY(compare->isOpen());
+        auto* table = child<QTableWidget>("compareTable");
+        QVERIFY(table->isVisible());
+        QVERIFY(table->rowCount() > 1);
+        // Each record's own first line names it, on its side.
+        const Issue* issue = m_window->mainSplit()->issueList()->listModel()->issue(
+            child<QTreeView>("issueTree")->currentIndex());
+        QVERIFY(table->item(0, 0)->text().contains(QString::fromStdString(issue->match->keep)));
+        QVERIFY(table->item(0, 1)->text().contains(QString::fromStdString(issue->match->remove)));
+    }
+
+    void failuresShowAnAlertThatClearsTheError()
+    {
+        m_model->openFile(writeFile(QStringLiteral("Notes.ged"), "just some notes\n"));
+        WAIT_IDLE(*m_model);
+        QVERIFY(m_model->error());
+        auto* alert = child<QMessageBox>("errorAlert");
+        QTRY_VERIFY(alert->isVisible());
+        QCOMPARE(alert->windowTitle(), QStringLiteral("Something went wrong"));
+        QCOMPARE(alert->informativeText(), *m_model->error());
+        alert->button(QMessageBox::Ok)->click();
+        QVERIFY(!m_model->error());
+        QVERIFY(!alert->isVisible());
+    }
+
+    void findingsModelIsConsistent()
+    {
+        IssueListModel list(*m_model);
+        QAbstractItemModelTester tester(&list, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        open(SampleTree::sampleText());
+        for (IssueCategory category : allIssueCategories) {
+            list.setCategory(category);
+            for (int row = 0; row < list.rowCount(); ++row) {
+                const QModelIndex index = list.index(row, 0);
+                QCOMPARE(list.rowCount(index),
+                         int(list.issue(index)->fix ? list.issue(index)->fix->preview.size() : 0));
+                if (index.flags() & Qt::ItemIsUserCheckable)
+                    QVERIFY(list.setData(index, Qt::Checked, Qt::CheckStateRole));
+            }
+        }
+        QVERIFY(!m_model->selection().empty());
+    }
+
+    void overviewSaysHowNumericDatesAreRead()
+    {
+        open("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+             "0 @I1@ INDI\n1 NAME Ann /Lee/\n1 BIRT\n2 DATE 25/12/1890\n1 DEAT\n2 DATE 03/04/1950\n0 TRLR\n");
+        QVERIFY(child<QWidget>("overview")->isVisible());
+        QCOMPARE(
+            labelText("numericOrderLabel"),
+            QStringLiteral("Dates like 03/04/1890 are read day first (3 April 1890), as the rest of the file "
+                           "writes them. Change this in Settings › Checks."));
+        QVERIFY(child<QLabel>("numericOrderLabel")->isVisible());
+    }
+
+    void readAsReadsTheFileAgainInTheChosenEncoding()
+    {
+        // "Stanisław Wójcik" in Windows-1250, under a header that names no code page.
+        open("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR ANSI\n0 @I1@ INDI\n1 NAME Stanis\xb3"
+             "aw /W\xf3jcik/\n0 TRLR\n");
+        auto* readAs = child<QPushButton>("readAsButton");
+        QCOMPARE(readAs->text(), QStringLiteral("Read as…"));
+        QAction* choice = nullptr;
+        for (QAction* action : readAs->menu()->actions()) {
+            if (action->text() == QStringLiteral("Windows-1250 (Central European)"))
+                choice = action;
+        }
+        QVERIFY(choice);
+        choice->trigger();
+        WAIT_IDLE(*m_model);
+        QVERIFY(m_model->result());
+        QCOMPARE(m_model->document()->encoding, TextEncoding::windows1250);
+        QCOMPARE(labelText("encodingLabel"), QStringLiteral("Windows-1250 (Central European)"));
+        const NodeView person = m_model->document()->record(1);
+        QCOMPARE(person.firstChild("NAME")->value().value_or(""), std::string_view("Stanisław /Wójcik/"));
+    }
+
+    void closingRemembersTheWindowLayout()
+    {
+        QSettings().remove(QStringLiteral("window"));
+        m_window->resize(900, 640);
+        QVERIFY(m_window->close());
+        const QSettings settings;
+        QVERIFY(!settings.value(QStringLiteral("window/geometry")).toByteArray().isEmpty());
+        QVERIFY(!settings.value(QStringLiteral("window/sidebarSplit")).toByteArray().isEmpty());
+        ContentView reopened(*m_model);
+        QCOMPARE(reopened.size(), QSize(900, 640));
+    }
+
+    void closeGuardAsksBeforeUnsavedChangesAreLost()
+    {
+        // Only a session that keeps its settings asks the discard question, as the app's does.
+        ScriptedServices services;
+        AppModel model(services, true);
+        ContentView window(model);
+        window.show();
+        model.openFile(writeFile(QStringLiteral("Tree.ged"), smithFamily));
+        WAIT_IDLE(model);
+        model.setSelected(model.result()->issues.front().fix->id, true);
+        model.applySelection();
+        WAIT_IDLE(model);
+        QVERIFY(model.hasUnsavedChanges());
+
+        services.setNextAnswer(2); // Cancel
+        QVERIFY(!window.close());
+        QVERIFY(window.isVisible());
+        QCOMPARE(services.alerts().size(), 1);
+        QCOMPARE(services.alerts().back().detail, QStringLiteral("Save Cleaned Copy…|Don’t Save|Cancel"));
+
+        // Quitting from the menu goes through the same question.
+        services.setNextAnswer(2);
+        window.findChild<QAction*>(QStringLiteral("quitAction"))->trigger();
+        QTRY_COMPARE(services.alerts().size(), 2);
+        QVERIFY(window.isVisible());
+
+        services.setNextAnswer(1); // Don't Save
+        QVERIFY(window.close());
+        QVERIFY(!window.isVisible());
+    }
+
+    void menusOfferEveryCommand()
+    {
+        QStringList texts;
+        for (const char* name : {"fileMenu", "editMenu", "viewMenu", "helpMenu"}) {
+            for (QAction* action : child<QMenu>(name)->actions()) {
+                if (!action->isSeparator())
+                    texts << action->text();
+            }
+        }
+        QCOMPARE(texts, QStringList({"Open…",
+                                     "Open Sample Tree",
+                                     "Save Cleaned Copy…",
+                                     "Export Report",
+                                     "Close Window",
+                                     "Quit",
+                                     "Undo Last Batch",
+                                     "Undo All Changes",
+                                     "Review && Apply…",
+                                     "Settings…",
+                                     "Overview",
+                                     "Likely duplicates",
+                                     "Impossible dates",
+                                     "Date formats",
+                                     "Place names",
+                                     "Missing details",
+                                     "Broken links",
+                                     "File",
+                                     "Changes",
+                                     "Open Sample Tree",
+                                     "About Kinloom"}));
+        QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
+        QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
+
+        child<QAction>("openSampleAction")->trigger();
+        WAIT_IDLE(*m_model);
+        QCOMPARE(m_model->fileName(), QStringLiteral("Sample Tree.ged"));
+        QVERIFY(m_model->result() && m_model->result()->issues.size() > 20);
+        child<QAction>("showChangesAction")->trigger();
+        QCOMPARE(m_model->sidebar(), SidebarItem::changes());
+    }
+
+    void sidebarCountsFindingsAndKeyboardChoosesEntries()
+    {
+        open(SampleTree::sampleText());
+        auto* sidebar = child<QListWidget>("sidebar");
+        QCOMPARE(sidebar->count(), 9);
+        std::size_t duplicates = 0;
+        for (const Issue& issue : m_model->result()->issues)
+            duplicates += issue.category == IssueCategory::duplicates;
+        QCOMPARE(sidebar->item(1)->data(Qt::UserRole + 1).toULongLong(), qulonglong(duplicates));
+        sidebar->setFocus();
+        QTest::keyClick(sidebar, Qt::Key_Down);
+        QCOMPARE(m_model->sidebar(), SidebarItem::forCategory(IssueCategory::duplicates));
+        QTest::keyClick(m_window.get(), Qt::Key_4, Qt::ControlModifier);
+        QCOMPARE(m_model->sidebar(), SidebarItem::forCategory(IssueCategory::places));
+        QCOMPARE(sidebar->currentRow(), 4);
+    }
+};
+
+QTEST_MAIN(ContentViewTest)
+#include "ContentViewTest.moc"

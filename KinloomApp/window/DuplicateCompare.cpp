@@ -1,0 +1,160 @@
+#include "window/DuplicateCompare.h"
+
+#include "session/AppModel.h"
+#include "session/QtText.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace kinloom {
+
+namespace {
+
+std::vector<std::string> recordLines(const GedcomDocument& document, const std::string& xref)
+{
+    for (const NodeView record : document.records()) {
+        if (record.xref() == xref)
+            return record.lines(0);
+    }
+    return {};
+}
+
+/// Lines of the two records paired by their longest common run, so equal lines sit side by side;
+/// an empty side means the other record has a line this one lacks.
+std::vector<std::pair<QString, QString>> alignLines(const std::vector<std::string>& left,
+                                                    const std::vector<std::string>& right)
+{
+    // The record's own line differs by its xref; compare the rest of the record.
+    const std::size_t n = left.size();
+    const std::size_t m = right.size();
+    std::vector<std::vector<std::uint32_t>> common(n + 1, std::vector<std::uint32_t>(m + 1, 0));
+    for (std::size_t i = n; i-- > 0;) {
+        for (std::size_t j = m; j-- > 0;)
+            common[i][j] =
+                left[i] == right[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
+    }
+    std::vector<std::pair<QString, QString>> rows;
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (i < n || j < m) {
+        if (i < n && j < m && left[i] == right[j]) {
+            rows.emplace_back(fromUtf8(left[i++]), fromUtf8(right[j++]));
+        } else if (i < n && j < m && common[i + 1][j] == common[i][j + 1]) {
+            // Neither line is kept by the other record: show them as a changed pair.
+            rows.emplace_back(fromUtf8(left[i++]), fromUtf8(right[j++]));
+        } else if (j == m || (i < n && common[i + 1][j] >= common[i][j + 1])) {
+            rows.emplace_back(fromUtf8(left[i++]), QString());
+        } else {
+            rows.emplace_back(QString(), fromUtf8(right[j++]));
+        }
+    }
+    return rows;
+}
+
+/// The reasons as one line of rich text, each escaped, separated by middle dots.
+QString reasonsLine(const std::vector<std::string>& reasons)
+{
+    QStringList escaped;
+    for (const std::string& reason : reasons)
+        escaped << fromUtf8(reason).toHtmlEscaped();
+    return escaped.join(QStringLiteral(" \u00B7 "));
+}
+
+} // namespace
+
+DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
+{
+    setObjectName(QStringLiteral("duplicateCompare"));
+    // Why the pair was reported, and why it is no surer than its band says.
+    m_evidence = new QLabel(this);
+    m_evidence->setObjectName(QStringLiteral("duplicateEvidence"));
+    m_evidence->setAccessibleName(QStringLiteral("Evidence for and against the pair"));
+    m_evidence->setTextFormat(Qt::RichText);
+    m_evidence->setWordWrap(true);
+    m_evidence->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+
+    m_button = new QPushButton(this);
+    m_button->setObjectName(QStringLiteral("compareButton"));
+    m_button->setCheckable(true);
+    connect(m_button, &QPushButton::toggled, this, &DuplicateCompare::setOpen);
+
+    m_table = new QTableWidget(this);
+    m_table->setObjectName(QStringLiteral("compareTable"));
+    m_table->setAccessibleName(QStringLiteral("The two records, line by line"));
+    m_table->setColumnCount(2);
+    m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_table->setWordWrap(false);
+    m_table->verticalHeader()->hide();
+    m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    m_table->setMinimumHeight(160);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_evidence);
+    layout->addWidget(m_button, 0, Qt::AlignLeft);
+    layout->addWidget(m_table);
+    connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
+        if (field == AppModel::Field::document && m_open)
+            fill();
+    });
+    setMatch(std::nullopt);
+}
+
+void DuplicateCompare::setMatch(std::optional<DuplicateMatch> match)
+{
+    m_match = std::move(match);
+    setVisible(m_match.has_value());
+    if (m_match) {
+        m_evidence->setText(QStringLiteral("<b>For:</b> ") + reasonsLine(m_match->reasons) +
+                            QStringLiteral("<br><b>Against:</b> ") +
+                            (m_match->against.empty() ? QStringLiteral("nothing recorded tells them apart")
+                                                      : reasonsLine(m_match->against)));
+        m_button->setText(QStringLiteral("Compare the two records (") + fromUtf8(m_match->keep) +
+                          QStringLiteral(" and ") + fromUtf8(m_match->remove) + QStringLiteral(")"));
+    }
+    setOpen(false);
+}
+
+void DuplicateCompare::setOpen(bool open)
+{
+    m_open = open && m_match;
+    const QSignalBlocker blocker(m_button);
+    m_button->setChecked(m_open);
+    m_table->setVisible(m_open);
+    if (m_open)
+        fill();
+}
+
+void DuplicateCompare::fill()
+{
+    const std::optional<GedcomDocument>& document = m_model.document();
+    if (!document || !m_match)
+        return;
+    const auto rows =
+        alignLines(recordLines(*document, m_match->keep), recordLines(*document, m_match->remove));
+    m_table->setHorizontalHeaderLabels({fromUtf8(m_match->keep) + QStringLiteral(" (kept)"),
+                                        fromUtf8(m_match->remove) + QStringLiteral(" (merged into it)")});
+    m_table->setRowCount(int(rows.size()));
+    const QBrush marked = palette().brush(QPalette::AlternateBase);
+    QFont bold = font();
+    bold.setBold(true);
+    for (int row = 0; row < int(rows.size()); ++row) {
+        const auto& [left, right] = rows[std::size_t(row)];
+        const bool differs = row > 0 && left != right;
+        for (int column = 0; column < 2; ++column) {
+            auto* item = new QTableWidgetItem(column == 0 ? left : right);
+            if (differs) {
+                item->setBackground(marked);
+                item->setFont(bold);
+                item->setToolTip(QStringLiteral("Only one record has this line as written"));
+            }
+            m_table->setItem(row, column, item);
+        }
+    }
+    m_table->resizeRowsToContents();
+}
+
+} // namespace kinloom

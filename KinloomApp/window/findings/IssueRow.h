@@ -1,0 +1,56 @@
+#pragma once
+
+#include "window/findings/LinePictures.h"
+#include "window/findings/WordGlyphs.h"
+#include "checks/Issue.h"
+
+#include <QPixmap>
+#include <QStyledItemDelegate>
+
+#include <array>
+#include <optional>
+
+namespace kinloom {
+
+/// Draws a finding's row (severity icon, title, detail, and for a fix its tick box and title) and
+/// the rows of its preview, and ticks the box on a click or the space bar.
+class IssueRow final : public QStyledItemDelegate
+{
+    Q_OBJECT
+
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+protected:
+    bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
+                     const QModelIndex& index) override;
+
+private:
+    [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
+    /// Draws a line of a row in `style` with `draw`: on a plain row from a kept picture once the
+    /// line has been seen before, otherwise as text (over the highlight on a selected row).
+    void drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style, bool plain,
+                  QPoint baseline, const QString& text, const LinePictures::Draw& draw) const;
+    /// Draws a line that differs from row to row (a detail, a fix's title) in the painter's font
+    /// and pen, from words shaped once where it can, and returns how far it reaches.
+    int drawWords(QPainter& painter, QPoint baseline, int width, const QString& text) const;
+    /// The tick box, drawn by the style once per state and kept as a picture.
+    const QPixmap& checkBox(const QStyleOptionViewItem& option, bool checked) const;
+    /// The severity's icon as a picture of the size a row shows.
+    const QPixmap& severityPicture(Severity severity, qreal ratio) const;
+
+    mutable std::optional<QFont> m_font; ///< the list's font, none before the first row
+    mutable QFont m_bold;
+    mutable LinePictures m_titles;
+    mutable LinePictures m_fixTitles;
+    mutable WordGlyphs m_words;
+    mutable QPixmap m_boxes[2];
+    mutable qint64 m_boxesKey = -1;
+    mutable std::array<QPixmap, 3> m_severities;
+};
+
+} // namespace kinloom
