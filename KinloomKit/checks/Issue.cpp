@@ -21,6 +21,74 @@ constexpr std::array<CategoryNames, allIssueCategories.size()> categoryNames{{
 
 } // namespace
 
+namespace {
+
+using enum IssueCategory;
+constexpr std::array<FindingKind, 44> findingKinds{{
+    {"dup", duplicates, "The same person twice"},
+    {"dupfam", duplicates, "Same couple, two families"},
+    {"imp-order", impossibleDates, "Born after their child"},
+    {"imp-afterdeath", impossibleDates, "Born after a parent died"},
+    {"imp-young", impossibleDates, "Parent too young"},
+    {"imp-old", impossibleDates, "Parent very old at birth"},
+    {"imp-death", impossibleDates, "Died before being born"},
+    {"imp-chr", impossibleDates, "Christened before being born"},
+    {"imp-buried", impossibleDates, "Buried before being born"},
+    {"imp-burial", impossibleDates, "Buried before dying"},
+    {"imp-age", impossibleDates, "Lived too long"},
+    {"imp-marrborn", impossibleDates, "Married before being born"},
+    {"imp-marrdied", impossibleDates, "Married after dying"},
+    {"imp-marryoung", impossibleDates, "Married very young"},
+    {"imp-siblings", impossibleDates, "Siblings born too close together"},
+    {"imp-spousegap", impossibleDates, "Spouses born far apart"},
+    {"imp-childspan", impossibleDates, "Children born far apart"},
+    {"imp-alive", impossibleDates, "Probably no longer alive"},
+    {"date", dateFormats, "Date not in the standard form"},
+    {"date-century", dateFormats, "Year written with two digits"},
+    {"date-styles", dateFormats, "Dates written several ways"},
+    {"place", places, "Place spelled several ways"},
+    {"place-space", places, "Extra spaces in a place name"},
+    {"place-date", places, "Place that looks like a date"},
+    {"miss-name", missing, "Name not recorded"},
+    {"miss-surname", missing, "Surname not marked"},
+    {"miss-sex", missing, "Sex not recorded"},
+    {"miss-sexform", missing, "Sex not in the standard form"},
+    {"miss-sexu", missing, "Sex recorded as unknown"},
+    {"miss-role", missing, "Husband or wife of the other sex"},
+    {"miss-marname", missing, "Wife recorded under her husband\u2019s surname"},
+    {"miss-title", missing, "Title written in the name"},
+    {"miss-husbandname", missing, "Named after her husband"},
+    {"link-missing", links, "Link to a missing record"},
+    {"link-kind", links, "Link to the wrong kind of record"},
+    {"link-oneway", links, "One-way family link"},
+    {"link-repeat", links, "Same link twice"},
+    {"link-dupid", links, "Two records share one ID"},
+    {"link-emptyfam", links, "Family with no members"},
+    {"link-alone", links, "Not linked to any family"},
+    {"link-unused", links, "Record not used anywhere"},
+    {"file-read", file, "How the file was read"},
+    {"file-nohead", file, "No header"},
+    {"file-line", file, "Unreadable line kept as is"},
+}};
+
+} // namespace
+
+std::span<const FindingKind> allFindingKinds()
+{
+    return findingKinds;
+}
+
+std::string_view kindOf(std::string_view issueID)
+{
+    std::string_view best;
+    for (const FindingKind& kind : findingKinds) {
+        if (kind.id.size() > best.size() && issueID.starts_with(kind.id) &&
+            (issueID.size() == kind.id.size() || issueID[kind.id.size()] == '-'))
+            best = kind.id;
+    }
+    return best;
+}
+
 std::string_view title(IssueCategory category)
 {
     return categoryNames[static_cast<std::size_t>(category)].title;

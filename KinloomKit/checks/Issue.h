@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -34,6 +35,22 @@ inline constexpr std::array<IssueCategory, 7> allIssueCategories{
 /// The stored name: the case name ("impossibleDates").
 [[nodiscard]] std::string_view rawValue(IssueCategory category);
 [[nodiscard]] std::optional<IssueCategory> issueCategoryFromRawValue(std::string_view raw);
+
+/// A kind of finding: what one rule of a check reports. Its id is the stable start of its findings'
+/// ids ("imp-alive" in "imp-alive-@I51@"), which settings and remembered decisions keep.
+struct FindingKind
+{
+    std::string_view id;
+    IssueCategory category = IssueCategory::file;
+    std::string_view
+        title; ///< in general words where the findings' titles vary ("Place spelled several ways")
+};
+
+/// Every kind of finding, by category in display order.
+[[nodiscard]] std::span<const FindingKind> allFindingKinds();
+/// The kind of the finding with this id: the longest kind id it starts with, followed by "-" or
+/// nothing; empty when none is.
+[[nodiscard]] std::string_view kindOf(std::string_view issueID);
 
 /// A finding's grade, ordered info < warning < error.
 enum class Severity : std::uint8_t

@@ -510,8 +510,8 @@ private:
                 const std::string& problem, const std::string& backTag)
     {
         const bool child = backTag == "CHIL" || backTag == "FAMC";
-        const std::string id =
-            (child ? "link-child-" : "spouse-") + std::string(person.xref) + "-" + std::string(family.xref);
+        const std::string id = (child ? "link-oneway-child-" : "link-oneway-spouse-") +
+                               std::string(person.xref) + "-" + std::string(family.xref);
         const NodeView here = inPerson ? person.record : family.record;
         const NodeView other = inPerson ? family.record : person.record;
         const std::string_view otherXref = inPerson ? family.xref : person.xref;

@@ -22,6 +22,8 @@ struct ScanOptions
     double maxFatherAge = 80.0;
     double maxLifespan = 120.0;
     double duplicateThreshold = 0.65;
+    /// Kinds of finding switched off (`FindingKind` ids), sorted; a scan reports none of them.
+    std::vector<std::string> skippedKinds;
     /// The year the checks take as now; unset takes it from the system clock. Not a setting, so
     /// not stored.
     std::optional<int> currentYear;
