@@ -45,7 +45,7 @@ constexpr std::array<FindingKind, 44> findingKinds{{
     {"imp-alive", impossibleDates, "Probably no longer alive"},
     {"date", dateFormats, "Date not in the standard form"},
     {"date-century", dateFormats, "Year written with two digits"},
-    {"date-styles", dateFormats, "Dates written several ways"},
+    {"date-styles", dateFormats, "Dates written several ways", true},
     {"place", places, "Place spelled several ways"},
     {"place-space", places, "Extra spaces in a place name"},
     {"place-date", places, "Place that looks like a date"},
@@ -67,7 +67,7 @@ constexpr std::array<FindingKind, 44> findingKinds{{
     {"link-alone", links, "Not linked to any family"},
     {"link-unused", links, "Record not used anywhere"},
     {"file-read", file, "How the file was read"},
-    {"file-nohead", file, "No header"},
+    {"file-nohead", file, "No header", true},
     {"file-line", file, "Unreadable line kept as is"},
 }};
 
@@ -82,8 +82,10 @@ std::string_view kindOf(std::string_view issueID)
 {
     std::string_view best;
     for (const FindingKind& kind : findingKinds) {
+        // A place group's id is its key after "place-", and a key can be "date" or "space": only
+        // a kind of one finding is its id whole.
         if (kind.id.size() > best.size() && issueID.starts_with(kind.id) &&
-            (issueID.size() == kind.id.size() || issueID[kind.id.size()] == '-'))
+            (issueID.size() == kind.id.size() ? kind.whole : issueID[kind.id.size()] == '-'))
             best = kind.id;
     }
     return best;

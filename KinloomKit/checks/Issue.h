@@ -43,13 +43,14 @@ struct FindingKind
     std::string_view id;
     IssueCategory category = IssueCategory::file;
     std::string_view
-        title; ///< in general words where the findings' titles vary ("Place spelled several ways")
+        title;          ///< in general words where the findings' titles vary ("Place spelled several ways")
+    bool whole = false; ///< its one finding's id is the kind id itself ("date-styles")
 };
 
 /// Every kind of finding, by category in display order.
 [[nodiscard]] std::span<const FindingKind> allFindingKinds();
-/// The kind of the finding with this id: the longest kind id it starts with, followed by "-" or
-/// nothing; empty when none is.
+/// The kind of the finding with this id: the longest kind id it starts with followed by "-", or
+/// the whole kind it is; empty when none is.
 [[nodiscard]] std::string_view kindOf(std::string_view issueID);
 
 /// A finding's grade, ordered info < warning < error.

@@ -412,3 +412,31 @@ TEST(ScannerTest, YearsWrittenWithTwoDigits)
     EXPECT_EQ(issue->fix->preview,
               (std::vector<PreviewLine>{{"Al Lee (@P@) \u00B7 BIRT DATE", "12 MAR 22", "12 MAR 1922"}}));
 }
+
+TEST(ScannerTest, EveryFindingHasAKindOfItsCategory)
+{
+    const ScanResult result =
+        Scanner::scan(GedcomReader::read(SampleTree::sampleText()), {.currentYear = 2026});
+    for (const Issue& issue : result.issues) {
+        SCOPED_TRACE(issue.id);
+        const auto kinds = allFindingKinds();
+        const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const FindingKind& known) {
+            return known.id == kindOf(issue.id);
+        });
+        ASSERT_NE(kind, kinds.end());
+        EXPECT_EQ(kind->category, issue.category);
+    }
+
+    const std::pair<std::string_view, std::string_view> ids[] = {
+        {"date-styles", "date-styles"},
+        {"date-century-12", "date-century"},
+        {"dupfam-@F1@-@F2@", "dupfam"},
+        // Place groups whose key is a kind's last word.
+        {"place-date", "place"},
+        {"place-space", "place"},
+        {"imp-alive", ""},
+        {"imp-aliveness-@I1@", ""},
+    };
+    for (const auto& [id, kind] : ids)
+        EXPECT_EQ(kindOf(id), kind) << id;
+}
