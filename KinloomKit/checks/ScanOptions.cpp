@@ -1,5 +1,6 @@
 #include "checks/Scanner.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace kinloom {
@@ -30,6 +31,7 @@ std::string ScanOptions::toJSON() const
         {"maxFatherAge", maxFatherAge},
         {"maxLifespan", maxLifespan},
         {"duplicateThreshold", duplicateThreshold},
+        {"skippedKinds", skippedKinds},
     };
     return json.dump();
 }
@@ -54,6 +56,19 @@ std::optional<ScanOptions> ScanOptions::fromJSON(std::string_view json)
         !readNumber(parsed, "maxLifespan", options.maxLifespan) ||
         !readNumber(parsed, "duplicateThreshold", options.duplicateThreshold))
         return std::nullopt;
+    // Ids of kinds this version does not know are kept, so that a later version's choices survive.
+    if (const auto kinds = parsed.find("skippedKinds"); kinds != parsed.end()) {
+        if (!kinds->is_array())
+            return std::nullopt;
+        for (const nlohmann::json& kind : *kinds) {
+            if (!kind.is_string())
+                return std::nullopt;
+            options.skippedKinds.push_back(kind.get<std::string>());
+        }
+        std::sort(options.skippedKinds.begin(), options.skippedKinds.end());
+        options.skippedKinds.erase(std::unique(options.skippedKinds.begin(), options.skippedKinds.end()),
+                                   options.skippedKinds.end());
+    }
     return options;
 }
 

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <future>
 #include <limits>
+#include <span>
 
 namespace kinloom {
 using Text::isBlank;
@@ -253,13 +254,13 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
     return issue;
 }
 
-// The second half of the date-format checks, once the numeric order is known: a finding for
-// each value not written the standard way, and one when the file writes dates several ways.
+// The second half of the date-format checks, once the numeric order is known: the styles counted
+// and, unless they are skipped, a finding for each value not written the standard way.
 std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOrder order,
-                                    std::vector<DateStyleCount>& styles)
+                                    std::vector<DateStyleCount>& styles, bool skipped)
 {
     std::vector<Issue> issues;
-    for (const OddDate& odd : walked.oddDates) {
+    for (const OddDate& odd : skipped ? std::span<const OddDate>() : std::span(walked.oddDates)) {
         // The path names the lines below the record, as the change log does ("BIRT DATE").
         const std::string context = recordLabel(odd.record) + " \u00B7 " + tagPath(odd.record, odd.node.id());
         if (auto issue = dateFinding(odd.node, odd.value, context, odd.record, v7, order))
@@ -527,6 +528,20 @@ private:
     const char* m_last = "";
 };
 
+bool isSkipped(const ScanOptions& options, std::string_view kind)
+{
+    return std::find(options.skippedKinds.begin(), options.skippedKinds.end(), kind) !=
+           options.skippedKinds.end();
+}
+
+/// Whether every kind of the category is skipped, so that its check need not run.
+bool isSkipped(const ScanOptions& options, IssueCategory category)
+{
+    return std::ranges::all_of(allFindingKinds(), [&](const FindingKind& kind) {
+        return kind.category != category || isSkipped(options, kind.id);
+    });
+}
+
 } // namespace
 
 namespace Scanner {
@@ -572,6 +587,8 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
         indexed.set_value();
         if (oneThread)
             stages.reach(Stages::duplicates);
+        if (isSkipped(options, IssueCategory::duplicates))
+            return std::vector<Issue>();
         return Checks::duplicates(*index, document, options);
     });
     if (oneThread)
@@ -582,9 +599,12 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
         stats.numericOrder = order;
     stages.reach(Stages::dateFormats);
-    std::vector<Issue> dateIssues = dateFormatChecks(walked, v7, order, stats.dateStyles);
+    std::vector<Issue> dateIssues =
+        dateFormatChecks(walked, v7, order, stats.dateStyles, isSkipped(options, "date"));
     stages.reach(Stages::places);
-    std::vector<Issue> placeIssues = Checks::places(document);
+    std::vector<Issue> placeIssues;
+    if (!isSkipped(options, IssueCategory::places))
+        placeIssues = Checks::places(document);
     if (!oneThread)
         stages.reach(Stages::indexing);
     indexReady.wait();
@@ -600,23 +620,35 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     // The checks in their fixed order.
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
-    std::vector<Issue> shortYears = shortYearChecks(*index, options.maxLifespan);
-    std::move(shortYears.begin(), shortYears.end(), std::back_inserter(dateIssues));
-    if (auto summary = styleSummary(stats.dateStyles))
+    if (!isSkipped(options, "date-century")) {
+        std::vector<Issue> shortYears = shortYearChecks(*index, options.maxLifespan);
+        std::move(shortYears.begin(), shortYears.end(), std::back_inserter(dateIssues));
+    }
+    // The summary is a kind of its own: it stays when the values' findings are skipped.
+    if (auto summary = styleSummary(stats.dateStyles); summary && !isSkipped(options, "date-styles"))
         dateIssues.push_back(std::move(*summary));
     checks.push_back(std::move(dateIssues));
+    const auto unlessSkipped = [&](IssueCategory category, auto check) {
+        return isSkipped(options, category) ? std::vector<Issue>() : check();
+    };
     stages.reach(Stages::impossibleDates);
-    checks.push_back(Checks::impossibleDates(*index, options));
+    checks.push_back(unlessSkipped(IssueCategory::impossibleDates,
+                                   [&] { return Checks::impossibleDates(*index, options); }));
     checks.push_back(std::move(placeIssues));
     stages.reach(Stages::missing);
-    checks.push_back(Checks::missing(*index, document));
+    checks.push_back(
+        unlessSkipped(IssueCategory::missing, [&] { return Checks::missing(*index, document); }));
     stages.reach(Stages::links);
-    checks.push_back(Checks::links(*index, document));
+    checks.push_back(unlessSkipped(IssueCategory::links, [&] { return Checks::links(*index, document); }));
     if (!oneThread)
         stages.reach(Stages::duplicates);
     checks.push_back(duplicates.get());
-    for (auto& found : checks)
+    // The kinds skipped within a check that ran.
+    for (auto& found : checks) {
+        if (!options.skippedKinds.empty())
+            std::erase_if(found, [&](const Issue& issue) { return isSkipped(options, kindOf(issue.id)); });
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
+    }
     stages.finish();
     return result;
 }

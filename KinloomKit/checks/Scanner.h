@@ -30,8 +30,8 @@ struct ScanOptions
 
     /// JSON with the field names as keys and the numeric order as its raw value.
     [[nodiscard]] std::string toJSON() const;
-    /// Options from JSON; keys that are missing keep their defaults. None when the text is not
-    /// a JSON object or a value has the wrong type.
+    /// Options from JSON; keys that are missing keep their defaults, keys it does not know are
+    /// passed over. None when the text is not a JSON object or a value has the wrong type.
     [[nodiscard]] static std::optional<ScanOptions> fromJSON(std::string_view json);
 
     bool operator==(const ScanOptions&) const = default;
@@ -78,7 +78,8 @@ namespace Scanner {
 [[nodiscard]] int currentYear();
 
 /// Runs every check in the fixed order: file, date formats, impossible dates, places, missing
-/// details, links and records, duplicates. Never changes the document. `threads` 1 runs
+/// details, links and records, duplicates; a check whose every kind is skipped is not run, and no
+/// finding of a skipped kind is reported. Never changes the document. `threads` 1 runs
 /// everything on the calling thread; 0 uses up to two cores. The result is the same.
 /// Progress names each check (and the indexing) as the calling thread reaches it, on that thread,
 /// with the share of the scan done so far.

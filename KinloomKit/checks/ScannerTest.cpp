@@ -440,3 +440,34 @@ TEST(ScannerTest, EveryFindingHasAKindOfItsCategory)
     for (const auto& [id, kind] : ids)
         EXPECT_EQ(kindOf(id), kind) << id;
 }
+
+TEST(ScannerTest, SkippedKindsAreNotReported)
+{
+    const GedcomDocument document = GedcomReader::read(SampleTree::sampleText());
+    const ScanResult all = Scanner::scan(document, {.currentYear = 2026});
+    std::vector<std::string> missing;
+    for (const FindingKind& kind : allFindingKinds()) {
+        if (kind.category == IssueCategory::missing)
+            missing.emplace_back(kind.id);
+    }
+    // A check whose kinds are all skipped does not run; "dupfam" still rests on the pairs of people
+    // when "dup" alone is skipped, and the styles summary stays with the dates' findings skipped.
+    const std::vector<std::vector<std::string>> rows = {
+        {},      {"imp-alive"},  {"dup"}, {"dup", "dupfam"}, {"date"}, {"date-century", "date-styles"},
+        missing, {"later-kind"},
+    };
+    for (const std::vector<std::string>& skipped : rows) {
+        SCOPED_TRACE(testing::PrintToString(skipped));
+        const ScanResult result = Scanner::scan(document, {.skippedKinds = skipped, .currentYear = 2026});
+        std::vector<Issue> expected = all.issues;
+        std::erase_if(expected, [&](const Issue& issue) {
+            return std::find(skipped.begin(), skipped.end(), kindOf(issue.id)) != skipped.end();
+        });
+        EXPECT_EQ(result.issues, expected);
+        EXPECT_EQ(result.stats, all.stats);
+    }
+    std::vector<std::string> every;
+    for (const FindingKind& kind : allFindingKinds())
+        every.emplace_back(kind.id);
+    EXPECT_EQ(Scanner::scan(document, {.skippedKinds = every}).issues, std::vector<Issue>{});
+}

@@ -179,15 +179,19 @@ TEST(ReportTest, ReportSections)
 TEST(ScanOptionsTest, JSON)
 {
     const ScanOptions defaults;
-    EXPECT_EQ(defaults.toJSON(), R"({"numericOrder":"auto","minParentAge":12.0,"maxMotherAge":55.0,)"
-                                 R"("maxFatherAge":80.0,"maxLifespan":120.0,"duplicateThreshold":0.65})");
+    EXPECT_EQ(defaults.toJSON(),
+              R"({"numericOrder":"auto","minParentAge":12.0,"maxMotherAge":55.0,)"
+              R"("maxFatherAge":80.0,"maxLifespan":120.0,"duplicateThreshold":0.65,"skippedKinds":[]})");
     EXPECT_EQ(ScanOptions::fromJSON(defaults.toJSON()), defaults);
-    const ScanOptions changed{NumericDateOrder::dayFirst, 14.5, 50, 90, 105, 0.8};
+    const ScanOptions changed{NumericDateOrder::dayFirst, 14.5, 50, 90, 105, 0.8, {"dup", "imp-alive"}};
     EXPECT_EQ(ScanOptions::fromJSON(changed.toJSON()), changed);
 
     ScanOptions partial;
     partial.maxLifespan = 110;
     partial.numericOrder = NumericDateOrder::monthFirst;
+    // Kinds this version does not know are kept for the version that does.
+    ScanOptions skipping;
+    skipping.skippedKinds = {"dup", "dupfam", "later-kind"};
     struct Case
     {
         std::string json;
@@ -195,6 +199,9 @@ TEST(ScanOptionsTest, JSON)
     };
     const Case cases[] = {
         {"{}", defaults},
+        {R"({"skippedKinds": ["later-kind", "dupfam", "dup", "dup"]})", skipping},
+        {R"({"skippedKinds": "dup"})", std::nullopt},
+        {R"({"skippedKinds": ["dup", 3]})", std::nullopt},
         {R"({"maxLifespan": 110, "numericOrder": "monthFirst", "somethingNewer": true})", partial},
         {"", std::nullopt},
         {"{", std::nullopt},
