@@ -259,8 +259,10 @@ TEST_F(CliTest, CheckPrintsTheReport)
                                "0 place names.\n"),
               std::string::npos)
         << outcome.out;
-    EXPECT_NE(outcome.out.find("\n## File (1)\n\nNote: Unreadable line kept as is\n  In John Smith (@I1@): "
-                               "\u201CHello\u201D. It is saved unchanged.\n"),
+    EXPECT_NE(outcome.out.find(
+                  "\n## File (1)\n\n### Unreadable line kept as is (1)\n\nNote: Unreadable line kept as is\n"
+                  "  In John Smith (@I1@): "
+                  "\u201CHello\u201D. It is saved unchanged.\n"),
               std::string::npos)
         << outcome.out;
     EXPECT_TRUE(outcome.out.ends_with("\n\n" + privacyLine)) << outcome.out;

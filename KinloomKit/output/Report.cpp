@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <span>
 
 namespace kinloom::Report {
 namespace {
@@ -32,6 +33,44 @@ void addIndented(std::vector<std::string>& lines, const std::string& text, const
         lines.push_back(indent + text.substr(start, end - start));
         start = end + 1;
     }
+}
+
+/// The findings of one kind within a category.
+struct KindGroup
+{
+    std::string_view kind;
+    std::string_view title;             ///< the kind's general title
+    Severity severity = Severity::info; ///< of its most severe finding
+    std::vector<const Issue*> issues;
+};
+
+/// A category's findings by kind: errors first, then warnings, then notes, kinds of equal severity
+/// in the order of the kinds. A finding of no known kind makes a group under its own title.
+std::vector<KindGroup> kindGroups(const std::vector<Issue>& issues, IssueCategory category)
+{
+    const std::span<const FindingKind> kinds = allFindingKinds();
+    const auto position = [&](std::string_view kind) {
+        return std::find_if(kinds.begin(), kinds.end(),
+                            [&](const FindingKind& known) { return known.id == kind; });
+    };
+    std::vector<KindGroup> groups;
+    for (const Issue& issue : issues) {
+        if (issue.category != category)
+            continue;
+        const std::string_view kind = kindOf(issue.id);
+        const std::string_view title = kind.empty() ? std::string_view(issue.title) : position(kind)->title;
+        auto group = std::find_if(groups.begin(), groups.end(), [&](const KindGroup& found) {
+            return found.kind == kind && found.title == title;
+        });
+        if (group == groups.end())
+            group = groups.insert(groups.end(), KindGroup{kind, title, issue.severity, {}});
+        group->severity = std::max(group->severity, issue.severity);
+        group->issues.push_back(&issue);
+    }
+    std::stable_sort(groups.begin(), groups.end(), [&](const KindGroup& a, const KindGroup& b) {
+        return a.severity != b.severity ? a.severity > b.severity : position(a.kind) < position(b.kind);
+    });
+    return groups;
 }
 
 } // namespace
@@ -76,11 +115,12 @@ std::string changeLogText(const std::vector<ChangeEntry>& entries, const std::st
 }
 
 // Findings report layout, in step with the change log: an empty line before every "## " heading
-// (the category's title and its number of findings); within a section, each issue is an empty line
-// then "Severity: title", with its detail and its fix indented by two blanks beneath it so that a
-// long report still reads issue by issue. Findings keep the scanner's order within their category.
+// (the category's title and its number of findings) and every "### " heading (a kind's general
+// title and its number of findings); under a kind, each issue is an empty line then
+// "Severity: title", with its detail and its fix indented by two blanks beneath it so that a long
+// report still reads issue by issue. Findings keep the scanner's order within their kind.
 std::string reportText(const ScanResult& result, const std::string& fileName,
-                       std::chrono::system_clock::time_point scanDate)
+                       std::chrono::system_clock::time_point scanDate, std::size_t hidden)
 {
     const TreeStats& stats = result.stats;
     std::size_t errors = 0, warnings = 0, notes = 0, fixable = 0;
@@ -124,17 +164,25 @@ std::string reportText(const ScanResult& result, const std::string& fileName,
             continue;
         lines.emplace_back();
         lines.push_back("## " + std::string(title(category)) + " (" + std::to_string(count) + ")");
-        for (const Issue& issue : result.issues) {
-            if (!inCategory(issue))
-                continue;
+        for (const KindGroup& group : kindGroups(result.issues, category)) {
             lines.emplace_back();
-            lines.push_back(std::string(title(issue.severity)) + ": " + issue.title);
-            if (!issue.detail.empty())
-                addIndented(lines, issue.detail, "  ");
-            if (issue.fix)
-                lines.push_back("  Fix: " + issue.fix->title +
-                                (issue.fix->needsReview ? " (check before applying)" : ""));
+            lines.push_back("### " + std::string(group.title) + " (" + std::to_string(group.issues.size()) +
+                            ")");
+            for (const Issue* issue : group.issues) {
+                lines.emplace_back();
+                lines.push_back(std::string(title(issue->severity)) + ": " + issue->title);
+                if (!issue->detail.empty())
+                    addIndented(lines, issue->detail, "  ");
+                if (issue->fix)
+                    lines.push_back("  Fix: " + issue->fix->title +
+                                    (issue->fix->needsReview ? " (check before applying)" : ""));
+            }
         }
+    }
+    if (hidden > 0) {
+        lines.emplace_back();
+        lines.push_back(counted(hidden, "finding", "findings") + " hidden by earlier decisions " +
+                        (hidden == 1 ? "is" : "are") + " not listed.");
     }
 
     lines.emplace_back();

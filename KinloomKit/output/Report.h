@@ -21,8 +21,9 @@ namespace kinloom::Report {
                                         const std::optional<std::string>& note);
 
 /// The findings report of one scan: what was read, the counts, one section per category that has
-/// findings, and the privacy line.
+/// findings with the findings grouped by kind, how many findings earlier decisions hid (`hidden`),
+/// and the privacy line.
 [[nodiscard]] std::string reportText(const ScanResult& result, const std::string& fileName,
-                                     std::chrono::system_clock::time_point scanDate);
+                                     std::chrono::system_clock::time_point scanDate, std::size_t hidden = 0);
 
 } // namespace kinloom::Report

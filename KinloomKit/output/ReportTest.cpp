@@ -136,43 +136,77 @@ TEST(ReportTest, ReportSections)
     stats.version = "GEDCOM 7.0";
     stats.encoding = "UTF-8";
 
-    Issue multiLine = issue("f2", IssueCategory::file, Severity::info);
+    Issue multiLine = issue("file-read-0", IssueCategory::file, Severity::info);
     multiLine.detail = "First line\nSecond line";
-    Issue noDetail = issue("d1", IssueCategory::dateFormats, Severity::warning,
+    Issue noDetail = issue("date-9", IssueCategory::dateFormats, Severity::warning,
                            fix("Keep as a date phrase \u201C(spring)\u201D", true));
     noDetail.detail.clear();
     struct Case
     {
         const char* name;
         std::vector<Issue> issues;
+        std::size_t hidden;
         std::string expected;
     };
     const Case cases[] = {
         {"nothing found",
          {},
+         0,
          opening +
              "Found 0 errors, 0 warnings and 0 notes; 0 can be fixed by Kinloom.\n\n"
              "No problems found.\n\n" +
              privacyLine},
-        {"sections in category order, issues in scan order",
-         {issue("f1", IssueCategory::file, Severity::warning), noDetail,
-          issue("u1", IssueCategory::duplicates, Severity::warning, fix("Merge @I2@ into @I1@", false)),
-          multiLine},
+        {"everything hidden",
+         {},
+         1,
          opening +
-             "Found 0 errors, 3 warnings and 1 note; 2 can be fixed by Kinloom.\n"
+             "Found 0 errors, 0 warnings and 0 notes; 0 can be fixed by Kinloom.\n\n"
+             "No problems found.\n\n1 finding hidden by earlier decisions is not listed.\n\n" +
+             privacyLine},
+        // Within a category a kind's most severe finding places it; equally severe kinds keep the
+        // order of the kinds.
+        {"categories in order, kinds by severity, findings in scan order",
+         {issue("file-line-3", IssueCategory::file, Severity::info), noDetail,
+          issue("imp-alive-@I5@", IssueCategory::impossibleDates, Severity::info),
+          issue("dup-@I1@-@I2@", IssueCategory::duplicates, Severity::warning,
+                fix("Merge @I2@ into @I1@", false)),
+          issue("imp-death-@I5@", IssueCategory::impossibleDates, Severity::error), multiLine,
+          issue("imp-alive-@I6@", IssueCategory::impossibleDates, Severity::info),
+          issue("file-line-4", IssueCategory::file, Severity::error),
+          issue("imp-young-@I1@-@I5@", IssueCategory::impossibleDates, Severity::warning),
+          issue("file-nohead", IssueCategory::file, Severity::warning)},
+         2,
+         opening +
+             "Found 2 errors, 4 warnings and 4 notes; 2 can be fixed by Kinloom.\n"
              "\n## Likely duplicates (1)\n"
-             "\nWarning: Title u1\n  Detail u1\n  Fix: Merge @I2@ into @I1@\n"
+             "\n### The same person twice (1)\n"
+             "\nWarning: Title dup-@I1@-@I2@\n  Detail dup-@I1@-@I2@\n  Fix: Merge @I2@ into @I1@\n"
+             "\n## Impossible dates (4)\n"
+             "\n### Died before being born (1)\n"
+             "\nError: Title imp-death-@I5@\n  Detail imp-death-@I5@\n"
+             "\n### Parent too young (1)\n"
+             "\nWarning: Title imp-young-@I1@-@I5@\n  Detail imp-young-@I1@-@I5@\n"
+             "\n### Probably no longer alive (2)\n"
+             "\nNote: Title imp-alive-@I5@\n  Detail imp-alive-@I5@\n"
+             "\nNote: Title imp-alive-@I6@\n  Detail imp-alive-@I6@\n"
              "\n## Date formats (1)\n"
-             "\nWarning: Title d1\n  Fix: Keep as a date phrase \u201C(spring)\u201D (check before "
+             "\n### Date not in the standard form (1)\n"
+             "\nWarning: Title date-9\n  Fix: Keep as a date phrase \u201C(spring)\u201D (check before "
              "applying)\n"
-             "\n## File (2)\n"
-             "\nWarning: Title f1\n  Detail f1\n"
-             "\nNote: Title f2\n  First line\n  Second line\n\n" +
+             "\n## File (4)\n"
+             "\n### Unreadable line kept as is (2)\n"
+             "\nNote: Title file-line-3\n  Detail file-line-3\n"
+             "\nError: Title file-line-4\n  Detail file-line-4\n"
+             "\n### No header (1)\n"
+             "\nWarning: Title file-nohead\n  Detail file-nohead\n"
+             "\n### How the file was read (1)\n"
+             "\nNote: Title file-read-0\n  First line\n  Second line\n"
+             "\n2 findings hidden by earlier decisions are not listed.\n\n" +
              privacyLine},
     };
     for (const Case& c : cases) {
         ScanResult result{c.issues, stats};
-        EXPECT_EQ(Report::reportText(result, "Smith.ged", date), c.expected) << c.name;
+        EXPECT_EQ(Report::reportText(result, "Smith.ged", date, c.hidden), c.expected) << c.name;
     }
 }
 
