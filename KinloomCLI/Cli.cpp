@@ -30,8 +30,10 @@ constexpr const char* usageText =
     "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
     "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
+    "       kinloom-cli kinds\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X  --encoding NAME\n"
+    "         --skip KIND,… leaves those kinds of finding out (may be repeated; kinds lists them)\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
     "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
     "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
@@ -46,7 +48,7 @@ struct Arguments
 };
 
 /// Options whose values add up rather than replace each other.
-const std::set<std::string> repeatableOptions = {"--fix"};
+const std::set<std::string> repeatableOptions = {"--fix", "--skip"};
 
 /// Splits a command's arguments (after the command's name) by the options it knows. Every command
 /// takes one file; an unknown option, a missing value or another number of files is an error.
@@ -102,7 +104,7 @@ std::optional<std::uint64_t> parseCount(const std::string& text)
 const std::map<std::string, bool> scanOptionFlags = {
     {"--numeric-order", true},  {"--min-parent-age", true}, {"--max-mother-age", true},
     {"--max-father-age", true}, {"--max-lifespan", true},   {"--duplicate-threshold", true},
-    {"--encoding", true},
+    {"--encoding", true},       {"--skip", true},
 };
 
 /// How to read the file: in the encoding --encoding names, or as the file says; none after saying
@@ -192,6 +194,26 @@ std::optional<ScanOptions> scanOptions(const Arguments& parsed, std::ostream& er
             return std::nullopt;
         }
         options.*threshold.field = *value;
+    }
+    if (const auto skip = parsed.repeated.find("--skip"); skip != parsed.repeated.end()) {
+        for (const std::string& list : skip->second) {
+            for (std::size_t start = 0; start <= list.size();) {
+                const std::size_t end = std::min(list.find(',', start), list.size());
+                const std::string kind = list.substr(start, end - start);
+                start = end + 1;
+                const auto kinds = allFindingKinds();
+                if (std::none_of(kinds.begin(), kinds.end(),
+                                 [&](const FindingKind& known) { return known.id == kind; })) {
+                    err << "kinloom-cli: --skip names \u201C" << kind
+                        << "\u201D, which is not a kind of finding; kinloom-cli kinds lists them\n";
+                    return std::nullopt;
+                }
+                options.skippedKinds.push_back(kind);
+            }
+        }
+        std::sort(options.skippedKinds.begin(), options.skippedKinds.end());
+        options.skippedKinds.erase(std::unique(options.skippedKinds.begin(), options.skippedKinds.end()),
+                                   options.skippedKinds.end());
     }
     return options;
 }
@@ -464,6 +486,7 @@ Json findingJSON(const Issue& issue)
 {
     return {
         {"id", issue.id},
+        {"kind", kindOf(issue.id)},
         {"category", rawValue(issue.category)},
         {"severity", severityName(issue.severity)},
         {"title", issue.title},
@@ -831,6 +854,26 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
     return done;
 }
 
+/// Every kind of finding, one a line: its id (what --skip takes), its category and its title.
+int kinds(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+{
+    if (arguments.size() != 1) {
+        err << usageText;
+        return usage;
+    }
+    std::size_t idWidth = 0, categoryWidth = 0;
+    for (const FindingKind& kind : allFindingKinds()) {
+        idWidth = std::max(idWidth, kind.id.size());
+        categoryWidth = std::max(categoryWidth, rawValue(kind.category).size());
+    }
+    for (const FindingKind& kind : allFindingKinds()) {
+        const std::string_view category = rawValue(kind.category);
+        out << kind.id << std::string(idWidth + 2 - kind.id.size(), ' ') << category
+            << std::string(categoryWidth + 2 - category.size(), ' ') << kind.title << "\n";
+    }
+    return done;
+}
+
 } // namespace
 
 int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
@@ -849,6 +892,8 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         return tidy(arguments, out, err, terminal);
     if (command == "sample")
         return sample(arguments, out, err);
+    if (command == "kinds")
+        return kinds(arguments, out, err);
     if (command == "--help" || command == "help") {
         out << usageText;
         return done;

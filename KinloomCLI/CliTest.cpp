@@ -153,6 +153,7 @@ TEST_F(CliTest, RefusalsAndStatuses)
         {{"info", notGedcom, "--xml"}, Cli::usage, ""},
         {{"info"}, Cli::usage, ""},
         {{"frobnicate"}, Cli::usage, ""},
+        {{"kinds", "--json"}, Cli::usage, ""},
         {{}, Cli::usage, ""},
         {{"sample", notGedcom},
          Cli::usage,
@@ -172,6 +173,16 @@ TEST_F(CliTest, RefusalsAndStatuses)
     // Nothing was written over or beside the refused files.
     EXPECT_EQ(std::filesystem::file_size(notGedcom), 15u);
     EXPECT_FALSE(std::filesystem::exists(m_folder / "x.ged"));
+}
+
+TEST_F(CliTest, KindsListsEveryKindOfFinding)
+{
+    const Outcome outcome = runCli({"kinds"});
+    EXPECT_EQ(outcome.status, Cli::done);
+    EXPECT_TRUE(outcome.out.starts_with("dup               duplicates       The same person twice\n"
+                                        "dupfam            duplicates       Same couple, two families\n"))
+        << outcome.out;
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), allFindingKinds().size());
 }
 
 TEST_F(CliTest, SampleRefusesMorePeopleThanMemoryHolds)
@@ -289,6 +300,7 @@ TEST_F(CliTest, CheckJSON)
     EXPECT_TRUE(statistics["numericOrder"].is_null());
     const nlohmann::json noHeader = {
         {"id", "file-nohead"},
+        {"kind", "file-nohead"},
         {"category", "file"},
         {"severity", "warning"},
         {"title", "No header"},
@@ -354,9 +366,10 @@ TEST_F(CliTest, CheckJSONIsTheScanFindingByFinding)
         const Issue& issue = result.issues[i];
         const auto& finding = findings[i];
         SCOPED_TRACE(issue.id);
-        EXPECT_EQ(keys(finding), (std::vector<std::string>{"id", "category", "severity", "title", "detail",
-                                                           "records", "fix", "places", "match"}));
+        EXPECT_EQ(keys(finding), (std::vector<std::string>{"id", "kind", "category", "severity", "title",
+                                                           "detail", "records", "fix", "places", "match"}));
         EXPECT_EQ(finding["id"], issue.id);
+        EXPECT_EQ(finding["kind"], kindOf(issue.id));
         EXPECT_EQ(finding["category"], rawValue(issue.category));
         EXPECT_EQ(finding["title"], issue.title);
         EXPECT_EQ(finding["detail"], issue.detail);
@@ -450,6 +463,10 @@ TEST_F(CliTest, CheckFailsOnSeverity)
         {{"--fail-on", "warning"}, Cli::foundProblems, Cli::done, Cli::foundProblems},
         {{"--fail-on", "error"}, Cli::done, Cli::done, Cli::foundProblems},
         {{"--fail-on", "warning", "--json"}, Cli::foundProblems, Cli::done, Cli::foundProblems},
+        {{"--fail-on", "warning", "--skip", "file-nohead", "--skip", "imp-death,imp-alive"},
+         Cli::done,
+         Cli::done,
+         Cli::done},
     };
     for (const Case& c : cases) {
         for (const auto& [path, status] : {std::pair{headless, c.headless}, std::pair{clean, c.clean},
@@ -509,6 +526,11 @@ TEST_F(CliTest, CheckRefusesBadArguments)
         {{"check", path, "--duplicate-threshold", "1.5"},
          Cli::usage,
          "kinloom-cli: --duplicate-threshold needs a score from 0 to 1, not \u201C1.5\u201D\n"},
+        {{"check", path, "--skip", "dup,dates"},
+         Cli::usage,
+         "kinloom-cli: --skip names \u201Cdates\u201D, which is not a kind of finding; kinloom-cli kinds "
+         "lists them\n"},
+        {{"check", path, "--skip", "dup,"}, Cli::usage, ""},
         {{"check"}, Cli::usage, ""},
         {{"check", (m_folder / "missing.ged").string()},
          Cli::unreadable,
@@ -524,9 +546,10 @@ TEST_F(CliTest, CheckRefusesBadArguments)
     }
 
     // Good values of every option are taken.
-    const Outcome tuned = runCli({"check", path, "--numeric-order", "month-first", "--min-parent-age", "14",
-                                  "--max-mother-age", "50", "--max-father-age", "75.5", "--max-lifespan",
-                                  "110", "--duplicate-threshold", "0.8", "--json"});
+    const Outcome tuned =
+        runCli({"check", path, "--numeric-order", "month-first", "--min-parent-age", "14", "--max-mother-age",
+                "50", "--max-father-age", "75.5", "--max-lifespan", "110", "--duplicate-threshold", "0.8",
+                "--skip", "dup,dupfam", "--skip", "dup", "--json"});
     EXPECT_EQ(tuned.status, Cli::done) << tuned.err;
     EXPECT_TRUE(nlohmann::json::parse(tuned.out)["findings"].empty()) << tuned.out;
 }
@@ -554,6 +577,7 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
         std::string summary;
         std::string birth; ///< the birth date in the copy
         std::string death; ///< the death date in the copy
+        std::vector<std::string> skip = {};
     };
     const Case cases[] = {
         {"all", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
@@ -561,12 +585,15 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
         {"places,links", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950"},
         {"date-11", "Applied 1 fix.\n", "12  MAR 1890", "(spring 1950)"},
         {"dateFormats,date-11", "Applied 2 fixes.\n", "12 MAR 1890", "(spring 1950)"},
+        {"dateFormats,places", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950", {"--skip", "date"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         const std::filesystem::path folder = m_folder / c.what;
         std::filesystem::create_directory(folder);
-        const Outcome outcome = runCli({"tidy", path, "--fix", c.what, "--out", folder.string()});
+        std::vector<std::string> arguments = {"tidy", path, "--fix", c.what, "--out", folder.string()};
+        arguments.insert(arguments.end(), c.skip.begin(), c.skip.end());
+        const Outcome outcome = runCli(arguments);
         ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
         EXPECT_EQ(outcome.out, c.summary + "Saved \u201CDated (tidied).ged\u201D and its change log.\n");
         const std::string copy = contents(folder / "Dated (tidied).ged");
@@ -653,6 +680,9 @@ TEST_F(CliTest, TidyRefusesBadChoices)
         {{"--fix", "date-10"},
          "kinloom-cli: --fix names \u201Cdate-10\u201D, which is neither a category nor a fix found in this "
          "file\n"},
+        {{"--fix", "all", "--skip", "imp-never"},
+         "kinloom-cli: --skip names \u201Cimp-never\u201D, which is not a kind of finding; kinloom-cli kinds "
+         "lists them\n"},
         {{"--fix", "all", "--max-lifespan", "forever"},
          "kinloom-cli: --max-lifespan needs a number of years, not \u201Cforever\u201D\n"},
     };
