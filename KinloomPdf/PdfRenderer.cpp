@@ -51,6 +51,8 @@ TextRole lineRole(QStringView line)
         return TextRole::title;
     if (line.startsWith(u"## "))
         return TextRole::section;
+    if (line.startsWith(u"### "))
+        return TextRole::heading;
     if (line.startsWith(u"["))
         return TextRole::bracketed;
     if (line.startsWith(u"      ") || line.startsWith(u"    + ") ||
@@ -72,6 +74,8 @@ TextStyle textStyle(TextRole role)
         return {makeFont(sans, QFont::SansSerif, 17, true), ink, 0, 2};
     case TextRole::section:
         return {makeFont(sans, QFont::SansSerif, 12.5, true), ink, 6, 3};
+    case TextRole::heading:
+        return {makeFont(sans, QFont::SansSerif, 10.5, true), ink, 3, 4};
     case TextRole::bracketed:
         return {makeFont(sans, QFont::SansSerif, 9.5, true), ink, 0, 0};
     case TextRole::body:
@@ -101,7 +105,7 @@ std::string render(std::string_view text, std::string_view title)
     writer.setTitle(footerTitle);
     writer.setCreator(QStringLiteral("Kinloom"));
 
-    // Six fonts for the whole document: building a font per line costs more than laying it out.
+    // Seven fonts for the whole document: building a font per line costs more than laying it out.
     constexpr std::size_t roleCount = std::size_t(TextRole::footer) + 1;
     std::array<TextStyle, roleCount> styles;
     for (std::size_t role = 0; role < roleCount; ++role)

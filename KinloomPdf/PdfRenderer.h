@@ -14,6 +14,7 @@ enum class TextRole
 {
     title,     ///< "# " lines
     section,   ///< "## " lines
+    heading,   ///< "### " lines: a kind of finding within a category
     bracketed, ///< lines beginning with "["
     body,      ///< everything else, empty lines among them
     detail,    ///< change lines and deeper indented lines, monospaced and grey

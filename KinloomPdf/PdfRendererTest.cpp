@@ -100,7 +100,9 @@ void expectSameText(const QString& path, const std::string& text, const QString&
     }
     qsizetype next = 0;
     for (QString line : wordLines(QString::fromStdString(text))) {
-        if (line.startsWith(u"## "))
+        if (line.startsWith(u"### "))
+            line.remove(0, 4);
+        else if (line.startsWith(u"## "))
             line.remove(0, 3);
         else if (line.startsWith(u"# "))
             line.remove(0, 2);
@@ -121,6 +123,7 @@ TEST(PdfRendererRoles, ChosenByHowTheLineBegins)
     const std::pair<const char16_t*, PdfRenderer::TextRole> cases[] = {
         {u"# Kinloom report: Smith.ged", title},
         {u"## Likely duplicates (3)", section},
+        {u"### The same person twice (3)", heading},
         {u"#Not a title", body},
         {u"[Private]", bracketed},
         {u"      six blanks", detail},

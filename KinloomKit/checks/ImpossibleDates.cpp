@@ -271,8 +271,12 @@ private:
         const auto dateNode = [](const Basis& basis) {
             return basis.fact ? basis.fact->dateNodeID() : std::nullopt;
         };
-        for (const Bases& bases : m_bases) {
-            for (const Basis& basis : bases) {
+        for (std::size_t i = 0; i < m_bases.size(); ++i) {
+            // A finding of a kind switched off is not reported, so it counts towards no cause.
+            if (std::find(m_options.skippedKinds.begin(), m_options.skippedKinds.end(),
+                          kindOf(m_issues[i].id)) != m_options.skippedKinds.end())
+                continue;
+            for (const Basis& basis : m_bases[i]) {
                 if (const auto node = dateNode(basis))
                     ++findings[*node];
             }
