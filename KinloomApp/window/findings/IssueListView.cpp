@@ -232,7 +232,11 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_search->setAccessibleName(QStringLiteral("Search the findings"));
     m_search->setPlaceholderText(QStringLiteral("Search names, places, dates, xrefs…"));
     m_search->setClearButtonEnabled(true);
-    m_search->addAction(symbolIcon("magnifyingglass"), QLineEdit::LeadingPosition);
+    m_search->addAction(symbolIcon("magnifyingglass"), QLineEdit::LeadingPosition)
+        ->setText(QStringLiteral("Search"));
+    // The field's own clear button is named for screen readers too.
+    if (auto* clear = m_search->findChild<QAction*>(QStringLiteral("_q_qlineeditclearaction")))
+        clear->setText(QStringLiteral("Clear the search"));
     m_search->setText(m_model.search());
     connect(m_search, &QLineEdit::textChanged, this,
             [this](const QString& text) { m_model.setSearch(text); });
@@ -382,8 +386,9 @@ void IssueListView::dressGroups()
 {
     m_dressing = true;
     const int groups = m_listModel->rowCount();
-    // A lone group, or the findings a search kept, are shown at once; otherwise the groups first.
-    const bool openAll = groups == 1 || !m_model.search().isEmpty();
+    // A lone group, a short list or the findings a search kept are shown at once; a long list
+    // shows its groups first.
+    const bool openAll = groups == 1 || m_listModel->listedCount() <= 40 || !m_model.search().isEmpty();
     for (int group = 0; group < groups; ++group) {
         const QModelIndex index = m_listModel->index(group, 0);
         if (openAll || m_openKinds.contains(m_listModel->groupKind(group)))
@@ -459,12 +464,18 @@ void IssueListView::refresh()
         m_emptySentence->setText(emptySentence(category));
     } else if (issues.empty()) {
         m_nothing->setText(QStringLiteral("No findings shown"));
-        m_emptySentence->setText(m_model.search().isEmpty()
-                                     ? QStringLiteral("The ") + counted(all, "finding", "findings") +
-                                           QStringLiteral(" here are of the kinds hidden above.")
-                                     : QStringLiteral("None of the ") + counted(all, "finding", "findings") +
-                                           QStringLiteral(" here contain “") + m_model.search().trimmed() +
-                                           QStringLiteral("” among those shown."));
+        const bool hidden =
+            std::any_of(allSeverities.begin(), allSeverities.end(),
+                        [this](Severity severity) { return !m_model.isSeverityShown(severity); });
+        QString sentence = m_model.search().isEmpty()
+                               ? QStringLiteral("The ") + counted(all, "finding", "findings") +
+                                     QStringLiteral(" here are all hidden.")
+                               : QStringLiteral("None of the ") + counted(all, "finding", "findings") +
+                                     QStringLiteral(" here contain “") + m_model.search().trimmed() +
+                                     QStringLiteral("”.");
+        if (hidden)
+            sentence += QStringLiteral(" Errors, Warnings and Notes above show what is hidden.");
+        m_emptySentence->setText(sentence);
     }
     showFilters();
     dressGroups();
