@@ -1,15 +1,16 @@
 // Opens a family-tree file in the real window and saves a picture of each screen, for people to
-// look at: kinloom-screenshots OUTDIR FILE.ged
+// look at: kinloom-screenshots OUTDIR FILE.ged [SEARCH] (the words typed in the search's picture)
+#include "desktop/QtPlatformServices.h"
 #include "session/AppModel.h"
+#include "session/ScriptedServices.h"
 #include "window/ApplySheet.h"
 #include "window/ContentView.h"
 #include "window/Icons.h"
-#include "desktop/QtPlatformServices.h"
-#include "session/ScriptedServices.h"
 #include "window/SettingsView.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
 #include <QTabWidget>
@@ -17,6 +18,8 @@
 #include <QTextStream>
 #include <QTreeView>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 
 using namespace kinloom;
@@ -94,8 +97,8 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     installIconThemeFallback();
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/kinloom.svg")));
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: kinloom-screenshots OUTDIR FILE.ged\n");
+    if (argc != 3 && argc != 4) {
+        std::fprintf(stderr, "usage: kinloom-screenshots OUTDIR FILE.ged [SEARCH]\n");
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
@@ -131,9 +134,12 @@ int main(int argc, char* argv[])
     int shot = 3;
     for (IssueCategory category : allIssueCategories) {
         model.setSidebar(SidebarItem::forCategory(category));
+        // The first group open, its first finding current with its preview shown.
         if (tree->model()->rowCount() > 0) {
-            tree->setCurrentIndex(tree->model()->index(0, 0));
-            tree->expand(tree->model()->index(0, 0));
+            const QModelIndex group = tree->model()->index(0, 0);
+            tree->expand(group);
+            tree->setCurrentIndex(tree->model()->index(0, 0, group));
+            tree->expand(tree->currentIndex());
         }
         if (category == IssueCategory::duplicates)
             window.findChild<QPushButton*>(QStringLiteral("compareButton"))->click();
@@ -144,6 +150,18 @@ int main(int argc, char* argv[])
                       .arg(QLatin1String(name.data(), qsizetype(name.size())))) &&
              ok;
     }
+
+    // A search typed, shown in the category where it finds most.
+    window.findChild<QAction*>(QStringLiteral("findAction"))->trigger();
+    window.findChild<QLineEdit*>(QStringLiteral("searchField"))
+        ->setText(argc == 4 ? QString::fromLocal8Bit(argv[3]) : QStringLiteral("hartley"));
+    std::array<std::size_t, allIssueCategories.size()> counts{};
+    for (std::size_t i = 0; i < model.result()->issues.size(); ++i)
+        counts[std::size_t(model.result()->issues[i].category)] += model.isShown(i);
+    model.setSidebar(SidebarItem::forCategory(
+        allIssueCategories[std::size_t(std::max_element(counts.begin(), counts.end()) - counts.begin())]));
+    ok = save(window, folder, QStringLiteral("17 search")) && ok;
+    model.setSearch(QString());
 
     model.setSidebar(SidebarItem::forCategory(IssueCategory::missing));
     window.findChild<QPushButton*>(QStringLiteral("tickAllButton"))->click();

@@ -10,6 +10,7 @@
 #include "document/GedcomWriter.h"
 #include "document/Progress.h"
 #include "document/SaveError.h"
+#include "document/Text.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
 
@@ -19,8 +20,12 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
+#include <functional>
+#include <unordered_map>
 #include <utility>
 
 namespace kinloom {
@@ -29,6 +34,7 @@ namespace {
 const QString appName = QStringLiteral("Kinloom");
 const QString optionsKey = QStringLiteral("scanOptions");
 const QString changeLogFormatKey = QStringLiteral("changeLogFormat");
+const QString hiddenSeveritiesKey = QStringLiteral("hiddenSeverities");
 
 std::filesystem::path toPath(const QString& path)
 {
@@ -57,6 +63,137 @@ QSettings settingsStore()
     return QSettings(appName, appName);
 }
 
+/// Appends the text folded for searching: case, accents and width taken away, and each run of
+/// blanks made one blank, so that "muller" finds "Müller".
+void appendFolded(std::string& out, std::string_view text)
+{
+    // Most of a tree's text is ASCII, which folds to lower case without a table.
+    if (Text::isAscii(text)) {
+        for (const char c : text) {
+            if (!Text::isBlank(c))
+                out += c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+            else if (!out.empty() && out.back() != ' ' && out.back() != '\n')
+                out += ' ';
+        }
+        return;
+    }
+    Text::forEachFolded(text, [&out](const Text::FoldedCharacter& character) {
+        switch (character.kind) {
+        case Text::FoldedCharacter::Kind::letter:
+        case Text::FoldedCharacter::Kind::digit:
+            out += character.utf8;
+            break;
+        case Text::FoldedCharacter::Kind::blank:
+            if (!out.empty() && out.back() != ' ' && out.back() != '\n')
+                out += ' ';
+            break;
+        case Text::FoldedCharacter::Kind::other: {
+            const char32_t c = character.scalar;
+            if (c < 0x80) {
+                out += char(c);
+            } else if (c < 0x800) {
+                out += char(0xC0 | (c >> 6));
+                out += char(0x80 | (c & 0x3F));
+            } else if (c < 0x10000) {
+                out += char(0xE0 | (c >> 12));
+                out += char(0x80 | ((c >> 6) & 0x3F));
+                out += char(0x80 | (c & 0x3F));
+            } else {
+                out += char(0xF0 | (c >> 18));
+                out += char(0x80 | ((c >> 12) & 0x3F));
+                out += char(0x80 | ((c >> 6) & 0x3F));
+                out += char(0x80 | (c & 0x3F));
+            }
+            break;
+        }
+        }
+    });
+}
+
+/// The names of the records the findings name: a person's names, a family's spouses' names.
+std::unordered_map<std::string_view, std::string> recordNames(const GedcomDocument& document)
+{
+    std::unordered_map<std::string_view, std::string> names;
+    std::vector<std::pair<std::string_view, std::vector<std::string_view>>> families;
+    for (NodeView record : document.records()) {
+        const std::optional<std::string_view> xref = record.xref();
+        if (!xref)
+            continue;
+        if (record.tag() == "INDI") {
+            std::string& name = names[*xref];
+            for (NodeView line : record.children()) {
+                if (line.tag() != "NAME" || !line.value())
+                    continue;
+                std::string value(*line.value());
+                std::erase(value, '/');
+                name += value + ' ';
+            }
+        } else if (record.tag() == "FAM") {
+            std::vector<std::string_view> spouses;
+            for (NodeView line : record.children()) {
+                if ((line.tag() == "HUSB" || line.tag() == "WIFE") && line.value())
+                    spouses.push_back(*line.value());
+            }
+            families.emplace_back(*xref, std::move(spouses));
+        }
+    }
+    for (const auto& [family, spouses] : families) {
+        std::string name;
+        for (std::string_view spouse : spouses) {
+            if (const auto found = names.find(spouse); found != names.end())
+                name += found->second;
+        }
+        names[family] = std::move(name);
+    }
+    return names;
+}
+
+/// A scan's findings, with the text they are searched in.
+struct ScanOutcome
+{
+    ScanResult result;
+    std::string searchText;
+    std::vector<std::size_t> searchStarts;
+};
+
+/// One line per finding of what a search looks at: its title and detail, the xrefs and names of
+/// its records, its place's spellings and the lines its fix would change (dates and places).
+ScanOutcome withSearchText(ScanResult result, const GedcomDocument& document)
+{
+    ScanOutcome outcome{std::move(result), {}, {}};
+    const auto names = recordNames(document);
+    outcome.searchStarts.reserve(outcome.result.issues.size() + 1);
+    for (const Issue& issue : outcome.result.issues) {
+        std::string& text = outcome.searchText;
+        outcome.searchStarts.push_back(text.size());
+        const auto add = [&text](std::string_view part) {
+            appendFolded(text, part);
+            if (!text.empty() && text.back() != ' ' && text.back() != '\n')
+                text += ' ';
+        };
+        add(issue.title);
+        add(issue.detail);
+        for (const std::string& xref : issue.records) {
+            add(xref);
+            if (const auto found = names.find(xref); found != names.end())
+                add(found->second);
+        }
+        if (issue.places) {
+            for (const PlaceSpelling& spelling : issue.places->spellings)
+                add(spelling.text);
+        }
+        if (issue.fix) {
+            for (const PreviewLine& line : issue.fix->preview) {
+                add(line.before.value_or(std::string()));
+                add(line.after.value_or(std::string()));
+            }
+        }
+        text += '\n';
+    }
+    outcome.searchStarts.push_back(outcome.searchText.size());
+    return outcome;
+}
+
 } // namespace
 
 struct AppModel::ReadOutcome
@@ -76,6 +213,9 @@ AppModel::AppModel(PlatformServices& services, bool persist, QObject* parent)
         }
         if (settingsStore().value(changeLogFormatKey).toString() == QLatin1String("pdf"))
             m_changeLogFormat = TextFormat::pdf;
+        const QStringList hidden = settingsStore().value(hiddenSeveritiesKey).toStringList();
+        for (Severity severity : allSeverities)
+            m_shownSeverities[std::size_t(severity)] = !hidden.contains(fromUtf8(title(severity)));
     }
 }
 
@@ -161,6 +301,55 @@ void AppModel::setChangeLogFormat(TextFormat format)
     if (m_persist)
         settingsStore().setValue(changeLogFormatKey,
                                  format == TextFormat::pdf ? QStringLiteral("pdf") : QStringLiteral("text"));
+}
+
+void AppModel::setSearch(const QString& text)
+{
+    if (text == m_search)
+        return;
+    m_search = text;
+    findMatches();
+    Q_EMIT changed(Field::search);
+}
+
+void AppModel::setSeverityShown(Severity severity, bool shown)
+{
+    if (m_shownSeverities[std::size_t(severity)] == shown)
+        return;
+    m_shownSeverities[std::size_t(severity)] = shown;
+    Q_EMIT changed(Field::shownSeverities);
+    if (m_persist) {
+        QStringList hidden;
+        for (Severity each : allSeverities) {
+            if (!m_shownSeverities[std::size_t(each)])
+                hidden << fromUtf8(title(each));
+        }
+        settingsStore().setValue(hiddenSeveritiesKey, hidden);
+    }
+}
+
+void AppModel::findMatches()
+{
+    m_matches.clear();
+    std::string query;
+    appendFolded(query, m_search.toStdString());
+    while (!query.empty() && query.back() == ' ')
+        query.pop_back();
+    query.erase(0, query.find_first_not_of(' '));
+    if (query.empty() || !m_result)
+        return;
+    // One pass over all the findings' text; after a hit the rest of that finding's line is skipped.
+    m_matches.assign(m_result->issues.size(), 0);
+    const char* const text = m_searchText.data();
+    for (std::size_t from = 0; from < m_searchText.size();) {
+        const void* hit = memmem(text + from, m_searchText.size() - from, query.data(), query.size());
+        if (!hit)
+            break;
+        const auto next = std::upper_bound(m_searchStarts.begin(), m_searchStarts.end(),
+                                           std::size_t(static_cast<const char*>(hit) - text));
+        m_matches[std::size_t(next - m_searchStarts.begin()) - 1] = 1;
+        from = *next;
+    }
 }
 
 void AppModel::setBusy(std::optional<QString> text)
@@ -317,6 +506,8 @@ void AppModel::load(const QString& path, GedcomDocument document)
     setDocument(std::move(document));
     m_result.reset();
     Q_EMIT changed(Field::result);
+    // Another file starts with every finding shown; the severities hidden stay hidden.
+    setSearch(QString());
     clearSelection();
     m_placeTargets.clear();
     Q_EMIT changed(Field::placeTargets);
@@ -344,10 +535,13 @@ void AppModel::scan()
         setBusy(QStringLiteral("Checking ") + m_fileName + QStringLiteral("…"));
     startJob(
         [document = *m_document, options = m_options](const FractionSink& sink) {
-            return Scanner::scan(document, options, 0, engineProgress(sink));
+            return withSearchText(Scanner::scan(document, options, 0, engineProgress(sink)), document);
         },
-        [this](ScanResult result) {
-            m_result = std::move(result);
+        [this](ScanOutcome outcome) {
+            m_result = std::move(outcome.result);
+            m_searchText = std::move(outcome.searchText);
+            m_searchStarts = std::move(outcome.searchStarts);
+            findMatches();
             m_scanDate = std::chrono::system_clock::now();
             Q_EMIT changed(Field::result);
             setBusy(std::nullopt);

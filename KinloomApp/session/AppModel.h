@@ -13,6 +13,7 @@
 
 class QTemporaryDir;
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -95,6 +96,8 @@ public:
         options,
         progress,        ///< how far the background work is, for a progress bar
         changeLogFormat, ///< what the next save writes the change log as
+        search,          ///< the text the findings are searched for
+        shownSeverities, ///< which severities of finding the lists show
     };
     Q_ENUM(Field)
 
@@ -123,6 +126,21 @@ public:
     [[nodiscard]] bool persist() const { return m_persist; }
     [[nodiscard]] const std::optional<double>& progress() const { return m_progress; }
     [[nodiscard]] TextFormat changeLogFormat() const { return m_changeLogFormat; }
+    [[nodiscard]] const QString& search() const { return m_search; }
+    [[nodiscard]] bool isSeverityShown(Severity severity) const
+    {
+        return m_shownSeverities[std::size_t(severity)];
+    }
+    /// Whether the finding at this index of `result` contains the search text (any does without one).
+    [[nodiscard]] bool matchesSearch(std::size_t issue) const
+    {
+        return m_matches.empty() || m_matches[issue];
+    }
+    /// Whether the finding at this index of `result` passes the search and the severity filter.
+    [[nodiscard]] bool isShown(std::size_t issue) const
+    {
+        return m_shownSeverities[std::size_t(m_result->issues[issue].severity)] && matchesSearch(issue);
+    }
 
     /// True when there are changes and they differ from those at the last save.
     [[nodiscard]] bool hasUnsavedChanges() const;
@@ -144,6 +162,11 @@ public:
     /// Stores the options (when the session persists) and scans again.
     void setOptions(const ScanOptions& options);
     void setChangeLogFormat(TextFormat format);
+    /// Keeps only the findings whose texts, records' names and xrefs, places or dates contain this
+    /// text, ignoring case and accents; an empty text keeps them all.
+    void setSearch(const QString& text);
+    /// Shows or hides the findings of one severity; remembered when the session persists.
+    void setSeverityShown(Severity severity, bool shown);
 
     /// Asks the discard question, then shows the open panel and opens the chosen file.
     void openFromPanel();
@@ -184,6 +207,7 @@ private:
     void setDocument(std::optional<GedcomDocument> document);
     void setHistory(std::vector<HistoryStep> history);
     void clearSelection();
+    void findMatches();
     /// Runs one background job; callers make sure none is running.
     template <class Work, class Done>
     void startJob(Work work, Done done);
@@ -212,6 +236,13 @@ private:
     const bool m_persist;
     std::optional<double> m_progress;
     TextFormat m_changeLogFormat = TextFormat::text;
+    QString m_search;
+    std::array<bool, allSeverities.size()> m_shownSeverities{true, true, true};
+
+    /// Every finding's searchable texts folded for comparing, one line each, made once per scan.
+    std::string m_searchText;
+    std::vector<std::size_t> m_searchStarts; ///< where each finding's line starts, and the end
+    std::vector<char> m_matches;             ///< per finding, whether it matches; empty with no search
 
     std::unique_ptr<QTemporaryDir> m_sampleFolder;    ///< where the opened sample tree was written
     std::chrono::system_clock::time_point m_scanDate; ///< when `result` was made, for the report

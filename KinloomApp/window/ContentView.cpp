@@ -1,14 +1,14 @@
 #include "window/ContentView.h"
 
 #include "session/AppModel.h"
+#include "session/PlatformServices.h"
+#include "session/QtText.h"
 #include "window/ApplySheet.h"
 #include "window/EmptyStateView.h"
 #include "window/Icons.h"
-#include "window/findings/IssueListView.h"
 #include "window/MainSplitView.h"
-#include "session/PlatformServices.h"
-#include "session/QtText.h"
 #include "window/SettingsView.h"
+#include "window/findings/IssueListView.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -142,6 +142,27 @@ void ContentView::createActions()
                           QString(), QKeySequence(Qt::CTRL | Qt::Key_Return));
     connect(m_review, &QAction::triggered, this, [this] { m_model.setShowApply(true); });
 
+    auto* find =
+        makeAction(this, "findAction", QStringLiteral("Find"), "magnifyingglass",
+                   QStringLiteral("Search the findings by name, place, date or xref"), QKeySequence::Find);
+    connect(find, &QAction::triggered, this, [this] {
+        if (!m_model.result())
+            return;
+        // The search belongs to a list of findings: from elsewhere, go to the first with any.
+        if (!m_model.sidebar() || m_model.sidebar()->kind != SidebarItem::Kind::category) {
+            const std::vector<Issue>& issues = m_model.result()->issues;
+            const auto first = std::find_if(
+                allIssueCategories.begin(), allIssueCategories.end(), [&](IssueCategory category) {
+                    return std::any_of(issues.begin(), issues.end(),
+                                       [&](const Issue& issue) { return issue.category == category; });
+                });
+            m_model.setSidebar(SidebarItem::forCategory(
+                first == allIssueCategories.end() ? IssueCategory::duplicates : *first));
+        }
+        m_mainSplit->issueList()->focusSearch();
+    });
+    m_viewActions.append(find);
+
     auto* settings = makeAction(this, "settingsAction", QStringLiteral("Settings…"), {},
                                 QStringLiteral("Date order, age limits and how sure a duplicate must be"),
                                 QKeySequence(Qt::CTRL | Qt::Key_Comma));
@@ -175,6 +196,8 @@ void ContentView::createActions()
     editMenu->setObjectName(QStringLiteral("editMenu"));
     editMenu->addAction(m_undo);
     editMenu->addAction(m_undoAll);
+    editMenu->addSeparator();
+    editMenu->addAction(find);
     editMenu->addSeparator();
     editMenu->addAction(m_review);
     editMenu->addSeparator();

@@ -1,11 +1,11 @@
 #include "window/ContentView.h"
 #include "session/AppModel.h"
+#include "session/ScriptedServices.h"
 #include "window/ApplySheet.h"
 #include "window/DuplicateCompare.h"
+#include "window/MainSplitView.h"
 #include "window/findings/IssueListModel.h"
 #include "window/findings/IssueListView.h"
-#include "window/MainSplitView.h"
-#include "session/ScriptedServices.h"
 
 #include "sample/SampleTree.h"
 
@@ -13,6 +13,7 @@
 #include <QAction>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
@@ -23,6 +24,7 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QToolButton>
 #include <QTreeView>
 
 using namespace kinloom;
@@ -82,14 +84,35 @@ private:
 
     QString labelText(const char* name) const { return child<QLabel>(name)->text(); }
 
-    /// Shows a category and makes the first finding the current one.
+    /// Shows a category and makes the first finding of its first group the current one.
     QTreeView* showCategory(IssueCategory category)
     {
         m_model->setSidebar(SidebarItem::forCategory(category));
         auto* tree = child<QTreeView>("issueTree");
         if (tree->model()->rowCount() > 0)
-            tree->setCurrentIndex(tree->model()->index(0, 0));
+            tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
         return tree;
+    }
+
+    /// The sidebar's count for each category.
+    QList<int> sidebarCounts() const
+    {
+        QList<int> counts;
+        for (IssueCategory category : allIssueCategories)
+            counts << child<QListWidget>("sidebar")->item(1 + int(category))->data(Qt::UserRole + 1).toInt();
+        return counts;
+    }
+
+    /// The findings the list shows, group by group.
+    std::vector<const Issue*> listed() const
+    {
+        const IssueListModel& list = *m_window->mainSplit()->issueList()->listModel();
+        std::vector<const Issue*> issues;
+        for (int group = 0; group < list.rowCount(); ++group) {
+            for (int row = 0; row < list.rowCount(list.index(group, 0)); ++row)
+                issues.push_back(list.issue(list.index(row, 0, list.index(group, 0))));
+        }
+        return issues;
     }
 
 private Q_SLOTS:
@@ -206,7 +229,7 @@ private Q_SLOTS:
         tree->setFocus();
         QTest::keyClick(tree, Qt::Key_Space);
         QCOMPARE(m_model->selection(), std::set<std::string>{ids.front()});
-        QCOMPARE(tree->model()->index(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
+        QCOMPARE(tree->currentIndex().data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
         QCOMPARE(labelText("tickedLabel"), QStringLiteral("1 fix ticked"));
 
         QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
@@ -360,6 +383,112 @@ private Q_SLOTS:
         QVERIFY(!alert->isVisible());
     }
 
+    void searchNarrowsTheListAndTheSidebarCounts()
+    {
+        open("0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+             "0 @I1@ INDI\n1 NAME Jörg /Müller/\n1 SEX male\n1 BIRT\n2 DATE abt 1850\n"
+             "0 @I2@ INDI\n1 NAME John /Smith/\n1 SEX female\n1 BIRT\n2 DATE abt 1852\n0 TRLR\n");
+        showCategory(IssueCategory::missing);
+        const QList<int> before = sidebarCounts();
+        QCOMPARE(listed().size(), std::size_t(2));
+        child<QAction>("findAction")->trigger();
+        auto* search = child<QLineEdit>("searchField");
+        QVERIFY(search->hasFocus());
+        // Case and accents are ignored; the name is the record's, not in the finding's own text.
+        QTest::keyClicks(search, QStringLiteral("MULLER"));
+        QCOMPARE(listed().size(), std::size_t(1));
+        QCOMPARE(listed().front()->records, std::vector<std::string>{"@I1@"});
+        const QList<int> counts = sidebarCounts();
+        QCOMPARE(counts[int(IssueCategory::missing)], 1);
+        QCOMPARE(counts[int(IssueCategory::dateFormats)], 1);
+        QCOMPARE(before[int(IssueCategory::dateFormats)], 2);
+        QVERIFY(labelText("summaryLabel").startsWith(QStringLiteral("Showing 1 of 2 findings. ")));
+        // A date, then an xref; the search stays when the category changes.
+        search->setText(QStringLiteral("1852"));
+        showCategory(IssueCategory::dateFormats);
+        QCOMPARE(listed().size(), std::size_t(1));
+        search->setText(QStringLiteral("@i2@"));
+        QCOMPARE(listed().front()->records, std::vector<std::string>{"@I2@"});
+        search->setText(QStringLiteral("Hartley"));
+        QVERIFY(child<QWidget>("emptyCategory")->isVisible());
+        QCOMPARE(labelText("nothingLabel"), QStringLiteral("No findings shown"));
+        QTest::keyClick(search, Qt::Key_Escape);
+        QVERIFY(search->text().isEmpty());
+        QCOMPARE(sidebarCounts(), before);
+        QCOMPARE(listed().size(), std::size_t(2));
+    }
+
+    void aGroupTicksExactlyItsFixesThatNeedNoReview()
+    {
+        open(SampleTree::sampleText());
+        QTreeView* tree = showCategory(IssueCategory::dateFormats);
+        const IssueListModel& list = *m_window->mainSplit()->issueList()->listModel();
+        bool reviewLeftOut = false;
+        for (int group = 0; group < list.rowCount(); ++group) {
+            const QModelIndex parent = list.index(group, 0);
+            std::set<std::string> expected;
+            for (int row = 0; row < list.rowCount(parent); ++row) {
+                const Issue& issue = *list.issue(list.index(row, 0, parent));
+                if (issue.fix && !issue.fix->needsReview)
+                    expected.insert(issue.fix->id);
+                reviewLeftOut = reviewLeftOut || (issue.fix && issue.fix->needsReview);
+            }
+            auto* button = qobject_cast<QPushButton*>(tree->indexWidget(parent));
+            QCOMPARE(button != nullptr, !expected.empty());
+            m_model->setSelection({});
+            // The space bar on the group's row does what its button does.
+            tree->setCurrentIndex(parent);
+            tree->setFocus();
+            QTest::keyClick(tree, Qt::Key_Space);
+            QCOMPARE(m_model->selection(), expected);
+            if (!button)
+                continue;
+            QVERIFY(button->accessibleName().endsWith(parent.data().toString()));
+            m_model->setSelection({});
+            QTest::mouseClick(button, Qt::LeftButton);
+            QCOMPARE(m_model->selection(), expected);
+        }
+        QVERIFY(reviewLeftOut);
+        // Left and right close and open a group, as in any tree.
+        tree->setCurrentIndex(list.index(0, 0));
+        tree->expand(list.index(0, 0));
+        QTest::keyClick(tree, Qt::Key_Left);
+        QVERIFY(!tree->isExpanded(list.index(0, 0)));
+        QTest::keyClick(tree, Qt::Key_Right);
+        QVERIFY(tree->isExpanded(list.index(0, 0)));
+    }
+
+    void theSeverityFilterHidesShowsAndIsRemembered()
+    {
+        // A session that keeps its settings, as the app's does.
+        m_window.reset();
+        m_model = std::make_unique<AppModel>(*m_services, true);
+        m_window = std::make_unique<ContentView>(*m_model);
+        m_window->show();
+        open(SampleTree::sampleText());
+        showCategory(IssueCategory::impossibleDates);
+        const QList<int> before = sidebarCounts();
+        const auto notes = [this] {
+            const std::vector<const Issue*> issues = listed();
+            return std::count_if(issues.begin(), issues.end(),
+                                 [](const Issue* issue) { return issue->severity == Severity::info; });
+        };
+        QVERIFY(notes() > 0);
+        auto* button = child<QToolButton>("showNotesButton");
+        QVERIFY(button->isChecked());
+        QVERIFY(button->text().startsWith(QStringLiteral("Notes (")));
+        QTest::mouseClick(button, Qt::LeftButton);
+        QCOMPARE(notes(), 0);
+        QVERIFY(sidebarCounts()[int(IssueCategory::impossibleDates)] <
+                before[int(IssueCategory::impossibleDates)]);
+        QVERIFY(!AppModel(*m_services, true).isSeverityShown(Severity::info));
+        QVERIFY(AppModel(*m_services, true).isSeverityShown(Severity::error));
+        QTest::mouseClick(button, Qt::LeftButton);
+        QVERIFY(notes() > 0);
+        QCOMPARE(sidebarCounts(), before);
+        QVERIFY(AppModel(*m_services, true).isSeverityShown(Severity::info));
+    }
+
     void findingsModelIsConsistent()
     {
         IssueListModel list(*m_model);
@@ -367,12 +496,22 @@ private Q_SLOTS:
         open(SampleTree::sampleText());
         for (IssueCategory category : allIssueCategories) {
             list.setCategory(category);
-            for (int row = 0; row < list.rowCount(); ++row) {
-                const QModelIndex index = list.index(row, 0);
-                QCOMPARE(list.rowCount(index),
-                         int(list.issue(index)->fix ? list.issue(index)->fix->preview.size() : 0));
-                if (index.flags() & Qt::ItemIsUserCheckable)
-                    QVERIFY(list.setData(index, Qt::Checked, Qt::CheckStateRole));
+            for (int group = 0; group < list.rowCount(); ++group) {
+                const QModelIndex parent = list.index(group, 0);
+                QVERIFY(!list.issue(parent));
+                for (int row = 0; row < list.rowCount(parent); ++row) {
+                    const QModelIndex index = list.index(row, 0, parent);
+                    QCOMPARE(list.rowCount(index),
+                             int(list.issue(index)->fix ? list.issue(index)->fix->preview.size() : 0));
+                    // Errors come first, then warnings, then notes.
+                    QVERIFY(list.issue(index)->severity <=
+                            Severity(parent.data(IssueListModel::SeverityRole).toInt()));
+                    if (group > 0)
+                        QVERIFY(parent.data(IssueListModel::SeverityRole).toInt() <=
+                                list.index(group - 1, 0).data(IssueListModel::SeverityRole).toInt());
+                    if (index.flags() & Qt::ItemIsUserCheckable)
+                        QVERIFY(list.setData(index, Qt::Checked, Qt::CheckStateRole));
+                }
             }
         }
         QVERIFY(!m_model->selection().empty());
@@ -472,6 +611,7 @@ private Q_SLOTS:
                                      "Quit",
                                      "Undo Last Batch",
                                      "Undo All Changes",
+                                     "Find",
                                      "Review && Apply…",
                                      "Settings…",
                                      "Overview",

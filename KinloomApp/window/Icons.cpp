@@ -20,6 +20,7 @@ constexpr std::array symbolIcons{
     SymbolIcon{"folder", "document-open", QStyle::SP_DialogOpenButton},
     SymbolIcon{"arrow.uturn.backward", "edit-undo", QStyle::SP_ArrowBack},
     SymbolIcon{"doc.text.magnifyingglass", "edit-find", QStyle::SP_FileDialogContentsView},
+    SymbolIcon{"magnifyingglass", "edit-find", QStyle::SP_FileDialogContentsView},
     SymbolIcon{"square.and.arrow.down.on.square", "document-save-as", QStyle::SP_DialogSaveButton},
     SymbolIcon{"checkmark.circle", "emblem-ok-symbolic", QStyle::SP_DialogApplyButton},
     SymbolIcon{"chart.bar.doc.horizontal", "x-office-document", QStyle::SP_FileDialogInfoView},

@@ -1,8 +1,8 @@
 #include "window/SidebarView.h"
 
 #include "session/AppModel.h"
-#include "window/Icons.h"
 #include "session/QtText.h"
+#include "window/Icons.h"
 
 #include <QPainter>
 #include <QStyledItemDelegate>
@@ -86,7 +86,8 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
             m_model.setSidebar(SidebarItem::forCategory(allIssueCategories[std::size_t(row - 1)]));
     });
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
-        if (field == AppModel::Field::result || field == AppModel::Field::changes)
+        if (field == AppModel::Field::result || field == AppModel::Field::changes ||
+            field == AppModel::Field::search || field == AppModel::Field::shownSeverities)
             refreshCounts();
         else if (field == AppModel::Field::sidebar)
             showSelection();
@@ -98,9 +99,12 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
 void SidebarView::refreshCounts()
 {
     std::array<std::size_t, allIssueCategories.size()> counts{};
+    // While a search or the severity filter hides findings, each category counts those it shows.
     if (const auto& result = m_model.result()) {
-        for (const Issue& issue : result->issues)
-            ++counts[std::size_t(issue.category)];
+        for (std::size_t i = 0; i < result->issues.size(); ++i) {
+            if (m_model.isShown(i))
+                ++counts[std::size_t(result->issues[i].category)];
+        }
     }
     for (IssueCategory category : allIssueCategories) {
         QListWidgetItem* entry = item(1 + int(category));

@@ -4,15 +4,18 @@
 
 #include <QAbstractItemModel>
 
+#include <array>
+#include <cstdint>
 #include <vector>
 
 namespace kinloom {
 
 class AppModel;
 
-/// The findings of one category as a tree: a row per finding, and under a finding with a fix one
-/// child row per line of its preview. The tick box of a finding is its fix's membership in the
-/// session's selection.
+/// The findings of one category that pass the session's search and severity filter, as a tree: a
+/// row per kind of finding, the most severe kinds first; under it a row per finding; and under a
+/// finding with a fix a row per line of its preview. The tick box of a finding is its fix's
+/// membership in the session's selection.
 class IssueListModel final : public QAbstractItemModel
 {
     Q_OBJECT
@@ -22,21 +25,49 @@ public:
     {
         DetailRole = Qt::UserRole + 1, ///< the finding's detail
         FixTitleRole,                  ///< the title of the fix to apply; none without a fix
-        SeverityRole,                  ///< the finding's `Severity` as an int
+        SeverityRole,                  ///< the finding's `Severity` as an int; a group's most severe
         IssueIndexRole,                ///< the finding's index in the scan result
         PreviewContextRole,            ///< of a preview line
         PreviewBeforeRole,             ///< of a preview line; none when it adds the line
         PreviewAfterRole,              ///< of a preview line; none when it removes the line
+        RowTypeRole,                   ///< a `RowType` as an int
+        GroupCountRole,                ///< of a group: how many findings it shows
+    };
+
+    /// What a row of the tree is; a model without `RowTypeRole` has findings only.
+    enum class RowType
+    {
+        finding,
+        group,
+        previewLine
     };
 
     explicit IssueListModel(AppModel& model, QObject* parent = nullptr);
 
     void setCategory(IssueCategory category);
     [[nodiscard]] IssueCategory category() const { return m_category; }
-    /// The finding shown at this row of the tree, or at the row of its preview line.
+    /// The finding shown at this row of the tree, or at the row of its preview line; none for a group.
     [[nodiscard]] const Issue* issue(const QModelIndex& index) const;
     /// Every fix id of the listed findings, for "Tick every fix in this list".
     [[nodiscard]] std::vector<std::string> fixIDs() const;
+    /// The ids of a group's fixes that need no review, for its "Tick all", and how many there are.
+    [[nodiscard]] std::vector<std::string> groupFixIDs(int group) const;
+    [[nodiscard]] std::size_t groupFixCount(int group) const
+    {
+        return m_groups[std::size_t(group)].quickFixes;
+    }
+    /// Whether any listed finding has a fix.
+    [[nodiscard]] bool hasFixes() const { return m_hasFixes; }
+    /// The stable id of a group's kind of finding ("imp-alive"); empty for findings of no known kind.
+    [[nodiscard]] std::string_view groupKind(int group) const;
+    /// How many findings of the category are listed, and how many it has before the filters.
+    [[nodiscard]] std::size_t listedCount() const { return m_rows.size(); }
+    [[nodiscard]] std::size_t categoryCount() const { return m_categoryCount; }
+    /// How many findings of the category match the search, by severity, whether shown or not.
+    [[nodiscard]] std::size_t matchingCount(Severity severity) const
+    {
+        return m_matching[std::size_t(severity)];
+    }
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& child) const override;
@@ -47,13 +78,31 @@ public:
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
 private:
+    struct Group
+    {
+        std::size_t kind = 0; ///< index into allFindingKinds(); their count for no known kind
+        Severity severity = Severity::info;
+        QString title;
+        std::size_t begin = 0; ///< the group's findings are `m_rows[begin, end)`
+        std::size_t end = 0;
+        std::size_t quickFixes = 0; ///< fixes that need no review
+    };
+
     void reload();
-    void placeTargetsChanged();
-    [[nodiscard]] const Issue& issueAt(int row) const;
+    void kindsChanged();
+    void refreshRows(const QList<int>& roles);
+    [[nodiscard]] const Issue& issueAt(std::size_t position) const;
+    /// Where in `m_rows` the finding at this index is.
+    [[nodiscard]] std::size_t positionOf(const QModelIndex& finding) const;
 
     AppModel& m_model;
     IssueCategory m_category = IssueCategory::duplicates;
-    std::vector<std::size_t> m_rows; ///< indices into the scan result's findings
+    std::vector<std::uint8_t> m_kinds; ///< per finding of the scan result, its kind's index
+    std::vector<Group> m_groups;
+    std::vector<std::size_t> m_rows; ///< indices into the scan result's findings, group by group
+    std::size_t m_categoryCount = 0;
+    bool m_hasFixes = false;
+    std::array<std::size_t, allSeverities.size()> m_matching{};
 };
 
 } // namespace kinloom

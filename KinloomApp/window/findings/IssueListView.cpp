@@ -1,15 +1,22 @@
 #include "window/findings/IssueListView.h"
 
 #include "session/AppModel.h"
+#include "session/QtText.h"
 #include "window/DuplicateCompare.h"
 #include "window/Icons.h"
+#include "window/PlacePicker.h"
 #include "window/findings/IssueListModel.h"
 #include "window/findings/IssueRow.h"
-#include "window/PlacePicker.h"
-#include "session/QtText.h"
+#include "window/findings/SeverityIcon.h"
+
+#include <QAction>
+#include <QLineEdit>
+#include <QLocale>
+#include <QToolButton>
 
 #include <QHBoxLayout>
 #include <QHoverEvent>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
@@ -24,7 +31,14 @@ namespace {
 
 QString counted(std::size_t count, const char* singular, const char* plural)
 {
-    return QString::number(count) + QLatin1Char(' ') + QLatin1String(count == 1 ? singular : plural);
+    return QLocale().toString(qulonglong(count)) + QLatin1Char(' ') +
+           QLatin1String(count == 1 ? singular : plural);
+}
+
+/// "Errors", "Warnings", "Notes": what a severity's toggle says.
+QString severityPlural(Severity severity)
+{
+    return fromUtf8(title(severity)) + QLatin1Char('s');
 }
 
 QLabel* wrappedLabel(const char* objectName, QWidget* parent)
@@ -42,11 +56,27 @@ class FindingsTree final : public QTreeView
 public:
     using QTreeView::QTreeView;
 
+    /// The space bar on a group's row: its "Tick all", as the space bar ticks a finding's box.
+    std::function<void(const QModelIndex&)> onGroupSpace;
+
 protected:
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        // The group's button would otherwise take the key and the focus with it.
+        if ((event->key() == Qt::Key_Space || event->key() == Qt::Key_Select) && currentIndex().isValid() &&
+            !currentIndex().parent().isValid()) {
+            onGroupSpace(currentIndex());
+            return;
+        }
+        QTreeView::keyPressEvent(event);
+    }
+
     void drawBranches(QPainter* painter, const QRect& rect, const QModelIndex& index) const override
     {
         const QColor background = viewport()->palette().color(viewport()->backgroundRole());
-        const bool plain = !index.parent().isValid() && !alternatingRowColors() &&
+        // Groups and findings; a preview line's branches are drawn as they come.
+        const QModelIndex parent = index.parent();
+        const bool plain = !parent.parent().isValid() && !alternatingRowColors() &&
                            !selectionModel()->isSelected(index) &&
                            (m_mouseY < rect.top() || m_mouseY > rect.bottom());
         if (!plain) {
@@ -55,7 +85,8 @@ protected:
         }
         const Arrow arrow{isExpanded(index),
                           model()->hasChildren(index),
-                          index.row() + 1 < model()->rowCount(index.parent()),
+                          index.row() + 1 < model()->rowCount(parent),
+                          parent.isValid() && parent.row() + 1 < model()->rowCount(),
                           hasFocus(),
                           isEnabled(),
                           rect.size(),
@@ -108,6 +139,7 @@ private:
         bool expanded;
         bool children;
         bool siblingBelow;
+        bool parentSiblingBelow;
         bool focused;
         bool enabled;
         QSize size;
@@ -195,16 +227,51 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     header->addWidget(m_title, 1);
     header->addWidget(m_tickAll);
 
+    m_search = new QLineEdit(this);
+    m_search->setObjectName(QStringLiteral("searchField"));
+    m_search->setAccessibleName(QStringLiteral("Search the findings"));
+    m_search->setPlaceholderText(QStringLiteral("Search names, places, dates, xrefs…"));
+    m_search->setClearButtonEnabled(true);
+    m_search->addAction(symbolIcon("magnifyingglass"), QLineEdit::LeadingPosition)
+        ->setText(QStringLiteral("Search"));
+    // The field's own clear button is named for screen readers too.
+    if (auto* clear = m_search->findChild<QAction*>(QStringLiteral("_q_qlineeditclearaction")))
+        clear->setText(QStringLiteral("Clear the search"));
+    m_search->setText(m_model.search());
+    connect(m_search, &QLineEdit::textChanged, this,
+            [this](const QString& text) { m_model.setSearch(text); });
+    auto* clearSearch = new QAction(m_search);
+    clearSearch->setShortcut(Qt::Key_Escape);
+    clearSearch->setShortcutContext(Qt::WidgetShortcut);
+    connect(clearSearch, &QAction::triggered, m_search, &QLineEdit::clear);
+    m_search->addAction(clearSearch);
+    auto* filters = new QHBoxLayout;
+    filters->addWidget(m_search, 1);
+    for (Severity severity : {Severity::error, Severity::warning, Severity::info}) {
+        auto* button = new QToolButton(this);
+        button->setObjectName(QStringLiteral("show") + severityPlural(severity) + QStringLiteral("Button"));
+        button->setIcon(SeverityIcon::icon(severity));
+        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        button->setCheckable(true);
+        button->setToolTip(QStringLiteral("Show or hide the ") + severityPlural(severity).toLower());
+        connect(button, &QToolButton::toggled, this,
+                [this, severity](bool shown) { m_model.setSeverityShown(severity, shown); });
+        m_severityButtons[std::size_t(severity)] = button;
+        filters->addWidget(button);
+    }
+
     m_note = wrappedLabel("duplicatesNote", this);
     m_note->setText(QStringLiteral("Merges keep every fact; check each pair before applying."));
     m_summary = wrappedLabel("summaryLabel", this);
     m_summary->setForegroundRole(QPalette::PlaceholderText);
 
-    m_tree = new FindingsTree(this);
+    auto* tree = new FindingsTree(this);
+    m_tree = tree;
     m_tree->setObjectName(QStringLiteral("issueTree"));
     m_tree->setAccessibleName(QStringLiteral("Findings"));
     m_tree->setModel(m_listModel);
     m_tree->setItemDelegate(new IssueRow(m_tree));
+    tree->onGroupSpace = [this](const QModelIndex& group) { tickGroup(group.row()); };
     m_tree->setHeaderHidden(true);
     m_tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_tree->setAlternatingRowColors(false);
@@ -213,21 +280,43 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &IssueListView::showCurrent);
     connect(m_listModel, &QAbstractItemModel::modelReset, this, &IssueListView::refresh);
+    // The groups the user opens stay open when the list is rebuilt by a search or a new scan.
+    const auto remember = [this](const QModelIndex& index, bool open) {
+        if (m_dressing || index.parent().isValid())
+            return;
+        const std::string kind(m_listModel->groupKind(index.row()));
+        if (open)
+            m_openKinds.insert(kind);
+        else
+            m_openKinds.erase(kind);
+    };
+    connect(m_tree, &QTreeView::expanded, this,
+            [remember](const QModelIndex& index) { remember(index, true); });
+    connect(m_tree, &QTreeView::collapsed, this,
+            [remember](const QModelIndex& index) { remember(index, false); });
+    connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
+        if (field != AppModel::Field::search && field != AppModel::Field::shownSeverities)
+            return;
+        if (m_search->text() != m_model.search())
+            m_search->setText(m_model.search());
+        // Another selection of findings is read from its top.
+        m_tree->scrollToTop();
+    });
 
     auto* empty = new QWidget(this);
     empty->setObjectName(QStringLiteral("emptyCategory"));
-    auto* nothing = new QLabel(QStringLiteral("Nothing to fix here"), empty);
-    nothing->setObjectName(QStringLiteral("nothingLabel"));
-    QFont nothingFont = nothing->font();
+    m_nothing = new QLabel(empty);
+    m_nothing->setObjectName(QStringLiteral("nothingLabel"));
+    QFont nothingFont = m_nothing->font();
     nothingFont.setPointSizeF(nothingFont.pointSizeF() * 1.3);
     nothingFont.setBold(true);
-    nothing->setFont(nothingFont);
-    nothing->setAlignment(Qt::AlignHCenter);
+    m_nothing->setFont(nothingFont);
+    m_nothing->setAlignment(Qt::AlignHCenter);
     m_emptySentence = wrappedLabel("emptySentence", empty);
     m_emptySentence->setAlignment(Qt::AlignHCenter);
     auto* emptyLayout = new QVBoxLayout(empty);
     emptyLayout->addStretch(1);
-    emptyLayout->addWidget(nothing);
+    emptyLayout->addWidget(m_nothing);
     emptyLayout->addWidget(m_emptySentence);
     emptyLayout->addStretch(2);
 
@@ -261,6 +350,7 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(header);
+    layout->addLayout(filters);
     layout->addWidget(m_note);
     layout->addWidget(m_summary);
     layout->addWidget(m_stack, 1);
@@ -268,14 +358,75 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_fullDetail = wrappedLabel("findingDetail", this);
     m_fullDetail->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     layout->addWidget(m_fullDetail);
-    setTabOrder(m_tickAll, m_tree);
+    setTabOrder(m_tickAll, m_search);
+    setTabOrder(m_search, m_severityButtons[std::size_t(Severity::error)]);
+    setTabOrder(m_severityButtons[std::size_t(Severity::error)],
+                m_severityButtons[std::size_t(Severity::warning)]);
+    setTabOrder(m_severityButtons[std::size_t(Severity::warning)],
+                m_severityButtons[std::size_t(Severity::info)]);
+    setTabOrder(m_severityButtons[std::size_t(Severity::info)], m_tree);
     refresh();
+}
+
+void IssueListView::focusSearch()
+{
+    m_search->setFocus(Qt::ShortcutFocusReason);
+    m_search->selectAll();
+}
+
+void IssueListView::tickGroup(int group)
+{
+    std::set<std::string> selection = m_model.selection();
+    for (std::string& id : m_listModel->groupFixIDs(group))
+        selection.insert(std::move(id));
+    m_model.setSelection(std::move(selection));
+}
+
+void IssueListView::dressGroups()
+{
+    m_dressing = true;
+    const int groups = m_listModel->rowCount();
+    // A lone group, a short list or the findings a search kept are shown at once; a long list
+    // shows its groups first.
+    const bool openAll = groups == 1 || m_listModel->listedCount() <= 40 || !m_model.search().isEmpty();
+    for (int group = 0; group < groups; ++group) {
+        const QModelIndex index = m_listModel->index(group, 0);
+        if (openAll || m_openKinds.contains(m_listModel->groupKind(group)))
+            m_tree->expand(index);
+        const std::size_t fixes = m_listModel->groupFixCount(group);
+        if (fixes == 0)
+            continue;
+        auto* button =
+            new QPushButton(fixes == 1 ? QStringLiteral("Tick 1 fix")
+                                       : QStringLiteral("Tick all ") + counted(fixes, "fix", "fixes"));
+        button->setObjectName(QStringLiteral("tickGroupButton"));
+        button->setAccessibleName(button->text() + QStringLiteral(": ") + index.data().toString());
+        button->setToolTip(QStringLiteral("Ticks the fixes of this group that need no check first"));
+        connect(button, &QPushButton::clicked, this, [this, group] { tickGroup(group); });
+        m_tree->setIndexWidget(index, button);
+    }
+    m_dressing = false;
+}
+
+void IssueListView::showFilters()
+{
+    for (Severity severity : allSeverities) {
+        QToolButton* button = m_severityButtons[std::size_t(severity)];
+        const QSignalBlocker blocker(button);
+        button->setChecked(m_model.isSeverityShown(severity));
+        button->setText(severityPlural(severity) + QStringLiteral(" (") +
+                        QLocale().toString(qulonglong(m_listModel->matchingCount(severity))) +
+                        QLatin1Char(')'));
+    }
 }
 
 void IssueListView::setCategory(IssueCategory category)
 {
+    if (category == m_listModel->category())
+        return;
+    m_openKinds.clear();
+    // The list is rebuilt, and the view refreshes with it.
     m_listModel->setCategory(category);
-    refresh();
 }
 
 IssueCategory IssueListView::category() const
@@ -289,16 +440,45 @@ void IssueListView::refresh()
     const std::string_view title = kinloom::title(category);
     m_title->setText(fromUtf8(title));
     m_note->setVisible(category == IssueCategory::duplicates);
-    m_emptySentence->setText(emptySentence(category));
 
     std::vector<const Issue*> issues;
-    for (int row = 0; row < m_listModel->rowCount(); ++row)
-        issues.push_back(m_listModel->issue(m_listModel->index(row, 0)));
-    m_summary->setText(summary(issues));
+    issues.reserve(m_listModel->listedCount());
+    for (int group = 0; group < m_listModel->rowCount(); ++group) {
+        const QModelIndex parent = m_listModel->index(group, 0);
+        for (int row = 0; row < m_listModel->rowCount(parent); ++row)
+            issues.push_back(m_listModel->issue(m_listModel->index(row, 0, parent)));
+    }
+    const std::size_t all = m_listModel->categoryCount();
+    // A filtered list says how much of the category it shows, and an emptied one why it is empty.
+    QString shown;
+    if (issues.size() < all)
+        shown = QStringLiteral("Showing ") + QLocale().toString(qulonglong(issues.size())) +
+                QStringLiteral(" of ") + counted(all, "finding", "findings") + QStringLiteral(". ");
+    m_summary->setText(shown + summary(issues));
     m_summary->setVisible(!issues.empty());
-    m_tickAll->setEnabled(!m_listModel->fixIDs().empty());
+    m_tickAll->setEnabled(m_listModel->hasFixes());
     m_tickAll->setVisible(!issues.empty());
     m_stack->setCurrentIndex(issues.empty() ? 1 : 0);
+    if (all == 0) {
+        m_nothing->setText(QStringLiteral("Nothing to fix here"));
+        m_emptySentence->setText(emptySentence(category));
+    } else if (issues.empty()) {
+        m_nothing->setText(QStringLiteral("No findings shown"));
+        const bool hidden =
+            std::any_of(allSeverities.begin(), allSeverities.end(),
+                        [this](Severity severity) { return !m_model.isSeverityShown(severity); });
+        QString sentence = m_model.search().isEmpty()
+                               ? QStringLiteral("The ") + counted(all, "finding", "findings") +
+                                     QStringLiteral(" here are all hidden.")
+                               : QStringLiteral("None of the ") + counted(all, "finding", "findings") +
+                                     QStringLiteral(" here contain “") + m_model.search().trimmed() +
+                                     QStringLiteral("”.");
+        if (hidden)
+            sentence += QStringLiteral(" Errors, Warnings and Notes above show what is hidden.");
+        m_emptySentence->setText(sentence);
+    }
+    showFilters();
+    dressGroups();
     showCurrent();
 }
 

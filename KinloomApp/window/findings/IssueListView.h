@@ -4,9 +4,15 @@
 
 #include <QWidget>
 
+#include <array>
+#include <set>
+#include <string>
+
 class QLabel;
+class QLineEdit;
 class QPushButton;
 class QStackedWidget;
+class QToolButton;
 class QTreeView;
 
 namespace kinloom {
@@ -16,8 +22,9 @@ class DuplicateCompare;
 class IssueListModel;
 class PlacePicker;
 
-/// The findings of one category: "Tick every fix in this list", the summary, the list itself (or
-/// "Nothing to fix here"), and under it the comparison or the spellings of the current finding.
+/// The findings of one category: "Tick every fix in this list", the search field and the severities
+/// shown, the summary, the list grouped by kind (or "Nothing to fix here"), and under it the
+/// comparison or the spellings of the current finding.
 class IssueListView final : public QWidget
 {
     Q_OBJECT
@@ -29,6 +36,8 @@ public:
     [[nodiscard]] IssueCategory category() const;
     [[nodiscard]] IssueListModel* listModel() const { return m_listModel; }
     [[nodiscard]] QTreeView* tree() const { return m_tree; }
+    /// Puts the keyboard in the search field, its text selected.
+    void focusSearch();
 
     /// "Nothing to fix here" is followed by this sentence for an empty category.
     [[nodiscard]] static QString emptySentence(IssueCategory category);
@@ -38,6 +47,10 @@ public:
 private:
     void refresh();
     void showCurrent();
+    /// After the list is rebuilt: each group's "Tick all" button, and which groups are open.
+    void dressGroups();
+    void tickGroup(int group);
+    void showFilters();
 
     AppModel& m_model;
     IssueListModel* m_listModel = nullptr;
@@ -45,6 +58,9 @@ private:
     QLabel* m_note = nullptr;
     QLabel* m_summary = nullptr;
     QPushButton* m_tickAll = nullptr;
+    QLineEdit* m_search = nullptr;
+    std::array<QToolButton*, 3> m_severityButtons{}; ///< by `Severity`
+    QLabel* m_nothing = nullptr;
     QStackedWidget* m_stack = nullptr;
     QTreeView* m_tree = nullptr;
     QLabel* m_emptySentence = nullptr;
@@ -53,6 +69,8 @@ private:
     QLabel* m_fullDetail = nullptr; ///< the current finding's detail, whole: rows elide it
     DuplicateCompare* m_compare = nullptr;
     PlacePicker* m_places = nullptr;
+    std::set<std::string, std::less<>> m_openKinds; ///< the groups the user opened, by kind
+    bool m_dressing = false;                        ///< groups are opened by the list, not the user
 };
 
 } // namespace kinloom

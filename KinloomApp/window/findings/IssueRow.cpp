@@ -1,11 +1,12 @@
 #include "window/findings/IssueRow.h"
 
-#include "window/findings/IssueListModel.h"
 #include "window/PreviewTable.h"
+#include "window/findings/IssueListModel.h"
 #include "window/findings/SeverityIcon.h"
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLocale>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -16,9 +17,9 @@ namespace {
 constexpr int margin = 6;
 constexpr int iconSize = 16;
 
-bool isPreviewLine(const QModelIndex& index)
+IssueListModel::RowType rowType(const QModelIndex& index)
 {
-    return index.parent().isValid();
+    return IssueListModel::RowType(index.data(IssueListModel::RowTypeRole).toInt());
 }
 
 QFont boldFont(const QFont& font)
@@ -55,8 +56,15 @@ QRect IssueRow::checkBoxRect(const QStyleOptionViewItem& option)
 QSize IssueRow::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     const int line = option.fontMetrics.height();
-    if (isPreviewLine(index))
+    switch (rowType(index)) {
+    case IssueListModel::RowType::previewLine:
         return {200, line + 6};
+    case IssueListModel::RowType::group:
+        // Room for the "Tick all" button beside the title.
+        return {300, 2 * margin + line + 10};
+    case IssueListModel::RowType::finding:
+        break;
+    }
     // Only a finding with a fix has a tick box: its flags say so without building the fix's title.
     const bool hasFix = index.flags() & Qt::ItemIsUserCheckable;
     return {300, 2 * margin + (hasFix ? 3 : 2) * line + (hasFix ? 4 : 0)};
@@ -72,12 +80,18 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     if (!plain)
         styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, painter, option.widget);
 
-    if (isPreviewLine(index)) {
+    switch (rowType(index)) {
+    case IssueListModel::RowType::previewLine:
         PreviewTable::paint(*painter, option,
                             {index.data(IssueListModel::PreviewContextRole).toString(),
                              index.data(IssueListModel::PreviewBeforeRole),
                              index.data(IssueListModel::PreviewAfterRole)});
         return;
+    case IssueListModel::RowType::group:
+        paintGroup(*painter, option, index);
+        return;
+    case IssueListModel::RowType::finding:
+        break;
     }
 
     const bool selected = option.state & QStyle::State_Selected;
@@ -135,6 +149,59 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
                  [&](QPainter& on, QPoint baseline) { return drawWords(on, baseline, fixWidth, fixText); });
     }
     painter->restore();
+}
+
+void IssueRow::paintGroup(QPainter& painter, const QStyleOptionViewItem& option,
+                          const QModelIndex& index) const
+{
+    const bool selected = option.state & QStyle::State_Selected;
+    const QPalette& palette = option.palette;
+    if (!selected)
+        painter.fillRect(option.rect, palette.color(QPalette::AlternateBase));
+    const int line = option.fontMetrics.height();
+    const int left = option.rect.left() + margin;
+    const int top = option.rect.top() + (option.rect.height() - line) / 2;
+    const auto severity = Severity(index.data(IssueListModel::SeverityRole).toInt());
+    painter.drawPixmap(QPoint(left, top + (line - iconSize) / 2),
+                       severityPicture(severity, painter.device()->devicePixelRatioF()));
+
+    // The count follows the title; both end before the button at the row's right end.
+    const QString count = QLocale().toString(index.data(IssueListModel::GroupCountRole).toULongLong());
+    const int textLeft = left + iconSize + margin;
+    const int room = option.rect.right() - textLeft - buttonRoom(option);
+    QFont bold = option.font;
+    bold.setBold(true);
+    const QFontMetrics boldMetrics(bold, painter.device());
+    const int countWidth = option.fontMetrics.horizontalAdvance(count) + 2 * margin;
+    const QString title =
+        boldMetrics.elidedText(index.data().toString(), Qt::ElideRight, std::max(0, room - countWidth));
+    const int baseline = top + option.fontMetrics.ascent();
+    painter.save();
+    painter.setFont(bold);
+    painter.setPen(palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+    painter.drawText(QPoint(textLeft, baseline), title);
+    painter.setFont(option.font);
+    painter.setPen(palette.color(selected ? QPalette::HighlightedText : QPalette::PlaceholderText));
+    painter.drawText(QPoint(textLeft + boldMetrics.horizontalAdvance(title) + 2 * margin, baseline), count);
+    painter.restore();
+}
+
+int IssueRow::buttonRoom(const QStyleOptionViewItem& option)
+{
+    return option.fontMetrics.horizontalAdvance(QStringLiteral("Tick all 00,000 fixes")) + 6 * margin;
+}
+
+void IssueRow::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                                    const QModelIndex& index) const
+{
+    if (rowType(index) != IssueListModel::RowType::group) {
+        QStyledItemDelegate::updateEditorGeometry(editor, option, index);
+        return;
+    }
+    const QSize wanted = editor->sizeHint();
+    const int height = std::min(wanted.height(), option.rect.height() - 4);
+    editor->setGeometry(option.rect.right() - margin - wanted.width(),
+                        option.rect.top() + (option.rect.height() - height) / 2, wanted.width(), height);
 }
 
 void IssueRow::drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style,

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "checks/Issue.h"
 #include "window/findings/LinePictures.h"
 #include "window/findings/WordGlyphs.h"
-#include "checks/Issue.h"
 
 #include <QPixmap>
 #include <QStyledItemDelegate>
@@ -12,8 +12,9 @@
 
 namespace kinloom {
 
-/// Draws a finding's row (severity icon, title, detail, and for a fix its tick box and title) and
-/// the rows of its preview, and ticks the box on a click or the space bar.
+/// Draws a group's row (severity icon, title and count; its "Tick all" button is the list's), a
+/// finding's row (severity icon, title, detail, and for a fix its tick box and title) and the rows
+/// of its preview, and ticks the box on a click or the space bar.
 class IssueRow final : public QStyledItemDelegate
 {
     Q_OBJECT
@@ -24,12 +25,18 @@ public:
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    /// A group's "Tick all" button sits at the right end of its row.
+    void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                              const QModelIndex& index) const override;
 
 protected:
     bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
                      const QModelIndex& index) override;
 
 private:
+    void paintGroup(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+    /// How much of a group's row its "Tick all" button may take.
+    [[nodiscard]] static int buttonRoom(const QStyleOptionViewItem& option);
     [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
     /// Draws a line of a row in `style` with `draw`: on a plain row from a kept picture once the
     /// line has been seen before, otherwise as text (over the highlight on a selected row).
