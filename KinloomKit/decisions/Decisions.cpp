@@ -182,17 +182,21 @@ private:
         return found == m_byXref.end() ? std::nullopt : std::optional<NodeView>(found->second);
     }
 
-    /// For findings about the whole file: its records, in order. Cleaned copies keep them; a copy
-    /// that merged or removed records is taken as another tree and the finding comes back.
+    /// For findings about the whole file: the tree, told by its first person and their name, which
+    /// cleaned copies keep (tidying removes empty families and merged people, and the list of records
+    /// would change with them) and other trees do not share.
     std::string_view treeFingerprint()
     {
         if (m_tree.empty()) {
             Hash hash;
             for (NodeView record : m_document.records()) {
-                if (const auto xref = record.xref()) {
-                    hash.add(*xref);
-                    hash.add('\x1E');
-                }
+                if (record.tag() != "INDI" || !record.xref())
+                    continue;
+                hash.add(entry(std::string(*record.xref())).identity);
+                hash.add('\x1E');
+                if (const auto name = record.firstChild("NAME"))
+                    hash.add(valueOf(*name));
+                break;
             }
             m_tree = hash.hex();
         }

@@ -25,7 +25,7 @@ struct DecisionKey
     std::string at;
     /// Sixteen hex digits of the records' decoded content, CHAN and other lines programs write for
     /// themselves left out, so that any change a person makes brings the finding back. For a
-    /// finding that names no records, of the tree's list of records.
+    /// finding that names no records (or a place), of the tree's first person and their name.
     std::string fingerprint;
 
     auto operator<=>(const DecisionKey&) const = default;
