@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <set>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,6 +35,7 @@ public:
         }
     }
     void add(char c) { add(std::string_view(&c, 1)); }
+    [[nodiscard]] std::uint64_t value() const { return m_value; }
     [[nodiscard]] std::string hex() const
     {
         char text[17];
@@ -91,8 +93,17 @@ void feed(Hash& hash, NodeView node, int depth)
     hash.add(node.tag());
     hash.add('\x1F');
     // The record's own xref is left out: where it has a _UID the xref may differ between exports.
-    if (depth > 0 || node.isMalformed())
-        hash.add(valueOf(node));
+    if (depth > 0 || node.isMalformed()) {
+        // Most lines are plain ASCII without continuation lines: hashed where they lie.
+        const std::optional<std::string_view> value = node.value();
+        const bool plain = !node.isMalformed() && (!value || Text::isAscii(*value)) &&
+                           std::none_of(node.children().begin(), node.children().end(),
+                                        [](NodeView child) { return isContinuation(child.tag()); });
+        if (plain)
+            hash.add(value.value_or(""));
+        else
+            hash.add(valueOf(node));
+    }
     hash.add('\x1E');
     for (NodeView child : node.children())
         feed(hash, child, depth + 1);
@@ -104,6 +115,36 @@ class KeyMaker
 public:
     explicit KeyMaker(const GedcomDocument& document) : m_document(document) {}
 
+    /// Finds the records of these findings in one pass over the file, which is far quicker than an
+    /// index of every record when the findings name a small part of it.
+    void locate(std::span<const Issue> findings, std::span<const std::size_t> which)
+    {
+        std::size_t left = 0;
+        m_records.reserve(which.size() * 2);
+        for (const std::size_t i : which) {
+            for (const std::string& xref : findings[i].records)
+                left += m_records.emplace(xref, std::nullopt).second ? 1 : 0;
+        }
+        const std::size_t count = m_document.recordCount();
+        for (std::size_t i = 0; i < count && left > 0; ++i) {
+            // Records lie far apart in memory: ask for the ones ahead before they are needed.
+            if (i + 32 < count)
+                m_document.record(i + 32).prefetch(false);
+            if (i + 16 < count)
+                m_document.record(i + 16).prefetch(true);
+            const NodeView record = m_document.record(i);
+            const auto xref = record.xref();
+            if (!xref)
+                continue;
+            const auto found = m_records.find(*xref);
+            // The first of two records that share an xref is the one links lead to.
+            if (found != m_records.end() && !found->second) {
+                found->second = record;
+                --left;
+            }
+        }
+    }
+
     /// The records part of a finding's key: empty for a place group, whose records are every record
     /// that writes the place and change for reasons that have nothing to do with its spellings.
     std::vector<std::string> records(const Issue& finding, std::string_view kind)
@@ -114,6 +155,21 @@ public:
         for (const std::string& xref : finding.records)
             identities.push_back(entry(xref).identity);
         return identities;
+    }
+
+    /// The kind and records of a finding as one number, to tell at little cost whether a decision
+    /// may be about it.
+    std::uint64_t about(const Issue& finding, std::string_view kind)
+    {
+        Hash hash;
+        hash.add(kind);
+        if (kind != "place") {
+            for (const std::string& xref : finding.records) {
+                hash.add('\x1F');
+                hash.add(entry(xref).identity);
+            }
+        }
+        return hash.value();
     }
 
     DecisionKey key(const Issue& finding)
@@ -156,30 +212,20 @@ private:
             return found->second;
         Entry made;
         made.identity = xref;
-        if (const std::optional<NodeView> record = this->record(xref)) {
-            made.record = record;
-            for (NodeView child : record->children()) {
+        const auto located = m_records.find(xref);
+        if (located != m_records.end() && located->second) {
+            made.record = located->second;
+            for (NodeView child : made.record->children()) {
+                if (child.tag() != "_UID" && child.tag() != "UID")
+                    continue;
                 const std::string_view value = Text::trimmed(child.value().value_or(""));
-                if ((child.tag() == "_UID" || child.tag() == "UID") && !value.empty()) {
+                if (!value.empty()) {
                     made.identity = std::string(value);
                     break;
                 }
             }
         }
         return m_entries.emplace(xref, std::move(made)).first->second;
-    }
-
-    std::optional<NodeView> record(std::string_view xref)
-    {
-        if (m_byXref.empty()) {
-            m_byXref.reserve(m_document.recordCount());
-            for (NodeView record : m_document.records()) {
-                if (const auto own = record.xref())
-                    m_byXref.emplace(*own, record);
-            }
-        }
-        const auto found = m_byXref.find(xref);
-        return found == m_byXref.end() ? std::nullopt : std::optional<NodeView>(found->second);
     }
 
     /// For findings about the whole file: the tree, told by its first person and their name, which
@@ -221,12 +267,18 @@ private:
         std::string rest = finding.id.substr(std::min(finding.id.size(), kind.size() + 1));
         if (!rest.empty() &&
             std::all_of(rest.begin(), rest.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+            // The line as a person would point at it ("BIRT DATE: abt. 1890"): its id differs in every
+            // copy. It is looked for in the records the finding names, else in the whole file.
+            const std::int64_t id = std::stoll(rest);
+            for (const std::string& xref : finding.records) {
+                const Entry& named = entry(xref);
+                if (const auto node = named.record ? named.record->find(id) : std::nullopt)
+                    return tagPath(*named.record, id) + ": " + valueOf(*node);
+            }
             if (!m_locator)
                 m_locator.emplace(m_document);
-            // The line as a person would point at it ("BIRT DATE: abt. 1890"): its id differs in every copy.
-            if (const auto place = m_locator->find(std::stoll(rest)))
-                return tagPath(m_document.record(place->record), place->node.id()) + ": " +
-                       valueOf(place->node);
+            if (const auto place = m_locator->find(id))
+                return tagPath(m_document.record(place->record), id) + ": " + valueOf(place->node);
             return rest;
         }
         for (std::size_t i = 0; i < finding.records.size(); ++i) {
@@ -241,7 +293,8 @@ private:
     }
 
     const GedcomDocument& m_document;
-    std::unordered_map<std::string_view, NodeView> m_byXref;
+    std::unordered_map<std::string_view, std::optional<NodeView>>
+        m_records; ///< keys view the findings' xrefs
     std::unordered_map<std::string, Entry> m_entries;
     std::optional<NodeLocator> m_locator;
     std::string m_tree;
@@ -409,6 +462,9 @@ std::optional<std::string> save(const std::filesystem::path& store, std::span<co
 std::vector<DecisionKey> keys(const GedcomDocument& document, std::span<const Issue> findings)
 {
     KeyMaker maker(document);
+    std::vector<std::size_t> all(findings.size());
+    std::iota(all.begin(), all.end(), std::size_t{0});
+    maker.locate(findings, all);
     std::vector<DecisionKey> made;
     made.reserve(findings.size());
     for (const Issue& finding : findings)
@@ -423,21 +479,30 @@ std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue>
     if (decisions.empty())
         return result;
     std::set<DecisionKey> stored;
-    std::set<std::pair<std::string_view, std::vector<std::string>>> about;
+    std::unordered_set<std::string_view> kinds;
+    std::unordered_set<std::uint64_t> about;
     for (const Decision& decision : decisions) {
         stored.insert(decision.key);
-        about.emplace(decision.key.kind, decision.key.records);
+        kinds.insert(decision.key.kind);
+        Hash hash;
+        hash.add(decision.key.kind);
+        for (const std::string& record : decision.key.records) {
+            hash.add('\x1F');
+            hash.add(record);
+        }
+        about.insert(hash.value());
     }
-    std::unordered_set<std::string_view> kinds;
-    for (const auto& [kind, records] : about)
-        kinds.insert(kind);
 
-    KeyMaker maker(document);
+    std::vector<std::size_t> candidates;
     for (std::size_t i = 0; i < findings.size(); ++i) {
-        const std::string_view kind = kindOf(findings[i].id);
-        if (!kinds.contains(kind) || !about.contains({kind, maker.records(findings[i], kind)}))
-            continue;
-        result[i] = stored.contains(maker.key(findings[i]));
+        if (kinds.contains(kindOf(findings[i].id)))
+            candidates.push_back(i);
+    }
+    KeyMaker maker(document);
+    maker.locate(findings, candidates);
+    for (const std::size_t i : candidates) {
+        if (about.contains(maker.about(findings[i], kindOf(findings[i].id))))
+            result[i] = stored.contains(maker.key(findings[i]));
     }
     return result;
 }
