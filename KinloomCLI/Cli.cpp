@@ -3,6 +3,7 @@
 #include "KinloomPdf/PdfRenderer.h"
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
+#include "decisions/Decisions.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
@@ -30,13 +31,18 @@ constexpr const char* usageText =
     "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
     "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
+    "       kinloom-cli dismiss|undismiss FILE ID... [OPTIONS]\n"
     "       kinloom-cli kinds\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X  --encoding NAME\n"
     "         --skip KIND,… leaves those kinds of finding out (may be repeated; kinds lists them)\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
     "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
-    "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n";
+    "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n"
+    "DECISIONS: dismiss marks findings (ids as check --json lists them) as not a problem; check and\n"
+    "         tidy leave them out (tidy applies their fixes only when named by id) until a record they\n"
+    "         name changes. --show-dismissed lists them; --decisions STORE keeps them in STORE instead\n"
+    "         of the user\u2019s data folder\n";
 
 /// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag),
 /// and the values of options that may be repeated, in order.
@@ -53,7 +59,8 @@ const std::set<std::string> repeatableOptions = {"--fix", "--skip"};
 /// Splits a command's arguments (after the command's name) by the options it knows. Every command
 /// takes one file; an unknown option, a missing value or another number of files is an error.
 std::optional<Arguments> parseArguments(const std::vector<std::string>& arguments,
-                                        const std::map<std::string, bool>& known, std::ostream& err)
+                                        const std::map<std::string, bool>& known, std::ostream& err,
+                                        bool idsAfterFile = false)
 {
     Arguments parsed;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
@@ -83,7 +90,7 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             return std::nullopt;
         }
     }
-    if (parsed.positional.size() != 1) {
+    if (idsAfterFile ? parsed.positional.size() < 2 : parsed.positional.size() != 1) {
         err << usageText;
         return std::nullopt;
     }
@@ -331,6 +338,43 @@ ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions
     return result;
 }
 
+/// The options of the commands that heed earlier decisions.
+std::map<std::string, bool> withDecisionOptions(std::map<std::string, bool> own)
+{
+    own.insert({{"--decisions", true}, {"--show-dismissed", false}});
+    return own;
+}
+
+/// The store --decisions names, else the user's.
+std::filesystem::path decisionStore(const Arguments& parsed)
+{
+    const auto option = parsed.options.find("--decisions");
+    return option != parsed.options.end() ? std::filesystem::path(option->second)
+                                          : Decisions::defaultStorePath();
+}
+
+/// The stored decisions; a store that cannot be used is said on stderr, and none apply.
+std::vector<Decision> storedDecisions(const std::filesystem::path& store, std::ostream& err)
+{
+    Decisions::Loaded loaded = Decisions::load(store);
+    if (loaded.problem)
+        err << *loaded.problem << "\n";
+    return std::move(loaded.decisions);
+}
+
+/// Which of the scan's findings were dismissed earlier.
+std::vector<bool> dismissedFindings(const Arguments& parsed, const GedcomDocument& document,
+                                    const ScanResult& result, std::ostream& err)
+{
+    return Decisions::decided(document, result.issues, storedDecisions(decisionStore(parsed), err));
+}
+
+std::string hiddenSentence(std::size_t hidden)
+{
+    return std::to_string(hidden) + (hidden == 1 ? " finding" : " findings") +
+           " hidden by earlier decisions; --show-dismissed lists them\n";
+}
+
 int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
          const ProgressTerminal& terminal)
 {
@@ -526,8 +570,10 @@ Json scanHeadJSON(const ScanResult& result, const std::string& fileName)
 
 /// Prints the scan as one JSON document laid out as `dump(2)` lays it out, one finding at a time,
 /// so that printing adds no more than a finding's worth of memory to the scan's: on a
-/// million-person tree the whole document is some 300 MB of text.
-void printScanJSON(const ScanResult& result, const std::string& fileName, std::ostream& out)
+/// million-person tree the whole document is some 300 MB of text. With flags for dismissed findings
+/// (--show-dismissed), each finding says whether it was dismissed.
+void printScanJSON(const ScanResult& result, const std::string& fileName, std::ostream& out,
+                   const std::vector<bool>& dismissed)
 {
     std::string text = scanHeadJSON(result, fileName).dump(2);
     // The head's closing "\n}" gives way to the findings, which come last.
@@ -535,12 +581,16 @@ void printScanJSON(const ScanResult& result, const std::string& fileName, std::o
     text += ",\n  \"findings\": [";
     constexpr std::size_t flushSize = std::size_t{1} << 16;
     bool first = true;
-    for (const Issue& issue : result.issues) {
+    for (std::size_t i = 0; i < result.issues.size(); ++i) {
+        const Issue& issue = result.issues[i];
         text += first ? "\n    " : ",\n    ";
         first = false;
         // A finding sits two levels deep. Line breaks inside strings are written escaped, so every
         // break in the dump is one of its layout.
-        const std::string finding = findingJSON(issue).dump(2);
+        Json json = findingJSON(issue);
+        if (!dismissed.empty())
+            json["dismissed"] = static_cast<bool>(dismissed[i]);
+        const std::string finding = json.dump(2);
         std::size_t start = 0;
         for (std::size_t end; (end = finding.find('\n', start)) != std::string::npos; start = end + 1) {
             text.append(finding, start, end + 1 - start);
@@ -577,7 +627,9 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
           const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
-        arguments, withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
+        arguments,
+        withDecisionOptions(withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}})),
+        err);
     if (!parsed)
         return usage;
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
@@ -614,8 +666,28 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    const ScanResult result = scanShowingProgress(*document, *options, progress);
+    ScanResult result = scanShowingProgress(*document, *options, progress);
     const std::string fileName = Files::fileName(path);
+    const bool json = parsed->options.contains("--json");
+
+    // Dismissed findings are left out, or with --show-dismissed listed as dismissed; either way they
+    // never fail the check.
+    std::vector<bool> dismissed = dismissedFindings(*parsed, *document, result, err);
+    const auto hidden = static_cast<std::size_t>(std::count(dismissed.begin(), dismissed.end(), true));
+    bool failed = false;
+    for (std::size_t i = 0; i < result.issues.size(); ++i)
+        failed = failed || (failOn && !dismissed[i] && result.issues[i].severity >= *failOn);
+    const bool showDismissed = parsed->options.contains("--show-dismissed");
+    if (!showDismissed) {
+        std::size_t i = 0;
+        std::erase_if(result.issues, [&](const Issue&) { return dismissed[i++]; });
+        dismissed.clear();
+    } else if (!json) {
+        for (std::size_t i = 0; i < result.issues.size(); ++i) {
+            if (dismissed[i])
+                result.issues[i].title += " (dismissed)";
+        }
+    }
 
     if (reportPath) {
         std::string text = Report::reportText(result, fileName, scanDate);
@@ -626,16 +698,15 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
             return usage;
         }
     }
-    if (parsed->options.contains("--json")) {
-        printScanJSON(result, fileName, out);
+    if (json) {
+        printScanJSON(result, fileName, out, dismissed);
     } else if (reportPath) {
         out << "Saved \u201C" << Files::fileName(*reportPath) << "\u201D.\n";
     } else {
         out << Report::reportText(result, fileName, scanDate);
     }
-
-    const bool failed = failOn && std::any_of(result.issues.begin(), result.issues.end(),
-                                              [&](const Issue& issue) { return issue.severity >= *failOn; });
+    if (hidden > 0 && !showDismissed)
+        (json ? err : out) << hiddenSentence(hidden);
     return failed ? foundProblems : done;
 }
 
@@ -712,7 +783,8 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
          const ProgressTerminal& terminal)
 {
     const auto parsed = parseArguments(
-        arguments, withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
+        arguments,
+        withDecisionOptions(withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}})), err);
     if (!parsed)
         return usage;
     const std::optional<ScanOptions> options = scanOptions(*parsed, err);
@@ -739,6 +811,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 
     // The values are read against the file's fix ids, so only a scan can tell what they ask for.
     std::optional<ApplyResult> applied;
+    std::vector<std::string> dismissedLines;
     if (std::any_of(fixValues.begin(), fixValues.end(),
                     [](const std::string& what) { return what != "none"; })) {
         const ScanResult result = scanShowingProgress(*document, *options, progress);
@@ -750,9 +823,22 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         const std::optional<FixChoice> choice = parseFixChoice(fixValues, fixIDs, err);
         if (!choice)
             return usage;
-        const std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
+        std::optional<std::vector<Fix>> fixes = chosenFixes(*choice, result, err);
         if (!fixes)
             return usage;
+        // A dismissed finding's fix is applied only when named by its id.
+        const std::vector<bool> dismissed = dismissedFindings(*parsed, *document, result, err);
+        const std::set<std::string> named(choice->ids.begin(), choice->ids.end());
+        std::set<std::string> leftAlone;
+        for (std::size_t i = 0; i < result.issues.size(); ++i) {
+            if (!dismissed[i])
+                continue;
+            const Issue& issue = result.issues[i];
+            dismissedLines.push_back("Dismissed: " + issue.id + ": " + issue.title + "\n");
+            if (issue.fix && !named.contains(issue.fix->id))
+                leftAlone.insert(issue.fix->id);
+        }
+        std::erase_if(*fixes, [&](const Fix& fix) { return leftAlone.contains(fix.id); });
         const std::size_t count = fixes->size();
         progress.show(
             {"Applying " + std::to_string(count) + (count == 1 ? " change\u2026" : " changes\u2026"),
@@ -802,6 +888,80 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     if (output.note)
         out << *output.note << "\n";
     out << "Saved \u201C" << copyName << "\u201D and its change log.\n";
+    if (parsed->options.contains("--show-dismissed")) {
+        for (const std::string& line : dismissedLines)
+            out << line;
+    } else if (!dismissedLines.empty()) {
+        out << hiddenSentence(dismissedLines.size());
+    }
+    return done;
+}
+
+/// Records (`dismiss`) or lifts (`undismiss`) decisions about findings of a file, named by their ids.
+int decide(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+           const ProgressTerminal& terminal, bool dismiss)
+{
+    const auto parsed = parseArguments(arguments, withScanOptions({{"--decisions", true}}), err, true);
+    if (!parsed)
+        return usage;
+    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
+    if (!options)
+        return usage;
+    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
+    if (!reading)
+        return usage;
+    const std::filesystem::path store = decisionStore(*parsed);
+    if (store.empty()) {
+        err << "kinloom-cli: there is no home folder to keep decisions in; name a store with --decisions\n";
+        return usage;
+    }
+
+    const std::string& path = parsed->positional[0];
+    ProgressLine progress(terminal, path);
+    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
+    if (!document)
+        return unreadable;
+    const ScanResult result = scanShowingProgress(*document, *options, progress);
+    std::map<std::string_view, const Issue*> byID;
+    for (const Issue& issue : result.issues)
+        byID.emplace(issue.id, &issue);
+    std::vector<Issue> chosen;
+    for (std::size_t i = 1; i < parsed->positional.size(); ++i) {
+        const std::string& id = parsed->positional[i];
+        const auto found = byID.find(id);
+        if (found == byID.end()) {
+            err << "kinloom-cli: \u201C" << id << "\u201D is not a finding of \u201C" << Files::fileName(path)
+                << "\u201D; check --json lists their ids\n";
+            return usage;
+        }
+        chosen.push_back(*found->second);
+    }
+
+    std::vector<Decision> stored = storedDecisions(store, err);
+    const std::vector<DecisionKey> keys = Decisions::keys(*document, chosen);
+    std::size_t count = 0;
+    if (dismiss) {
+        std::vector<Decision> added;
+        for (std::size_t i = 0; i < chosen.size(); ++i)
+            added.push_back({keys[i], chosen[i].title});
+        count = std::set<DecisionKey>(keys.begin(), keys.end()).size();
+        stored = Decisions::changed(std::move(stored), added, {});
+    } else {
+        const std::vector<bool> decided = Decisions::decided(*document, chosen, stored);
+        count = static_cast<std::size_t>(std::count(decided.begin(), decided.end(), true));
+        stored = Decisions::changed(std::move(stored), {}, keys);
+    }
+    if (const auto error = Decisions::save(store, stored)) {
+        err << *error << "\n";
+        return usage;
+    }
+    if (dismiss)
+        out << "Dismissed " << count
+            << (count == 1
+                    ? " finding; check and tidy leave it out until one of its records changes.\n"
+                    : " findings; check and tidy leave them out until one of their records changes.\n");
+    else
+        out << "Brought back " << count << (count == 1 ? " finding.\n" : " findings.\n");
     return done;
 }
 
@@ -894,6 +1054,8 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         return sample(arguments, out, err);
     if (command == "kinds")
         return kinds(arguments, out, err);
+    if (command == "dismiss" || command == "undismiss")
+        return decide(arguments, out, err, terminal, command == "dismiss");
     if (command == "--help" || command == "help") {
         out << usageText;
         return done;

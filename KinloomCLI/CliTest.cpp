@@ -51,6 +51,8 @@ protected:
     {
         m_folder = std::filesystem::temp_directory_path() / ("kinloom-cli-test-" + std::to_string(getpid()));
         std::filesystem::create_directories(m_folder);
+        // Decisions go to a store of the test's own, never the user's.
+        setenv("XDG_DATA_HOME", (m_folder / "data").c_str(), 1);
     }
     void TearDown() override { std::filesystem::remove_all(m_folder); }
 
@@ -575,9 +577,10 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
     {
         std::string what;
         std::string summary;
-        std::string birth; ///< the birth date in the copy
-        std::string death; ///< the death date in the copy
-        std::vector<std::string> skip = {};
+        std::string birth;          ///< the birth date in the copy
+        std::string death;          ///< the death date in the copy
+        std::string dismissed = {}; ///< a finding dismissed first, whose fix is applied only when named
+        std::vector<std::string> skip = {}; ///< kinds left out of the run
     };
     const Case cases[] = {
         {"all", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
@@ -585,17 +588,28 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
         {"places,links", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950"},
         {"date-11", "Applied 1 fix.\n", "12  MAR 1890", "(spring 1950)"},
         {"dateFormats,date-11", "Applied 2 fixes.\n", "12 MAR 1890", "(spring 1950)"},
-        {"dateFormats,places", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950", {"--skip", "date"}},
+        {"dateFormats,places", "Applied 0 fixes.\n", "12  MAR 1890", "spring 1950", {}, {"--skip", "date"}},
+        {"all,date-11", "Applied 1 fix.\n", "12  MAR 1890", "(spring 1950)", "date-9"},
+        {"date-9", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950", "date-9"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         const std::filesystem::path folder = m_folder / c.what;
         std::filesystem::create_directory(folder);
-        std::vector<std::string> arguments = {"tidy", path, "--fix", c.what, "--out", folder.string()};
+        const std::string store = (folder / "decisions.json").string();
+        if (!c.dismissed.empty()) {
+            ASSERT_EQ(runCli({"dismiss", path, c.dismissed, "--decisions", store}).status, Cli::done);
+        }
+        std::vector<std::string> arguments = {"tidy",          path,          "--fix", c.what, "--out",
+                                              folder.string(), "--decisions", store};
         arguments.insert(arguments.end(), c.skip.begin(), c.skip.end());
         const Outcome outcome = runCli(arguments);
         ASSERT_EQ(outcome.status, Cli::done) << outcome.err;
-        EXPECT_EQ(outcome.out, c.summary + "Saved \u201CDated (tidied).ged\u201D and its change log.\n");
+        EXPECT_EQ(outcome.out,
+                  c.summary + "Saved \u201CDated (tidied).ged\u201D and its change log.\n" +
+                      (c.dismissed.empty()
+                           ? ""
+                           : "1 finding hidden by earlier decisions; --show-dismissed lists them\n"));
         const std::string copy = contents(folder / "Dated (tidied).ged");
         EXPECT_NE(copy.find("\n2 DATE " + c.birth + "\n1 DEAT\n2 DATE " + c.death + "\n"), std::string::npos)
             << copy;
@@ -612,6 +626,78 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
     for (const auto& finding : nlohmann::json::parse(recheck.out)["findings"])
         EXPECT_NE(finding["id"], "date-9");
     EXPECT_EQ(contents(path), datedTree);
+}
+
+TEST_F(CliTest, DecisionsHideFindingsUntilLifted)
+{
+    const std::string path = write("Dated.ged", datedTree);
+    const std::string other = (m_folder / "other.json").string();
+    const std::string damaged = write("damaged.json", "{\"decisions\": [");
+    const std::string hidden2 = "2 findings hidden by earlier decisions; --show-dismissed lists them\n";
+    struct Step
+    {
+        std::vector<std::string> arguments;
+        int status;
+        std::string out; ///< what the output holds (all of it when it ends in a line break)
+        std::string err;
+        std::string notInOut = {};
+    };
+    const Step steps[] = {
+        {{"dismiss", path, "date-9", "date-11"},
+         Cli::done,
+         "Dismissed 2 findings; check and tidy leave them out until one of their records changes.\n",
+         ""},
+        {{"check", path}, Cli::done, hidden2, "", "Date not in the standard form"},
+        {{"check", path, "--json"}, Cli::done, "\"id\": \"date-styles\"", hidden2, "date-9"},
+        {{"check", path, "--show-dismissed"},
+         Cli::done,
+         "Date not in the standard form (dismissed)",
+         "",
+         "hidden"},
+        {{"check", path, "--json", "--show-dismissed"}, Cli::done, "\"id\": \"date-9\"", "", "(dismissed)"},
+        // The only warning was dismissed; another store has no decisions.
+        {{"check", path, "--fail-on", "warning"}, Cli::done, hidden2, ""},
+        {{"check", path, "--fail-on", "warning", "--decisions", other}, Cli::foundProblems, "", "", "hidden"},
+        {{"undismiss", path, "date-9", "date-styles"}, Cli::done, "Brought back 1 finding.\n", ""},
+        {{"check", path},
+         Cli::done,
+         "1 finding hidden by earlier decisions; --show-dismissed lists them\n",
+         ""},
+        {{"dismiss", path, "date-styles", "date-99"},
+         Cli::usage,
+         "",
+         "kinloom-cli: \u201Cdate-99\u201D is not a finding of \u201CDated.ged\u201D; check --json lists "
+         "their ids\n"},
+        {{"dismiss", path}, Cli::usage, "", ""},
+        {{"check", path, "--decisions", damaged},
+         Cli::done,
+         "",
+         "The decisions stored in \u201C" + damaged +
+             "\u201D aren\u2019t readable as decisions, so they were set aside as \u201Cdamaged (set "
+             "aside).json\u201D and none of them apply.\n",
+         "hidden"},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.arguments[0] + " " + (step.arguments.size() > 2 ? step.arguments[2] : ""));
+        const Outcome outcome = runCli(step.arguments);
+        EXPECT_EQ(outcome.status, step.status) << outcome.err;
+        if (step.out.ends_with('\n')) {
+            EXPECT_TRUE(outcome.out.ends_with(step.out)) << outcome.out;
+        } else {
+            EXPECT_NE(outcome.out.find(step.out), std::string::npos) << outcome.out;
+        }
+        if (!step.notInOut.empty()) {
+            EXPECT_EQ(outcome.out.find(step.notInOut), std::string::npos) << outcome.out;
+        }
+        if (step.status == Cli::usage && step.err.empty())
+            continue;
+        EXPECT_EQ(outcome.err, step.err);
+    }
+    // The dismissed finding is marked in the JSON as such, and the store is the user's data folder's.
+    const auto json = nlohmann::json::parse(runCli({"check", path, "--json", "--show-dismissed"}).out);
+    for (const auto& finding : json["findings"])
+        EXPECT_EQ(finding["dismissed"], finding["id"] == "date-11") << finding["id"];
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "data" / "kinloom" / "decisions.json"));
 }
 
 TEST_F(CliTest, TidySaysWhatWasSkipped)
