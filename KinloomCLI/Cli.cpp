@@ -690,7 +690,8 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     }
 
     if (reportPath) {
-        std::string text = Report::reportText(result, fileName, scanDate);
+        // A saved report says how many findings it leaves out; on the screen the sentence below does.
+        std::string text = Report::reportText(result, fileName, scanDate, showDismissed ? 0 : hidden);
         if (hasExtension(*reportPath, ".pdf"))
             text = pdfBytes(text, "Kinloom report: " + fileName);
         if (const auto error = Files::writeNewFile(*reportPath, text)) {
