@@ -110,6 +110,7 @@ int main(int argc, char* argv[])
     QTemporaryDir store;
     QSettings::setDefaultFormat(QSettings::IniFormat);
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, store.path());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, store.path());
     QApplication::setOrganizationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationVersion(QStringLiteral(KINLOOM_VERSION));
