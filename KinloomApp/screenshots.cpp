@@ -9,9 +9,11 @@
 #include "window/SettingsView.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSettings>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -110,6 +112,7 @@ int main(int argc, char* argv[])
     QTemporaryDir store;
     QSettings::setDefaultFormat(QSettings::IniFormat);
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, store.path());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, store.path());
     QApplication::setOrganizationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationName(QStringLiteral("Kinloom"));
     QApplication::setApplicationVersion(QStringLiteral(KINLOOM_VERSION));
@@ -183,6 +186,15 @@ int main(int argc, char* argv[])
     auto* settings = window.findChild<SettingsView*>(QStringLiteral("settingsWindow"));
     settings->tabs()->setCurrentIndex(0);
     ok = save(*settings, folder, QStringLiteral("13 settings checks")) && ok;
+    // One kind switched off, its box focused and scrolled into view; then all on again.
+    auto* alive = settings->findChild<QCheckBox*>(QStringLiteral("kind-imp-alive"));
+    alive->setFocus();
+    settings->findChild<QScrollArea*>(QStringLiteral("kindsScroll"))->ensureWidgetVisible(alive);
+    alive->click();
+    waitUntil([&] { return !model.busy(); });
+    ok = save(*settings, folder, QStringLiteral("18 settings kind off")) && ok;
+    settings->findChild<QPushButton*>(QStringLiteral("turnAllOnButton"))->click();
+    waitUntil([&] { return !model.busy(); });
     settings->tabs()->setCurrentIndex(1);
     ok = save(*settings, folder, QStringLiteral("14 settings privacy")) && ok;
     settings->close();

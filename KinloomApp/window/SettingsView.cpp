@@ -1,15 +1,20 @@
 #include "window/SettingsView.h"
 
 #include "session/AppModel.h"
-#include "window/Icons.h"
 #include "session/PlatformServices.h"
+#include "session/QtText.h"
+#include "window/Icons.h"
 
 #include <QButtonGroup>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
+#include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -18,6 +23,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
+#include <span>
+#include <string>
 
 namespace kinloom {
 
@@ -177,14 +185,102 @@ QWidget* SettingsView::makeChecksTab()
     choices->addRow(duplicatesLabel, m_duplicates);
     choices->addRow(changeLogLabel, m_changeLog);
 
-    auto* layout = new QVBoxLayout(page);
+    auto* options = new QVBoxLayout;
+    options->setSpacing(12);
+    options->addWidget(dates);
+    options->addWidget(limits);
+    options->addLayout(choices);
+    options->addStretch(1);
+
+    // The kinds beside the other options rather than below them, so the window stays short; made
+    // last so that Tab reaches them after the options, in reading order.
+    auto* layout = new QHBoxLayout(page);
     layout->setContentsMargins(16, 16, 16, 16);
-    layout->setSpacing(12);
-    layout->addWidget(dates);
-    layout->addWidget(limits);
-    layout->addLayout(choices);
-    layout->addStretch(1);
+    layout->setSpacing(16);
+    layout->addLayout(options);
+    layout->addWidget(makeKindsBox(page));
     return page;
+}
+
+QWidget* SettingsView::makeKindsBox(QWidget* page)
+{
+    auto* box = new QGroupBox(QStringLiteral("Kinds of finding"), page);
+    auto* explanation =
+        new QLabel(QStringLiteral("Untick a kind to leave its findings out of every check."), box);
+    explanation->setWordWrap(true);
+
+    auto* scroll = new QScrollArea(box);
+    scroll->setObjectName(QStringLiteral("kindsScroll"));
+    auto* list = new QWidget(scroll);
+    auto* listLayout = new QVBoxLayout(list);
+    listLayout->setSpacing(2);
+    std::optional<IssueCategory> category;
+    for (const FindingKind& kind : allFindingKinds()) {
+        if (kind.category != category) {
+            if (category)
+                listLayout->addSpacing(10);
+            category = kind.category;
+            auto* heading = new QLabel(fromUtf8(title(kind.category)), list);
+            QFont bold = heading->font();
+            bold.setBold(true);
+            heading->setFont(bold);
+            listLayout->addWidget(heading);
+        }
+        auto* tick = new QCheckBox(fromUtf8(kind.title), list);
+        tick->setObjectName(QStringLiteral("kind-") + fromUtf8(kind.id));
+        // A screen reader moving box to box hears the heading it sits under.
+        tick->setAccessibleDescription(fromUtf8(title(kind.category)));
+        listLayout->addWidget(tick);
+        m_kinds.push_back(tick);
+        connect(tick, &QCheckBox::toggled, this, [this, id = std::string(kind.id)](bool on) {
+            ScanOptions options = m_model.options();
+            std::vector<std::string>& skipped = options.skippedKinds;
+            const auto at = std::lower_bound(skipped.begin(), skipped.end(), id);
+            const bool present = at != skipped.end() && *at == id;
+            if (on && present)
+                skipped.erase(at);
+            else if (!on && !present)
+                skipped.insert(at, id);
+            m_model.setOptions(options);
+        });
+    }
+    scroll->setWidget(list);
+    // White like a list, so it reads as one list of boxes rather than part of the page.
+    list->setBackgroundRole(QPalette::Base);
+    scroll->setWidgetResizable(true);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    // Wide enough for the longest title beside the scroll bar; Tab goes straight to the boxes and
+    // the list scrolls to show the one reached.
+    scroll->setMinimumWidth(list->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +
+                            2 * scroll->frameWidth());
+    scroll->setFocusPolicy(Qt::NoFocus);
+
+    m_kindsOff = new QLabel(box);
+    m_kindsOff->setObjectName(QStringLiteral("kindsOff"));
+    m_turnAllOn = new QPushButton(QStringLiteral("Turn All On"), box);
+    m_turnAllOn->setObjectName(QStringLiteral("turnAllOnButton"));
+    connect(m_turnAllOn, &QPushButton::clicked, this, [this] {
+        // The button hides once every kind is on; the keyboard goes on from the first box.
+        if (m_turnAllOn->hasFocus())
+            m_kinds.front()->setFocus();
+        ScanOptions options = m_model.options();
+        options.skippedKinds.clear();
+        m_model.setOptions(options);
+    });
+    // Showing and hiding the button must not move the list.
+    QSizePolicy policy = m_turnAllOn->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    m_turnAllOn->setSizePolicy(policy);
+    auto* footer = new QHBoxLayout;
+    footer->addWidget(m_kindsOff, 1);
+    footer->addWidget(m_turnAllOn);
+
+    auto* layout = new QVBoxLayout(box);
+    layout->addWidget(explanation);
+    layout->addWidget(scroll, 1);
+    layout->addLayout(footer);
+    return box;
 }
 
 QWidget* SettingsView::makePrivacyTab()
@@ -236,6 +332,20 @@ void SettingsView::refresh()
     }
     m_duplicates->setCurrentIndex(int(nearest));
     m_changeLog->setCurrentIndex(m_model.changeLogFormat() == TextFormat::pdf ? 1 : 0);
+
+    const std::span<const FindingKind> kinds = allFindingKinds();
+    int off = 0;
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+        const bool on =
+            !std::binary_search(options.skippedKinds.begin(), options.skippedKinds.end(), kinds[i].id);
+        const QSignalBlocker quiet(m_kinds[i]);
+        m_kinds[i]->setChecked(on);
+        off += on ? 0 : 1;
+    }
+    m_kindsOff->setText(off == 0   ? QStringLiteral("Every kind is looked for")
+                        : off == 1 ? QStringLiteral("1 kind switched off")
+                                   : QStringLiteral("%1 kinds switched off").arg(off));
+    m_turnAllOn->setVisible(off > 0);
 }
 
 } // namespace kinloom

@@ -2,8 +2,13 @@
 
 #include <QDialog>
 
+#include <vector>
+
 class QButtonGroup;
+class QCheckBox;
 class QComboBox;
+class QLabel;
+class QPushButton;
 class QSpinBox;
 class QTabWidget;
 
@@ -12,9 +17,9 @@ namespace kinloom {
 class AppModel;
 
 /// The settings window: the options every scan uses (date order, the age and lifespan limits, how
-/// sure a duplicate must be) and the change log's format on one tab, the privacy promise on the
-/// other. Every change goes to the model at once, which stores it and scans the open file again;
-/// there is no OK button. The selected tab is remembered between runs.
+/// sure a duplicate must be, which kinds of finding to look for) and the change log's format on one
+/// tab, the privacy promise on the other. Every change goes to the model at once, which stores it
+/// and scans the open file again; there is no OK button. The selected tab is remembered between runs.
 class SettingsView final : public QDialog
 {
     Q_OBJECT
@@ -26,6 +31,7 @@ public:
 
 private:
     QWidget* makeChecksTab();
+    QWidget* makeKindsBox(QWidget* page);
     QWidget* makePrivacyTab();
     void refresh();
 
@@ -38,6 +44,9 @@ private:
     QSpinBox* m_maxLifespan = nullptr;
     QComboBox* m_duplicates = nullptr;
     QComboBox* m_changeLog = nullptr;
+    std::vector<QCheckBox*> m_kinds; ///< one per kind of finding, in the order of `allFindingKinds`
+    QLabel* m_kindsOff = nullptr;
+    QPushButton* m_turnAllOn = nullptr;
 };
 
 } // namespace kinloom

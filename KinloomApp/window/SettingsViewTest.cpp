@@ -1,13 +1,19 @@
 #include "window/SettingsView.h"
 #include "session/AppModel.h"
-#include "window/ContentView.h"
+#include "session/QtText.h"
 #include "session/ScriptedServices.h"
+#include "window/ContentView.h"
 
+#include <QAccessible>
 #include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
 #include <QLabel>
+#include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSpinBox>
 #include <QStandardPaths>
@@ -179,6 +185,57 @@ private Q_SLOTS:
             child<QLabel>(settings, "privacyText")
                 ->text()
                 .startsWith(QStringLiteral("Your family tree never leaves this computer. Kinloom reads")));
+    }
+
+    void aKindSwitchedOffStaysOffUntilAllAreTurnedOn()
+    {
+        const auto alive = [this] {
+            return std::count_if(m_model->result()->issues.begin(), m_model->result()->issues.end(),
+                                 [](const Issue& issue) { return kindOf(issue.id) == "imp-alive"; });
+        };
+        m_model->openSampleTree();
+        WAIT_IDLE(*m_model);
+        const auto before = alive();
+        QVERIFY(before > 0);
+        SettingsView* settings = openSettings();
+        QVERIFY(!child<QPushButton>(settings, "turnAllOnButton")->isVisible());
+        auto* box = child<QCheckBox>(settings, "kind-imp-alive");
+        box->setFocus();
+        QTest::keyClick(box, Qt::Key_Space);
+        QVERIFY(!box->isChecked());
+        QCOMPARE(m_model->options().skippedKinds, std::vector<std::string>{"imp-alive"});
+        WAIT_IDLE(*m_model);
+        QCOMPARE(alive(), 0);
+        QCOMPARE(child<QLabel>(settings, "kindsOff")->text(), QStringLiteral("1 kind switched off"));
+
+        start();
+        m_model->openSampleTree();
+        WAIT_IDLE(*m_model);
+        QCOMPARE(alive(), 0);
+        settings = openSettings();
+        QVERIFY(!child<QCheckBox>(settings, "kind-imp-alive")->isChecked());
+        child<QPushButton>(settings, "turnAllOnButton")->click();
+        QVERIFY(m_model->options().skippedKinds.empty());
+        WAIT_IDLE(*m_model);
+        QCOMPARE(alive(), before);
+        QVERIFY(child<QCheckBox>(settings, "kind-imp-alive")->isChecked());
+        QVERIFY(!child<QPushButton>(settings, "turnAllOnButton")->isVisible());
+    }
+
+    void tabReachesEveryKindInReadingOrder()
+    {
+        SettingsView* settings = openSettings();
+        auto* lastOption = child<QComboBox>(settings, "changeLogFormat");
+        lastOption->setFocus();
+        QTest::keyClick(lastOption, Qt::Key_Tab);
+        for (const FindingKind& kind : allFindingKinds()) {
+            QWidget* focused = settings->focusWidget();
+            QCOMPARE(focused->objectName(), QStringLiteral("kind-") + fromUtf8(kind.id));
+            QCOMPARE(QAccessible::queryAccessibleInterface(focused)->text(QAccessible::Name),
+                     fromUtf8(kind.title));
+            QTest::keyClick(focused, Qt::Key_Tab);
+        }
+        QVERIFY(child<QScrollArea>(settings, "kindsScroll")->verticalScrollBar()->value() > 0);
     }
 };
 
