@@ -82,6 +82,7 @@ public:
         return int(buttons.size()) - 1;
     }
     void reveal(const QStringList&) override {}
+    QString decisionStore() const override { return m_scripted.decisionStore(); }
 
 private:
     ScriptedServices m_scripted;
