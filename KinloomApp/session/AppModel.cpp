@@ -835,8 +835,6 @@ void AppModel::decide(std::size_t issue, bool dismiss)
         setLastApplied(dismiss ? QStringLiteral("Dismissed ") + title +
                                      QStringLiteral("; Show Dismissed lists it.")
                                : QStringLiteral("Brought back ") + title + u'.');
-    if (m_currentFinding == issue)
-        setCurrentFinding(std::nullopt);
     if (setDismissed(Decisions::decided(*m_document, m_result->issues, m_decisions))) {
         untickDismissed();
         Q_EMIT changed(Field::dismissed);
