@@ -83,7 +83,6 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
     m_dismissed = new QToolButton(this);
     m_dismissed->setObjectName(QStringLiteral("showDismissedButton"));
     m_dismissed->setCheckable(true);
-    m_dismissed->setAutoRaise(true);
     m_dismissed->setToolTip(QStringLiteral("Show Dismissed: list the findings marked Not a Problem, "
                                            "to bring one back"));
     connect(m_dismissed, &QToolButton::toggled, this, [this](bool shown) {

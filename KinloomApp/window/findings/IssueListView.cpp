@@ -216,7 +216,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
         if (current.parent().parent().isValid())
             current = current.parent();
         if (m_listModel->issue(current))
-            m_place = {std::string(m_listModel->groupKind(current.parent().row())), current.row()};
+            m_place = Place{std::string(m_listModel->groupKind(current.parent().row())),
+                            current.parent().row(), current.row()};
     });
     m_listModel = new IssueListModel(model, this);
 
@@ -550,18 +551,21 @@ void IssueListView::refresh()
 
 void IssueListView::keepPlace()
 {
-    const std::optional<std::pair<std::string, int>> place = std::exchange(m_place, std::nullopt);
-    if (!place)
+    const std::optional<Place> place = std::exchange(m_place, std::nullopt);
+    const int groups = m_listModel->rowCount();
+    if (!place || groups == 0)
         return;
-    for (int group = 0; group < m_listModel->rowCount(); ++group) {
-        if (m_listModel->groupKind(group) != place->first)
-            continue;
-        const QModelIndex parent = m_listModel->index(group, 0);
-        m_tree->expand(parent);
-        m_tree->setCurrentIndex(
-            m_listModel->index(std::min(place->second, m_listModel->rowCount(parent) - 1), 0, parent));
-        return;
-    }
+    // The same group at the same row, or when the group went with it, the start of the one after.
+    int group = 0;
+    while (group < groups && m_listModel->groupKind(group) != place->kind)
+        ++group;
+    const bool sameGroup = group < groups;
+    if (!sameGroup)
+        group = std::min(place->group, groups - 1);
+    const QModelIndex parent = m_listModel->index(group, 0);
+    m_tree->expand(parent);
+    m_tree->setCurrentIndex(m_listModel->index(
+        sameGroup ? std::min(place->row, m_listModel->rowCount(parent) - 1) : 0, 0, parent));
 }
 
 void IssueListView::showCurrent()

@@ -8,7 +8,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 
 class QLabel;
 class QLineEdit;
@@ -76,9 +75,16 @@ private:
     QLabel* m_fullDetail = nullptr; ///< the current finding's detail, whole: rows elide it
     DuplicateCompare* m_compare = nullptr;
     PlacePicker* m_places = nullptr;
-    std::set<std::string, std::less<>> m_openKinds;     ///< the groups the user opened, by kind
-    bool m_dressing = false;                            ///< groups are opened by the list, not the user
-    std::optional<std::pair<std::string, int>> m_place; ///< the decided finding's group kind and row
+    std::set<std::string, std::less<>> m_openKinds; ///< the groups the user opened, by kind
+    bool m_dressing = false;                        ///< groups are opened by the list, not the user
+    /// Where the finding just decided was: its group's kind and row, and its row in the group.
+    struct Place
+    {
+        std::string kind;
+        int group = 0;
+        int row = 0;
+    };
+    std::optional<Place> m_place;
 };
 
 } // namespace kinloom
