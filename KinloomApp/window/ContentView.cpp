@@ -9,6 +9,7 @@
 #include "window/MainSplitView.h"
 #include "window/SelectionBar.h"
 #include "window/SettingsView.h"
+#include "window/SidebarView.h"
 #include "window/findings/IssueListView.h"
 
 #include <QApplication>
@@ -261,7 +262,7 @@ void ContentView::createDecisionActions(QMenu* editMenu, QMenu* viewMenu)
     m_showDismissed = makeAction(this, "showDismissedAction", QStringLiteral("Show Dismissed"), {},
                                  QStringLiteral("List the findings marked Not a Problem, to bring one back"));
     m_showDismissed->setCheckable(true);
-    connect(m_showDismissed, &QAction::toggled, &m_model, &AppModel::setShowDismissed);
+    connect(m_showDismissed, &QAction::toggled, m_mainSplit->sidebar(), &SidebarView::showDismissed);
     viewMenu->addSeparator();
     viewMenu->addAction(m_showDismissed);
     m_viewActions.append(m_showDismissed);

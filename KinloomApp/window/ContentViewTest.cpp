@@ -278,6 +278,7 @@ private Q_SLOTS:
         QTest::keyClick(menu, Qt::Key_Return);
         QVERIFY(listed().empty());
         QCOMPARE(labelText("nothingLabel"), QStringLiteral("Nothing dismissed here"));
+        m_model->setSidebar(SidebarItem::overview());
         child<QAction>("showDismissedAction")->trigger();
         QVERIFY(!toggle->isVisible());
         QCOMPARE(listed().size(), before.size());

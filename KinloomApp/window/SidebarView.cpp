@@ -85,18 +85,7 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
     m_dismissed->setCheckable(true);
     m_dismissed->setToolTip(QStringLiteral("Show Dismissed: list the findings marked Not a Problem, "
                                            "to bring one back"));
-    connect(m_dismissed, &QToolButton::toggled, this, [this](bool shown) {
-        m_model.setShowDismissed(shown);
-        // The dismissed findings are in the categories, so one is shown.
-        if (shown && (!m_model.sidebar() || m_model.sidebar()->kind != SidebarItem::Kind::category)) {
-            const auto& issues = m_model.result()->issues;
-            std::size_t first = 0;
-            while (first < issues.size() && !m_model.isDismissed(first))
-                ++first;
-            m_model.setSidebar(SidebarItem::forCategory(first < issues.size() ? issues[first].category
-                                                                              : IssueCategory::duplicates));
-        }
-    });
+    connect(m_dismissed, &QToolButton::toggled, this, &SidebarView::showDismissed);
     // The button sits in a strip of its own under the entries.
     setViewportMargins(0, 0, 0, m_dismissed->sizeHint().height() + 8);
 
@@ -145,6 +134,21 @@ void SidebarView::refreshCounts()
     m_dismissed->setText(QLocale().toString(qulonglong(dismissed)) + QStringLiteral(" dismissed"));
     m_dismissed->setAccessibleName(QStringLiteral("Show Dismissed, ") + m_dismissed->text());
     m_dismissed->setVisible(dismissed > 0 || m_model.showDismissed());
+}
+
+void SidebarView::showDismissed(bool shown)
+{
+    m_model.setShowDismissed(shown);
+    // The dismissed findings are listed in their categories, so one is shown: the first with any.
+    if (!shown || !m_model.result() ||
+        (m_model.sidebar() && m_model.sidebar()->kind == SidebarItem::Kind::category))
+        return;
+    const auto& issues = m_model.result()->issues;
+    std::size_t first = 0;
+    while (first < issues.size() && !m_model.isDismissed(first))
+        ++first;
+    m_model.setSidebar(
+        SidebarItem::forCategory(first < issues.size() ? issues[first].category : IssueCategory::duplicates));
 }
 
 void SidebarView::resizeEvent(QResizeEvent* event)

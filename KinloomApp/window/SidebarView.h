@@ -21,6 +21,8 @@ public:
 
     /// The row of an entry: the overview first, then the categories in order, then the changes.
     [[nodiscard]] static int rowOf(const SidebarItem& item);
+    /// Lists the dismissed findings instead of the others, in a category that has some.
+    void showDismissed(bool shown);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
