@@ -84,6 +84,7 @@ public:
         return int(buttons.size()) - 1;
     }
     void reveal(const QStringList&) override {}
+    QString decisionStore() const override { return m_scripted.decisionStore(); }
 
 private:
     ScriptedServices m_scripted;
@@ -203,6 +204,18 @@ int main(int argc, char* argv[])
     if (auto* about = window.findChild<QWidget*>(QStringLiteral("aboutBox"))) {
         ok = save(*about, folder, QStringLiteral("16 about")) && ok;
         about->close();
+    }
+
+    // A finding marked Not a Problem leaves the list, and Show Dismissed lists it to bring back.
+    model.setSidebar(SidebarItem::forCategory(IssueCategory::impossibleDates));
+    if (tree->model()->rowCount() > 0) {
+        tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
+        window.findChild<QPushButton*>(QStringLiteral("decideButton"))->click();
+        ok = save(window, folder, QStringLiteral("18 dismissed a finding")) && ok;
+        window.findChild<QAction*>(QStringLiteral("showDismissedAction"))->trigger();
+        tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
+        ok = save(window, folder, QStringLiteral("19 dismissed list")) && ok;
+        window.findChild<QAction*>(QStringLiteral("showDismissedAction"))->trigger();
     }
 
     // The applied changes are unsaved, so closing asks first; the answer is Cancel.

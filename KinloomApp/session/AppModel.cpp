@@ -154,13 +154,14 @@ struct ScanOutcome
     ScanResult result;
     std::string searchText;
     std::vector<std::size_t> searchStarts;
+    std::vector<bool> dismissed;
 };
 
 /// One line per finding of what a search looks at: its title and detail, the xrefs and names of
 /// its records, its place's spellings and the lines its fix would change (dates and places).
 ScanOutcome withSearchText(ScanResult result, const GedcomDocument& document)
 {
-    ScanOutcome outcome{std::move(result), {}, {}};
+    ScanOutcome outcome{std::move(result), {}, {}, {}};
     const auto names = recordNames(document);
     outcome.searchStarts.reserve(outcome.result.issues.size() + 1);
     for (const Issue& issue : outcome.result.issues) {
@@ -200,10 +201,12 @@ struct AppModel::ReadOutcome
 {
     std::optional<GedcomDocument> document; ///< none when the bytes could not be read
     std::string error;
+    Decisions::Loaded decisions;
 };
 
 AppModel::AppModel(PlatformServices& services, bool persist, QObject* parent)
-    : QObject(parent), m_services(services), m_persist(persist)
+    : QObject(parent), m_services(services), m_persist(persist),
+      m_decisionStore(toPath(services.decisionStore()))
 {
     if (m_persist) {
         const QVariant stored = settingsStore().value(optionsKey);
@@ -471,8 +474,10 @@ void AppModel::read(const QString& path, std::optional<TextEncoding> encoding)
     const QString name = QFileInfo(path).fileName();
     setBusy(QStringLiteral("Reading ") + name + QStringLiteral("…"));
     startJob(
-        [file = QFile::encodeName(path).toStdString(), encoding](const FractionSink& sink) {
+        [file = QFile::encodeName(path).toStdString(), encoding,
+         store = m_decisionStore](const FractionSink& sink) {
             ReadOutcome outcome;
+            outcome.decisions = Decisions::load(store);
             if (std::optional<std::string> bytes = Files::readFile(file, outcome.error))
                 outcome.document = GedcomReader::read(std::move(*bytes), GedcomReader::ReadOptions{encoding},
                                                       engineProgress(sink));
@@ -491,6 +496,7 @@ void AppModel::read(const QString& path, std::optional<TextEncoding> encoding)
                 return;
             }
             load(path, std::move(*outcome.document));
+            useDecisions(std::move(outcome.decisions));
             scan();
         });
 }
@@ -521,6 +527,7 @@ void AppModel::load(const QString& path, GedcomDocument document)
     Q_EMIT changed(Field::lastApplied);
     setSidebar(std::nullopt);
     setShowApply(false);
+    setShowDismissed(false);
 }
 
 void AppModel::scan()
@@ -534,8 +541,11 @@ void AppModel::scan()
     if (!m_busy)
         setBusy(QStringLiteral("Checking ") + m_fileName + QStringLiteral("…"));
     startJob(
-        [document = *m_document, options = m_options](const FractionSink& sink) {
-            return withSearchText(Scanner::scan(document, options, 0, engineProgress(sink)), document);
+        [document = *m_document, options = m_options, decisions = m_decisions](const FractionSink& sink) {
+            ScanOutcome outcome =
+                withSearchText(Scanner::scan(document, options, 0, engineProgress(sink)), document);
+            outcome.dismissed = Decisions::decided(document, outcome.result.issues, decisions);
+            return outcome;
         },
         [this](ScanOutcome outcome) {
             m_result = std::move(outcome.result);
@@ -543,7 +553,12 @@ void AppModel::scan()
             m_searchStarts = std::move(outcome.searchStarts);
             findMatches();
             m_scanDate = std::chrono::system_clock::now();
+            // The old indices name other findings now.
+            m_currentFinding.reset();
+            setDismissed(outcome.dismissed);
             Q_EMIT changed(Field::result);
+            untickDismissed();
+            Q_EMIT changed(Field::currentFinding);
             setBusy(std::nullopt);
         });
 }
@@ -730,12 +745,100 @@ void AppModel::exportReport(TextFormat format)
             computerWord() + QStringLiteral(" unless you share it."));
     if (!path)
         return;
-    std::string report = Report::reportText(*m_result, m_fileName.toStdString(), m_scanDate);
+    // Dismissed findings are left out of the report, which says how many.
+    ScanResult listed = *m_result;
+    std::size_t i = 0;
+    std::erase_if(listed.issues, [&](const Issue&) { return m_dismissed[i++] != 0; });
+    std::string report = Report::reportText(listed, m_fileName.toStdString(), m_scanDate, m_dismissedCount);
     if (pdf)
         report = PdfRenderer::render(report, appName.toStdString() + " report: " + m_fileName.toStdString());
     if (const std::optional<std::string> failure =
             Files::writeNewFile(QFile::encodeName(*path).toStdString(), report))
         setError(QStringLiteral("Couldn’t save the report: ") + fromUtf8(*failure));
+}
+
+void AppModel::useDecisions(Decisions::Loaded loaded)
+{
+    m_decisions = std::move(loaded.decisions);
+    if (loaded.problem)
+        setLastApplied(fromUtf8(*loaded.problem));
+}
+
+bool AppModel::setDismissed(const std::vector<bool>& dismissed)
+{
+    const std::vector<char> split(dismissed.begin(), dismissed.end());
+    if (split == m_dismissed)
+        return false;
+    m_dismissed = split;
+    m_dismissedCount = std::size_t(std::count(m_dismissed.begin(), m_dismissed.end(), 1));
+    return true;
+}
+
+void AppModel::untickDismissed()
+{
+    // A dismissed finding's fix is never applied, so it is never left ticked.
+    std::set<std::string> selection = m_selection;
+    for (std::size_t i = 0; i < m_dismissed.size(); ++i) {
+        if (const Issue& issue = m_result->issues[i]; m_dismissed[i] && issue.fix)
+            selection.erase(issue.fix->id);
+    }
+    setSelection(std::move(selection));
+}
+
+void AppModel::setShowDismissed(bool shown)
+{
+    if (shown == m_showDismissed)
+        return;
+    m_showDismissed = shown;
+    Q_EMIT changed(Field::showDismissed);
+}
+
+void AppModel::setCurrentFinding(std::optional<std::size_t> issue)
+{
+    if (issue == m_currentFinding)
+        return;
+    m_currentFinding = issue;
+    Q_EMIT changed(Field::currentFinding);
+}
+
+void AppModel::dismiss(std::size_t issue)
+{
+    decide(issue, true);
+}
+
+void AppModel::bringBack(std::size_t issue)
+{
+    decide(issue, false);
+}
+
+void AppModel::decide(std::size_t issue, bool dismiss)
+{
+    if (m_jobRunning || !m_result || issue >= m_result->issues.size() || isDismissed(issue) == dismiss)
+        return;
+    const Issue& finding = m_result->issues[issue];
+    const std::vector<DecisionKey> keys = Decisions::keys(*m_document, std::span(&finding, 1));
+    // The store is read again just before it is written, so that decisions another window or the
+    // command-line tool made meanwhile are kept.
+    Decisions::Loaded stored = Decisions::load(m_decisionStore);
+    const std::vector<Decision> added{{keys.front(), finding.title}};
+    std::vector<Decision> decisions = dismiss ? Decisions::changed(std::move(stored.decisions), added, {})
+                                              : Decisions::changed(std::move(stored.decisions), {}, keys);
+    if (const std::optional<std::string> failure = Decisions::save(m_decisionStore, decisions)) {
+        setError(fromUtf8(*failure));
+        return;
+    }
+    m_decisions = std::move(decisions);
+    const QString title = QStringLiteral("“") + fromUtf8(finding.title) + QStringLiteral("”");
+    if (stored.problem)
+        setLastApplied(fromUtf8(*stored.problem));
+    else
+        setLastApplied(dismiss ? QStringLiteral("Dismissed ") + title +
+                                     QStringLiteral("; Show Dismissed lists it.")
+                               : QStringLiteral("Brought back ") + title + u'.');
+    if (setDismissed(Decisions::decided(*m_document, m_result->issues, m_decisions))) {
+        untickDismissed();
+        Q_EMIT changed(Field::dismissed);
+    }
 }
 
 } // namespace kinloom

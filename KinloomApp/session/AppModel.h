@@ -4,6 +4,7 @@
 
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
+#include "decisions/Decisions.h"
 #include "document/GedcomDocument.h"
 
 #include <QHashFunctions>
@@ -98,6 +99,9 @@ public:
         changeLogFormat, ///< what the next save writes the change log as
         search,          ///< the text the findings are searched for
         shownSeverities, ///< which severities of finding the lists show
+        dismissed,       ///< which findings earlier decisions hide
+        showDismissed,   ///< whether the lists show the dismissed findings instead of the others
+        currentFinding,  ///< the finding the lists have selected
     };
     Q_ENUM(Field)
 
@@ -136,10 +140,18 @@ public:
     {
         return m_matches.empty() || m_matches[issue];
     }
-    /// Whether the finding at this index of `result` passes the search and the severity filter.
+    /// Whether the finding at this index of `result` was marked "Not a Problem", now or earlier.
+    [[nodiscard]] bool isDismissed(std::size_t issue) const { return m_dismissed[issue] != 0; }
+    [[nodiscard]] std::size_t dismissedCount() const { return m_dismissedCount; }
+    [[nodiscard]] bool showDismissed() const { return m_showDismissed; }
+    /// The index in `result` of the finding the lists have selected.
+    [[nodiscard]] const std::optional<std::size_t>& currentFinding() const { return m_currentFinding; }
+    /// Whether the finding at this index of `result` passes the search and the severity filter, and
+    /// is dismissed exactly when the dismissed findings are shown.
     [[nodiscard]] bool isShown(std::size_t issue) const
     {
-        return m_shownSeverities[std::size_t(m_result->issues[issue].severity)] && matchesSearch(issue);
+        return m_shownSeverities[std::size_t(m_result->issues[issue].severity)] && matchesSearch(issue) &&
+               isDismissed(issue) == m_showDismissed;
     }
 
     /// True when there are changes and they differ from those at the last save.
@@ -167,6 +179,14 @@ public:
     void setSearch(const QString& text);
     /// Shows or hides the findings of one severity; remembered when the session persists.
     void setSeverityShown(Severity severity, bool shown);
+    /// Lists the dismissed findings instead of the others.
+    void setShowDismissed(bool shown);
+    void setCurrentFinding(std::optional<std::size_t> issue);
+    /// Marks the finding at this index of `result` "Not a Problem" in the user's store, where it holds
+    /// until one of its records changes; it leaves the lists and its fix is unticked.
+    void dismiss(std::size_t issue);
+    /// Lifts the decision that hides the finding at this index of `result`; it returns to the lists.
+    void bringBack(std::size_t issue);
 
     /// Asks the discard question, then shows the open panel and opens the chosen file.
     void openFromPanel();
@@ -208,6 +228,12 @@ private:
     void setHistory(std::vector<HistoryStep> history);
     void clearSelection();
     void findMatches();
+    /// The decisions read when a file opens; a store that could not be used is said once.
+    void useDecisions(Decisions::Loaded loaded);
+    void decide(std::size_t issue, bool dismiss);
+    /// Takes the split of `result` into listed and dismissed findings; true when it changed.
+    bool setDismissed(const std::vector<bool>& dismissed);
+    void untickDismissed();
     /// Runs one background job; callers make sure none is running.
     template <class Work, class Done>
     void startJob(Work work, Done done);
@@ -243,6 +269,13 @@ private:
     std::string m_searchText;
     std::vector<std::size_t> m_searchStarts; ///< where each finding's line starts, and the end
     std::vector<char> m_matches;             ///< per finding, whether it matches; empty with no search
+
+    const std::filesystem::path m_decisionStore;
+    std::vector<Decision> m_decisions; ///< as the store held them when last read or written
+    std::vector<char> m_dismissed;     ///< per finding of `result`, whether a decision hides it
+    std::size_t m_dismissedCount = 0;
+    bool m_showDismissed = false;
+    std::optional<std::size_t> m_currentFinding;
 
     std::unique_ptr<QTemporaryDir> m_sampleFolder;    ///< where the opened sample tree was written
     std::chrono::system_clock::time_point m_scanDate; ///< when `result` was made, for the report

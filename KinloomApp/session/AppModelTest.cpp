@@ -27,6 +27,13 @@ constexpr const char* smithFamily =
     "2 PLAC boston,  massachusetts\n1 FAMC @F1@\n"
     "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n1 CHIL @I3@\n0 TRLR\n";
 
+// Two people with findings of their own: John's sex and each birth date written the long way.
+constexpr const char* doeFamily =
+    "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+    "0 @I1@ INDI\n1 NAME John /Doe/\n1 SEX male\n1 BIRT\n2 DATE 12 jan 1900\n1 FAMS @F1@\n"
+    "0 @I2@ INDI\n1 NAME Mary /Doe/\n1 SEX F\n1 BIRT\n2 DATE 2 feb 1902\n1 FAMS @F1@\n"
+    "0 @F1@ FAM\n1 HUSB @I1@\n1 WIFE @I2@\n0 TRLR\n";
+
 QString text(const std::optional<QString>& value)
 {
     return value.value_or(QStringLiteral("(none)"));
@@ -65,6 +72,27 @@ private:
         return {};
     }
 
+    /// The index of the first finding whose id starts with `prefix` and names this record.
+    static std::size_t findingAt(const AppModel& model, const std::string& prefix, const std::string& record)
+    {
+        const std::vector<Issue>& issues = model.result()->issues;
+        for (std::size_t i = 0; i < issues.size(); ++i) {
+            if (issues[i].id.starts_with(prefix) && issues[i].records == std::vector{record})
+                return i;
+        }
+        qFatal("no such finding");
+    }
+
+    /// Opens the file and says whether John's sex finding is dismissed, and how many are.
+    static std::pair<bool, std::size_t> sexDismissed(AppModel& model, const QString& path)
+    {
+        model.openFile(path);
+        if (!QTest::qWaitFor([&model] { return !model.busy(); }, 30000) || !model.result())
+            qFatal("the file did not open");
+        const std::size_t sex = findingAt(model, "miss-sexform-", "@I1@");
+        return {model.isDismissed(sex) && !model.isShown(sex), model.dismissedCount()};
+    }
+
     static QStringList filesIn(const QString& folder)
     {
         return QDir(folder).entryList(QDir::Files, QDir::Name);
@@ -85,6 +113,8 @@ private Q_SLOTS:
     void initTestCase()
     {
         QStandardPaths::setTestModeEnabled(true);
+        // Decisions go to the services' own store; should any reach for the user's, it is this one.
+        qputenv("XDG_DATA_HOME", m_settingsDir.path().toLocal8Bit());
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settingsDir.path());
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_settingsDir.path());
@@ -531,6 +561,83 @@ private Q_SLOTS:
                 std::any_of(model.result()->issues.begin(), model.result()->issues.end(),
                             [](const Issue& issue) { return issue.id.starts_with("imp-"); }),
             30000);
+    }
+
+    void decisionsHoldUntilARecordChanges()
+    {
+        ScriptedServices services;
+        const QString path = writeFile(QStringLiteral("Doe.ged"), doeFamily);
+        {
+            AppModel model(services, false);
+            QCOMPARE(sexDismissed(model, path), std::pair(false, std::size_t(0)));
+            const std::size_t sex = findingAt(model, "miss-sexform-", "@I1@");
+            model.setSelected(model.result()->issues[sex].fix->id, true);
+            model.dismiss(sex);
+            QVERIFY(model.isDismissed(sex) && !model.isShown(sex));
+            QCOMPARE(model.dismissedCount(), 1u);
+            QVERIFY2(model.selection().empty(), "a dismissed finding's fix is unticked");
+            model.setShowDismissed(true);
+            QVERIFY(model.isShown(sex));
+            QVERIFY(!model.isShown(findingAt(model, "date-", "@I1@")));
+            const QString report = m_dir->filePath(QStringLiteral("report.txt"));
+            services.setNextSaveLocation(report);
+            model.exportReport(TextFormat::text);
+            QFile reportFile(report);
+            QVERIFY(reportFile.open(QIODevice::ReadOnly));
+            const QByteArray reportText = reportFile.readAll();
+            QVERIFY(!reportText.contains("“male”"));
+            QVERIFY(reportText.contains("1 finding hidden by earlier decisions"));
+
+            // Mary's date fixed and saved: John is as he was, in the copy too.
+            model.setSelected(model.result()->issues[findingAt(model, "date-", "@I2@")].fix->id, true);
+            model.applySelection();
+            WAIT_IDLE(model);
+            QVERIFY(model.isDismissed(findingAt(model, "miss-sexform-", "@I1@")));
+            QCOMPARE(model.dismissedCount(), 1u);
+            services.setNextFolder(m_dir->path());
+            QVERIFY(model.saveCleanedCopy());
+        }
+        // Another session on the same store: the original and the copy keep it hidden.
+        AppModel model(services, false);
+        QCOMPARE(sexDismissed(model, path), std::pair(true, std::size_t(1)));
+        QCOMPARE(sexDismissed(model, m_dir->filePath(QStringLiteral("Doe (tidied).ged"))),
+                 std::pair(true, std::size_t(1)));
+
+        // A change to John's record, applied or in the file, brings it back.
+        model.openFile(path);
+        WAIT_IDLE(model);
+        model.setSelected(model.result()->issues[findingAt(model, "date-", "@I1@")].fix->id, true);
+        model.applySelection();
+        WAIT_IDLE(model);
+        QCOMPARE(model.dismissedCount(), 0u);
+        std::string redated = doeFamily;
+        redated.replace(redated.find("12 jan"), 6, "13 jan");
+        QCOMPARE(sexDismissed(model, writeFile(QStringLiteral("Redated.ged"), redated)),
+                 std::pair(false, std::size_t(0)));
+
+        // Brought back, it is listed again in every session.
+        QCOMPARE(sexDismissed(model, path).second, 1u);
+        model.bringBack(findingAt(model, "miss-sexform-", "@I1@"));
+        QCOMPARE(model.dismissedCount(), 0u);
+        AppModel later(services, false);
+        QCOMPARE(sexDismissed(later, path), std::pair(false, std::size_t(0)));
+        QVERIFY(!model.error());
+    }
+
+    void damagedDecisionStoreIsSetAside()
+    {
+        ScriptedServices services;
+        QFile store(services.decisionStore());
+        QVERIFY(store.open(QIODevice::WriteOnly));
+        store.write("{ not decisions");
+        store.close();
+        AppModel model(services, false);
+        QCOMPARE(sexDismissed(model, writeFile(QStringLiteral("Doe.ged"), doeFamily)),
+                 std::pair(false, std::size_t(0)));
+        QVERIFY2(text(model.lastApplied()).contains(QStringLiteral("set aside")),
+                 qPrintable(text(model.lastApplied())));
+        QVERIFY(!model.error());
+        QVERIFY(services.alerts().isEmpty());
     }
 
     void sidebarItemsCompareByWhatTheyShow()

@@ -1,6 +1,15 @@
 #include "session/PlatformServices.h"
 
+#include "decisions/Decisions.h"
+
+#include <QFile>
+
 namespace kinloom {
+
+QString PlatformServices::decisionStore() const
+{
+    return QFile::decodeName(QByteArray::fromStdString(Decisions::defaultStorePath().string()));
+}
 
 QString computerWord()
 {

@@ -35,6 +35,9 @@ public:
                                     const QStringList& buttons) = 0;
     /// Shows these files selected in the file manager.
     virtual void reveal(const QStringList& paths) = 0;
+    /// The store of the user's decisions about findings, shared with the command-line tool; empty
+    /// when there is no home folder to keep it in.
+    [[nodiscard]] virtual QString decisionStore() const;
 };
 
 /// What this platform calls the user's machine in texts: "computer", or "Mac" on Apple systems.

@@ -3,6 +3,7 @@
 #include "session/PlatformServices.h"
 
 #include <QList>
+#include <QTemporaryDir>
 
 #include <deque>
 
@@ -48,6 +49,11 @@ public:
                                               const QString& message) override;
     int alert(const QString& message, const QString& informativeText, const QStringList& buttons) override;
     void reveal(const QStringList& paths) override { m_revealed.append(paths); }
+    /// A store in a folder of these services' own, never the user's.
+    QString decisionStore() const override
+    {
+        return m_decisionFolder.filePath(QStringLiteral("decisions.json"));
+    }
 
 private:
     // A null text stands for a cancelled panel.
@@ -61,6 +67,7 @@ private:
     QList<Request> m_alerts;
     QList<TextFormat> m_saveFormats;
     QList<QStringList> m_revealed;
+    QTemporaryDir m_decisionFolder;
 };
 
 } // namespace kinloom

@@ -7,7 +7,9 @@
 #include "window/EmptyStateView.h"
 #include "window/Icons.h"
 #include "window/MainSplitView.h"
+#include "window/SelectionBar.h"
 #include "window/SettingsView.h"
+#include "window/SidebarView.h"
 #include "window/findings/IssueListView.h"
 
 #include <QApplication>
@@ -226,6 +228,8 @@ void ContentView::createActions()
     viewAction(QStringLiteral("showChangesAction"), QStringLiteral("Changes"), "list.bullet.clipboard",
                std::nullopt, SidebarItem::changes());
 
+    createDecisionActions(editMenu, viewMenu);
+
     auto* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
     helpMenu->addAction(sample);
@@ -244,6 +248,37 @@ void ContentView::createActions()
     toolbar->addSeparator();
     toolbar->addAction(m_review);
     m_sessionActions = {open, sample, m_undo, m_undoAll, m_report, m_save, m_review};
+}
+
+void ContentView::createDecisionActions(QMenu* editMenu, QMenu* viewMenu)
+{
+    m_decide = makeAction(this, "decideAction", QStringLiteral("Not a Problem"), {},
+                          QStringLiteral("Hide the selected finding until one of its records changes"),
+                          SelectionBar::decisionShortcut());
+    connect(m_decide, &QAction::triggered, this, [this] { SelectionBar::decideCurrent(m_model); });
+    editMenu->insertAction(m_review, m_decide);
+    editMenu->insertSeparator(m_review);
+
+    m_showDismissed = makeAction(this, "showDismissedAction", QStringLiteral("Show Dismissed"), {},
+                                 QStringLiteral("List the findings marked Not a Problem, to bring one back"));
+    m_showDismissed->setCheckable(true);
+    connect(m_showDismissed, &QAction::toggled, m_mainSplit->sidebar(), &SidebarView::showDismissed);
+    viewMenu->addSeparator();
+    viewMenu->addAction(m_showDismissed);
+    m_viewActions.append(m_showDismissed);
+}
+
+void ContentView::refreshDecisionActions()
+{
+    const std::optional<std::size_t> current = m_model.currentFinding();
+    const bool listed = current && m_model.result() && m_model.sidebar() &&
+                        m_model.sidebar()->kind == SidebarItem::Kind::category;
+    m_decide->setEnabled(listed && !m_model.busy());
+    m_decide->setText(
+        listed ? SelectionBar::decisionText(m_model.result()->issues[*current], m_model.isDismissed(*current))
+               : QStringLiteral("Not a Problem"));
+    const QSignalBlocker blocker(m_showDismissed);
+    m_showDismissed->setChecked(m_model.showDismissed());
 }
 
 void ContentView::showSettings()
@@ -307,6 +342,7 @@ void ContentView::refresh(int field)
     m_review->setEnabled(idle && !m_model.selection().empty());
     for (QAction* action : std::as_const(m_viewActions))
         action->setEnabled(open);
+    refreshDecisionActions();
     if (is(Field::error))
         showError();
 }

@@ -45,6 +45,8 @@ protected:
 
 private:
     void createActions();
+    void createDecisionActions(QMenu* editMenu, QMenu* viewMenu);
+    void refreshDecisionActions();
     void showSettings();
     void showAbout();
     void setDropTargeted(bool targeted);
@@ -74,6 +76,8 @@ private:
     QAction* m_report = nullptr;
     QAction* m_save = nullptr;
     QAction* m_review = nullptr;
+    QAction* m_decide = nullptr; ///< "Not a Problem" or "Bring Back" for the selected finding
+    QAction* m_showDismissed = nullptr;
 };
 
 } // namespace kinloom

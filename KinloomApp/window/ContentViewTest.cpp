@@ -120,6 +120,8 @@ private Q_SLOTS:
     {
         QVERIFY(m_dir.isValid());
         QStandardPaths::setTestModeEnabled(true);
+        // Decisions go to the services' own store; should any reach for the user's, it is this one.
+        qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toLocal8Bit());
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
                            m_dir.filePath(QStringLiteral("settings")));
@@ -237,6 +239,75 @@ private Q_SLOTS:
         child<QAction>("reviewAction")->trigger();
         QCOMPARE(child<QListWidget>("applyList")->count(), int(ids.size()));
         QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size()));
+    }
+
+    void notAProblemHidesAFindingUntilBroughtBack()
+    {
+        open(smithFamily);
+        QTreeView* tree = showCategory(IssueCategory::missing);
+        const std::vector<const Issue*> before = listed();
+        QVERIFY(before.size() >= 2 && before[0]->fix);
+        auto* decide = child<QPushButton>("decideButton");
+        QVERIFY(decide->isVisible() && decide->focusPolicy() & Qt::TabFocus);
+        QCOMPARE(decide->text(), QStringLiteral("Not a Problem"));
+        QTest::mouseClick(decide, Qt::LeftButton);
+
+        // It leaves the list at once, the next finding takes its place, and no fix of it is ticked.
+        std::vector<const Issue*> after(before.begin() + 1, before.end());
+        QCOMPARE(listed(), after);
+        QCOMPARE(m_window->mainSplit()->issueList()->listModel()->issue(tree->currentIndex()), before[1]);
+        auto* toggle = child<QToolButton>("showDismissedButton");
+        QVERIFY(toggle->isVisible());
+        QCOMPARE(toggle->text(), QStringLiteral("1 dismissed"));
+        QVERIFY(labelText("summaryLabel").endsWith(QStringLiteral(" 1 dismissed finding is not listed.")));
+        QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
+        QVERIFY(!m_model->selection().empty() && !m_model->selection().contains(before[0]->fix->id));
+
+        // Show Dismissed lists it alone, without its fix, and its context menu brings it back.
+        QTest::mouseClick(toggle, Qt::LeftButton);
+        QVERIFY(m_model->showDismissed() && child<QAction>("showDismissedAction")->isChecked());
+        QCOMPARE(listed(), std::vector{before[0]});
+        QVERIFY(!child<QPushButton>("tickAllButton")->isVisible());
+        const QModelIndex dismissed = tree->model()->index(0, 0, tree->model()->index(0, 0));
+        QVERIFY(!dismissed.data(Qt::CheckStateRole).isValid());
+        Q_EMIT tree->customContextMenuRequested(tree->visualRect(dismissed).center());
+        QAction* bringBack = child<QAction>("decideMenuAction");
+        QCOMPARE(bringBack->text(), QStringLiteral("Bring Back"));
+        auto* menu = child<QMenu>("findingMenu");
+        menu->setActiveAction(bringBack);
+        QTest::keyClick(menu, Qt::Key_Return);
+        QVERIFY(listed().empty());
+        QCOMPARE(labelText("nothingLabel"), QStringLiteral("Nothing dismissed here"));
+        m_model->setSidebar(SidebarItem::overview());
+        child<QAction>("showDismissedAction")->trigger();
+        QVERIFY(!toggle->isVisible());
+        QCOMPARE(listed().size(), before.size());
+
+        // A duplicate pair is not the same person; the keys do it too.
+        open(SampleTree::sampleText());
+        tree = showCategory(IssueCategory::duplicates);
+        const std::size_t pairs = listed().size();
+        QCOMPARE(child<QAction>("decideAction")->text(), QStringLiteral("Not the Same Person"));
+        QCOMPARE(decide->text(), QStringLiteral("Not the Same Person"));
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QTest::keyClick(tree, Qt::Key_D, Qt::ControlModifier);
+        QCOMPARE(listed().size(), pairs - 1);
+        QCOMPARE(m_model->dismissedCount(), 1u);
+    }
+
+    void damagedDecisionStoreIsSaidWithoutStopping()
+    {
+        QFile store(m_services->decisionStore());
+        QVERIFY(store.open(QIODevice::WriteOnly));
+        store.write("[1, 2");
+        store.close();
+        open(smithFamily);
+        QVERIFY2(labelText("lastAppliedLabel").contains(QStringLiteral("set aside")),
+                 qPrintable(labelText("lastAppliedLabel")));
+        auto* alert = m_window->findChild<QMessageBox*>(QStringLiteral("errorAlert"));
+        QVERIFY(!alert || !alert->isVisible());
+        QVERIFY(!child<QToolButton>("showDismissedButton")->isVisible());
     }
 
     void summaryCountsFixesAndFlaggedFindings_data()
@@ -612,6 +683,7 @@ private Q_SLOTS:
                                      "Undo Last Batch",
                                      "Undo All Changes",
                                      "Find",
+                                     "Not a Problem",
                                      "Review && Apply…",
                                      "Settings…",
                                      "Overview",
@@ -623,6 +695,7 @@ private Q_SLOTS:
                                      "Broken links",
                                      "File",
                                      "Changes",
+                                     "Show Dismissed",
                                      "Open Sample Tree",
                                      "About Kinloom"}));
         QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));

@@ -1,9 +1,11 @@
 #include "window/SelectionBar.h"
 
 #include "session/AppModel.h"
+#include "session/QtText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 
 namespace kinloom {
 
@@ -14,6 +16,25 @@ QString SelectionBar::unsavedText(const AppModel& model)
     const std::size_t count = model.changes().size();
     return QString::number(count) + (count == 1 ? QStringLiteral(" change") : QStringLiteral(" changes")) +
            QStringLiteral(" applied, not yet saved");
+}
+
+QString SelectionBar::decisionText(const Issue& issue, bool dismissed)
+{
+    if (dismissed)
+        return QStringLiteral("Bring Back");
+    return kindOf(issue.id) == "dup" ? QStringLiteral("Not the Same Person")
+                                     : QStringLiteral("Not a Problem");
+}
+
+void SelectionBar::decideCurrent(AppModel& model)
+{
+    const std::optional<std::size_t> current = model.currentFinding();
+    if (!current || model.busy())
+        return;
+    if (model.isDismissed(*current))
+        model.bringBack(*current);
+    else
+        model.dismiss(*current);
 }
 
 SelectionBar::SelectionBar(AppModel& model, QWidget* parent) : QFrame(parent), m_model(model)
@@ -27,15 +48,21 @@ SelectionBar::SelectionBar(AppModel& model, QWidget* parent) : QFrame(parent), m
     m_lastApplied->setForegroundRole(QPalette::PlaceholderText);
     m_unsaved = new QLabel(this);
     m_unsaved->setObjectName(QStringLiteral("unsavedLabel"));
+    m_decide = new QPushButton(this);
+    m_decide->setObjectName(QStringLiteral("decideButton"));
+    connect(m_decide, &QPushButton::clicked, this, [this] { decideCurrent(m_model); });
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 4, 10, 4);
     layout->addWidget(m_ticked);
     layout->addWidget(m_lastApplied, 1);
     layout->addWidget(m_unsaved);
+    layout->addWidget(m_decide);
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
         if (field == AppModel::Field::selection || field == AppModel::Field::lastApplied ||
-            field == AppModel::Field::changes || field == AppModel::Field::savedChanges)
+            field == AppModel::Field::changes || field == AppModel::Field::savedChanges ||
+            field == AppModel::Field::currentFinding || field == AppModel::Field::dismissed ||
+            field == AppModel::Field::sidebar || field == AppModel::Field::result)
             refresh();
     });
     refresh();
@@ -49,6 +76,22 @@ void SelectionBar::refresh()
                                     : QString::number(ticked) + QStringLiteral(" fixes ticked"));
     m_lastApplied->setText(m_model.lastApplied().value_or(QString()));
     m_unsaved->setText(unsavedText(m_model));
+
+    // The button acts on the finding selected in the list on show.
+    const std::optional<std::size_t> current = m_model.currentFinding();
+    const bool listed = m_model.sidebar() && m_model.sidebar()->kind == SidebarItem::Kind::category &&
+                        current && m_model.result();
+    m_decide->setVisible(listed);
+    if (!listed)
+        return;
+    const Issue& issue = m_model.result()->issues[*current];
+    const bool dismissed = m_model.isDismissed(*current);
+    m_decide->setText(decisionText(issue, dismissed));
+    m_decide->setToolTip((dismissed ? QStringLiteral("Return this finding to the list (")
+                                    : QStringLiteral("Hide this finding until one of its records changes; "
+                                                     "Show Dismissed lists it (")) +
+                         decisionShortcut().toString(QKeySequence::NativeText) + u')');
+    m_decide->setAccessibleName(m_decide->text() + QStringLiteral(": ") + fromUtf8(issue.title));
 }
 
 } // namespace kinloom

@@ -4,8 +4,11 @@
 #include "session/QtText.h"
 #include "window/Icons.h"
 
+#include <QLocale>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 
 namespace kinloom {
 
@@ -77,6 +80,15 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
         addItem(new QListWidgetItem(symbolIcon(categorySymbol(category)), fromUtf8(title(category))));
     addItem(new QListWidgetItem(symbolIcon("list.bullet.clipboard"), QStringLiteral("Changes")));
 
+    m_dismissed = new QToolButton(this);
+    m_dismissed->setObjectName(QStringLiteral("showDismissedButton"));
+    m_dismissed->setCheckable(true);
+    m_dismissed->setToolTip(QStringLiteral("Show Dismissed: list the findings marked Not a Problem, "
+                                           "to bring one back"));
+    connect(m_dismissed, &QToolButton::toggled, this, &SidebarView::showDismissed);
+    // The button sits in a strip of its own under the entries.
+    setViewportMargins(0, 0, 0, m_dismissed->sizeHint().height() + 8);
+
     connect(this, &QListWidget::currentRowChanged, this, [this](int row) {
         if (row == 0)
             m_model.setSidebar(SidebarItem::overview());
@@ -87,7 +99,8 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
     });
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
         if (field == AppModel::Field::result || field == AppModel::Field::changes ||
-            field == AppModel::Field::search || field == AppModel::Field::shownSeverities)
+            field == AppModel::Field::search || field == AppModel::Field::shownSeverities ||
+            field == AppModel::Field::dismissed || field == AppModel::Field::showDismissed)
             refreshCounts();
         else if (field == AppModel::Field::sidebar)
             showSelection();
@@ -114,6 +127,36 @@ void SidebarView::refreshCounts()
     }
     const std::size_t changes = m_model.changes().size();
     item(changesRow)->setData(countRole, changes > 0 ? QVariant(qulonglong(changes)) : QVariant());
+
+    const std::size_t dismissed = m_model.result() ? m_model.dismissedCount() : 0;
+    const QSignalBlocker blocker(m_dismissed);
+    m_dismissed->setChecked(m_model.showDismissed());
+    m_dismissed->setText(QLocale().toString(qulonglong(dismissed)) + QStringLiteral(" dismissed"));
+    m_dismissed->setAccessibleName(QStringLiteral("Show Dismissed, ") + m_dismissed->text());
+    m_dismissed->setVisible(dismissed > 0 || m_model.showDismissed());
+}
+
+void SidebarView::showDismissed(bool shown)
+{
+    m_model.setShowDismissed(shown);
+    // The dismissed findings are listed in their categories, so one is shown: the first with any.
+    if (!shown || !m_model.result() ||
+        (m_model.sidebar() && m_model.sidebar()->kind == SidebarItem::Kind::category))
+        return;
+    const auto& issues = m_model.result()->issues;
+    std::size_t first = 0;
+    while (first < issues.size() && !m_model.isDismissed(first))
+        ++first;
+    m_model.setSidebar(
+        SidebarItem::forCategory(first < issues.size() ? issues[first].category : IssueCategory::duplicates));
+}
+
+void SidebarView::resizeEvent(QResizeEvent* event)
+{
+    QListWidget::resizeEvent(event);
+    const QRect area = contentsRect();
+    const int height = m_dismissed->sizeHint().height();
+    m_dismissed->setGeometry(area.left() + 4, area.bottom() - height - 3, area.width() - 8, height);
 }
 
 void SidebarView::showSelection()

@@ -45,6 +45,8 @@ IssueListModel::IssueListModel(AppModel& model, QObject* parent) : QAbstractItem
             break;
         case AppModel::Field::search:
         case AppModel::Field::shownSeverities:
+        case AppModel::Field::dismissed:
+        case AppModel::Field::showDismissed:
             reload();
             break;
         case AppModel::Field::selection:
@@ -88,6 +90,7 @@ void IssueListModel::reload()
     m_groups.clear();
     m_rows.clear();
     m_categoryCount = 0;
+    m_otherCount = 0;
     m_hasFixes = false;
     m_matching = {};
     if (const auto& result = m_model.result()) {
@@ -98,6 +101,10 @@ void IssueListModel::reload()
             const Issue& issue = result->issues[i];
             if (issue.category != m_category)
                 continue;
+            if (m_model.isDismissed(i) != m_model.showDismissed()) {
+                ++m_otherCount;
+                continue;
+            }
             ++m_categoryCount;
             if (!m_model.matchesSearch(i))
                 continue;
@@ -105,6 +112,8 @@ void IssueListModel::reload()
             if (m_model.isSeverityShown(issue.severity))
                 byKind[m_kinds[i]].push_back(i);
         }
+        // Dismissed findings are listed to be brought back; their fixes are not offered.
+        const bool offerFixes = !m_model.showDismissed();
         for (std::size_t kind = 0; kind <= kinds; ++kind) {
             const std::vector<std::size_t>& findings = byKind[kind];
             if (findings.empty())
@@ -116,8 +125,8 @@ void IssueListModel::reload()
                 const Issue& issue = result->issues[i];
                 group.severity = std::max(group.severity, issue.severity);
                 oneTitle = oneTitle && issue.title == first;
-                m_hasFixes = m_hasFixes || issue.fix;
-                group.quickFixes += issue.fix && !issue.fix->needsReview;
+                m_hasFixes = m_hasFixes || (offerFixes && issue.fix);
+                group.quickFixes += offerFixes && issue.fix && !issue.fix->needsReview;
             }
             // Findings that all say the same say it best; otherwise their kind's general words.
             group.title =
@@ -173,6 +182,8 @@ const Issue* IssueListModel::issue(const QModelIndex& index) const
 std::vector<std::string> IssueListModel::fixIDs() const
 {
     std::vector<std::string> ids;
+    if (!m_hasFixes)
+        return ids;
     for (std::size_t position = 0; position < m_rows.size(); ++position) {
         if (const Issue& issue = issueAt(position); issue.fix)
             ids.push_back(issue.fix->id);
@@ -183,6 +194,8 @@ std::vector<std::string> IssueListModel::fixIDs() const
 std::vector<std::string> IssueListModel::groupFixIDs(int group) const
 {
     std::vector<std::string> ids;
+    if (!m_hasFixes)
+        return ids;
     for (std::size_t position = m_groups[std::size_t(group)].begin;
          position < m_groups[std::size_t(group)].end; ++position) {
         if (const Issue& issue = issueAt(position); issue.fix && !issue.fix->needsReview)
@@ -307,7 +320,7 @@ QVariant IssueListModel::data(const QModelIndex& index, int role) const
     case RowTypeRole:
         return int(RowType::finding);
     case Qt::CheckStateRole:
-        if (!issue.fix)
+        if (!issue.fix || m_model.showDismissed())
             return {};
         return m_model.selection().contains(issue.fix->id) ? Qt::Checked : Qt::Unchecked;
     case Qt::AccessibleTextRole:
@@ -320,7 +333,8 @@ QVariant IssueListModel::data(const QModelIndex& index, int role) const
 bool IssueListModel::setData(const QModelIndex& index, const QVariant& value, int role)
 {
     const Issue* finding = issue(index);
-    if (role != Qt::CheckStateRole || !finding || index.internalId() & previewBit || !finding->fix)
+    if (role != Qt::CheckStateRole || !finding || index.internalId() & previewBit || !finding->fix ||
+        m_model.showDismissed())
         return false;
     // The session's selection changes and its signal refreshes the rows.
     m_model.setSelected(finding->fix->id, value.value<Qt::CheckState>() == Qt::Checked);
@@ -335,7 +349,7 @@ Qt::ItemFlags IssueListModel::flags(const QModelIndex& index) const
     if (rowCount(index) == 0)
         flags |= Qt::ItemNeverHasChildren;
     if (index.internalId() != groupLevel && !(index.internalId() & previewBit) &&
-        issueAt(positionOf(index)).fix)
+        issueAt(positionOf(index)).fix && !m_model.showDismissed())
         flags |= Qt::ItemIsUserCheckable;
     return flags;
 }

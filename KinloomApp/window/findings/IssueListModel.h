@@ -12,7 +12,8 @@ namespace kinloom {
 
 class AppModel;
 
-/// The findings of one category that pass the session's search and severity filter, as a tree: a
+/// The findings of one category that pass the session's search and severity filter, either those
+/// not dismissed or, while the session shows them, the dismissed ones, as a tree: a
 /// row per kind of finding, the most severe kinds first; under it a row per finding; and under a
 /// finding with a fix a row per line of its preview. The tick box of a finding is its fix's
 /// membership in the session's selection.
@@ -63,6 +64,9 @@ public:
     /// How many findings of the category are listed, and how many it has before the filters.
     [[nodiscard]] std::size_t listedCount() const { return m_rows.size(); }
     [[nodiscard]] std::size_t categoryCount() const { return m_categoryCount; }
+    /// How many findings of the category the other list holds: the dismissed ones, or while they
+    /// are shown, the others.
+    [[nodiscard]] std::size_t otherCount() const { return m_otherCount; }
     /// How many findings of the category match the search, by severity, whether shown or not.
     [[nodiscard]] std::size_t matchingCount(Severity severity) const
     {
@@ -101,6 +105,7 @@ private:
     std::vector<Group> m_groups;
     std::vector<std::size_t> m_rows; ///< indices into the scan result's findings, group by group
     std::size_t m_categoryCount = 0;
+    std::size_t m_otherCount = 0;
     bool m_hasFixes = false;
     std::array<std::size_t, allSeverities.size()> m_matching{};
 };

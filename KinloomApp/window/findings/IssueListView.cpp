@@ -5,6 +5,7 @@
 #include "window/DuplicateCompare.h"
 #include "window/Icons.h"
 #include "window/PlacePicker.h"
+#include "window/SelectionBar.h"
 #include "window/findings/IssueListModel.h"
 #include "window/findings/IssueRow.h"
 #include "window/findings/SeverityIcon.h"
@@ -12,6 +13,7 @@
 #include <QAction>
 #include <QLineEdit>
 #include <QLocale>
+#include <QMenu>
 #include <QToolButton>
 
 #include <QHBoxLayout>
@@ -205,6 +207,18 @@ QString IssueListView::summary(const std::vector<const Issue*>& issues)
 IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
 {
     setObjectName(QStringLiteral("issueList"));
+    // Before the list is rebuilt without a finding just dismissed or brought back, remember where it
+    // was, so that the keyboard goes on from the finding after it.
+    connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
+        if (field != AppModel::Field::dismissed)
+            return;
+        QModelIndex current = m_tree->currentIndex();
+        if (current.parent().parent().isValid())
+            current = current.parent();
+        if (m_listModel->issue(current))
+            m_place = Place{std::string(m_listModel->groupKind(current.parent().row())),
+                            current.parent().row(), current.row()};
+    });
     m_listModel = new IssueListModel(model, this);
 
     m_title = new QLabel(this);
@@ -277,6 +291,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_tree->setAlternatingRowColors(false);
     // Per item: with rows of two heights, placing a pixel offset would add up every row above it.
     m_tree->setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
+    m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_tree, &QWidget::customContextMenuRequested, this, &IssueListView::showMenu);
     connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &IssueListView::showCurrent);
     connect(m_listModel, &QAbstractItemModel::modelReset, this, &IssueListView::refresh);
@@ -368,6 +384,32 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     refresh();
 }
 
+void IssueListView::showMenu(const QPoint& position)
+{
+    QModelIndex index = m_tree->indexAt(position);
+    if (!index.isValid())
+        index = m_tree->currentIndex();
+    const Issue* issue = m_listModel->issue(index);
+    if (!issue || m_model.busy())
+        return;
+    m_tree->setCurrentIndex(index);
+    const auto at = std::size_t(issue - m_model.result()->issues.data());
+    auto* menu = new QMenu(m_tree);
+    menu->setObjectName(QStringLiteral("findingMenu"));
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    QAction* decide = menu->addAction(SelectionBar::decisionText(*issue, m_model.isDismissed(at)));
+    decide->setObjectName(QStringLiteral("decideMenuAction"));
+    decide->setShortcut(SelectionBar::decisionShortcut());
+    decide->setShortcutContext(Qt::WidgetShortcut);
+    connect(decide, &QAction::triggered, this, [this, at] {
+        if (m_model.isDismissed(at))
+            m_model.bringBack(at);
+        else
+            m_model.dismiss(at);
+    });
+    menu->popup(m_tree->viewport()->mapToGlobal(m_tree->visualRect(index).center()));
+}
+
 void IssueListView::focusSearch()
 {
     m_search->setFocus(Qt::ShortcutFocusReason);
@@ -437,8 +479,9 @@ IssueCategory IssueListView::category() const
 void IssueListView::refresh()
 {
     const IssueCategory category = m_listModel->category();
-    const std::string_view title = kinloom::title(category);
-    m_title->setText(fromUtf8(title));
+    const bool dismissedList = m_model.showDismissed();
+    m_title->setText(fromUtf8(kinloom::title(category)) +
+                     (dismissedList ? QStringLiteral(": dismissed") : QString()));
     m_note->setVisible(category == IssueCategory::duplicates);
 
     std::vector<const Issue*> issues;
@@ -454,12 +497,35 @@ void IssueListView::refresh()
     if (issues.size() < all)
         shown = QStringLiteral("Showing ") + QLocale().toString(qulonglong(issues.size())) +
                 QStringLiteral(" of ") + counted(all, "finding", "findings") + QStringLiteral(". ");
-    m_summary->setText(shown + summary(issues));
+    const std::size_t others = m_listModel->otherCount();
+    if (dismissedList)
+        shown += counted(issues.size(), "finding", "findings") +
+                 QStringLiteral(" marked Not a Problem. Each stays out of the list until one of its "
+                                "records changes; Bring Back returns it now.");
+    else
+        shown += summary(issues) +
+                 (others == 0
+                      ? QString()
+                      : QLatin1Char(' ') + counted(others, "dismissed finding is", "dismissed findings are") +
+                            QStringLiteral(" not listed."));
+    m_summary->setText(shown);
     m_summary->setVisible(!issues.empty());
     m_tickAll->setEnabled(m_listModel->hasFixes());
-    m_tickAll->setVisible(!issues.empty());
+    m_tickAll->setVisible(!issues.empty() && !dismissedList);
     m_stack->setCurrentIndex(issues.empty() ? 1 : 0);
-    if (all == 0) {
+    if (all == 0 && dismissedList) {
+        m_nothing->setText(QStringLiteral("Nothing dismissed here"));
+        m_emptySentence->setText(QStringLiteral(
+            "Findings marked Not a Problem are listed here, to bring back if you change your mind."));
+    } else if (all == 0 && others > 0) {
+        m_nothing->setText(QStringLiteral("Nothing to fix here"));
+        m_emptySentence->setText(others == 1
+                                     ? QStringLiteral("The one finding here was dismissed; Show "
+                                                      "Dismissed lists it.")
+                                     : QStringLiteral("The ") + counted(others, "finding", "findings") +
+                                           QStringLiteral(" here were all dismissed; Show Dismissed "
+                                                          "lists them."));
+    } else if (all == 0) {
         m_nothing->setText(QStringLiteral("Nothing to fix here"));
         m_emptySentence->setText(emptySentence(category));
     } else if (issues.empty()) {
@@ -479,7 +545,27 @@ void IssueListView::refresh()
     }
     showFilters();
     dressGroups();
+    keepPlace();
     showCurrent();
+}
+
+void IssueListView::keepPlace()
+{
+    const std::optional<Place> place = std::exchange(m_place, std::nullopt);
+    const int groups = m_listModel->rowCount();
+    if (!place || groups == 0)
+        return;
+    // The same group at the same row, or when the group went with it, the start of the one after.
+    int group = 0;
+    while (group < groups && m_listModel->groupKind(group) != place->kind)
+        ++group;
+    const bool sameGroup = group < groups;
+    if (!sameGroup)
+        group = std::min(place->group, groups - 1);
+    const QModelIndex parent = m_listModel->index(group, 0);
+    m_tree->expand(parent);
+    m_tree->setCurrentIndex(m_listModel->index(
+        sameGroup ? std::min(place->row, m_listModel->rowCount(parent) - 1) : 0, 0, parent));
 }
 
 void IssueListView::showCurrent()
@@ -489,6 +575,8 @@ void IssueListView::showCurrent()
     m_places->setIssue(issue);
     m_fullDetail->setText(issue ? fromUtf8(issue->detail) : QString());
     m_fullDetail->setVisible(issue != nullptr);
+    m_model.setCurrentFinding(issue ? std::optional(std::size_t(issue - m_model.result()->issues.data()))
+                                    : std::nullopt);
     m_detailsArea->setVisible(issue && (issue->match || issue->places));
 }
 

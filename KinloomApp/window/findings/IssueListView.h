@@ -5,6 +5,7 @@
 #include <QWidget>
 
 #include <array>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -24,7 +25,8 @@ class PlacePicker;
 
 /// The findings of one category: "Tick every fix in this list", the search field and the severities
 /// shown, the summary, the list grouped by kind (or "Nothing to fix here"), and under it the
-/// comparison or the spellings of the current finding.
+/// comparison or the spellings of the current finding. While the session shows dismissed findings,
+/// it lists those instead, without their fixes.
 class IssueListView final : public QWidget
 {
     Q_OBJECT
@@ -51,6 +53,10 @@ private:
     void dressGroups();
     void tickGroup(int group);
     void showFilters();
+    /// The context menu of the finding at this point of the list: "Not a Problem" or "Bring Back".
+    void showMenu(const QPoint& position);
+    /// After a decision took a finding out, makes the one now in its place current.
+    void keepPlace();
 
     AppModel& m_model;
     IssueListModel* m_listModel = nullptr;
@@ -71,6 +77,14 @@ private:
     PlacePicker* m_places = nullptr;
     std::set<std::string, std::less<>> m_openKinds; ///< the groups the user opened, by kind
     bool m_dressing = false;                        ///< groups are opened by the list, not the user
+    /// Where the finding just decided was: its group's kind and row, and its row in the group.
+    struct Place
+    {
+        std::string kind;
+        int group = 0;
+        int row = 0;
+    };
+    std::optional<Place> m_place;
 };
 
 } // namespace kinloom
