@@ -481,9 +481,17 @@ std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue>
     std::set<DecisionKey> stored;
     std::unordered_set<std::string_view> kinds;
     std::unordered_set<std::uint64_t> about;
+    // Where every decided record is known by its xref (no _UID), a finding can match only when all its
+    // records are among them: the others need not be looked up.
+    std::unordered_set<std::string_view> xrefs;
+    bool byXrefOnly = true;
     for (const Decision& decision : decisions) {
         stored.insert(decision.key);
         kinds.insert(decision.key.kind);
+        for (const std::string& record : decision.key.records) {
+            byXrefOnly = byXrefOnly && record.size() > 2 && record.front() == '@' && record.back() == '@';
+            xrefs.insert(record);
+        }
         Hash hash;
         hash.add(decision.key.kind);
         for (const std::string& record : decision.key.records) {
@@ -495,7 +503,13 @@ std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue>
 
     std::vector<std::size_t> candidates;
     for (std::size_t i = 0; i < findings.size(); ++i) {
-        if (kinds.contains(kindOf(findings[i].id)))
+        const std::vector<std::string>& records = findings[i].records;
+        const std::string_view kind = kindOf(findings[i].id);
+        // A place group's key names no records (see KeyMaker::records).
+        if (kinds.contains(kind) &&
+            (!byXrefOnly || kind == "place" ||
+             std::all_of(records.begin(), records.end(),
+                         [&](const std::string& xref) { return xrefs.contains(xref); })))
             candidates.push_back(i);
     }
     KeyMaker maker(document);
