@@ -211,10 +211,10 @@ int main(int argc, char* argv[])
     if (tree->model()->rowCount() > 0) {
         tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
         window.findChild<QPushButton*>(QStringLiteral("decideButton"))->click();
-        ok = save(window, folder, QStringLiteral("18 dismissed a finding")) && ok;
+        ok = save(window, folder, QStringLiteral("19 dismissed a finding")) && ok;
         window.findChild<QAction*>(QStringLiteral("showDismissedAction"))->trigger();
         tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
-        ok = save(window, folder, QStringLiteral("19 dismissed list")) && ok;
+        ok = save(window, folder, QStringLiteral("20 dismissed list")) && ok;
         window.findChild<QAction*>(QStringLiteral("showDismissedAction"))->trigger();
     }
 
