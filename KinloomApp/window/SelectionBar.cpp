@@ -22,8 +22,12 @@ QString SelectionBar::decisionText(const Issue& issue, bool dismissed)
 {
     if (dismissed)
         return QStringLiteral("Bring Back");
-    return kindOf(issue.id) == "dup" ? QStringLiteral("Not the Same Person")
-                                     : QStringLiteral("Not a Problem");
+    const std::string_view kind = kindOf(issue.id);
+    if (kind == "dup")
+        return QStringLiteral("Not the Same Person");
+    if (kind == "dupfam")
+        return QStringLiteral("Not the Same Couple");
+    return QStringLiteral("Not a Problem");
 }
 
 void SelectionBar::decideCurrent(AppModel& model)
