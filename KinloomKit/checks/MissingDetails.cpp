@@ -25,21 +25,6 @@ bool holdsName(std::string_view value)
     return std::any_of(value.begin(), value.end(), [](char c) { return !isBlank(c) && c != '/'; });
 }
 
-std::vector<std::string_view> words(std::string_view text)
-{
-    std::vector<std::string_view> found;
-    for (std::size_t i = 0; i < text.size();) {
-        while (i < text.size() && isBlank(text[i]))
-            ++i;
-        const std::size_t start = i;
-        while (i < text.size() && !isBlank(text[i]))
-            ++i;
-        if (i > start)
-            found.push_back(text.substr(start, i - start));
-    }
-    return found;
-}
-
 /// The standard letter a written sex clearly means, ignoring case and blanks.
 std::optional<std::string> standardSex(std::string_view value)
 {
@@ -118,7 +103,7 @@ std::string roleSentence(std::uint8_t roles)
 void surnameNotMarked(const Person& person, std::vector<Issue>& issues)
 {
     const PersonName& name = person.names.front();
-    if (words(name.value).size() < 2)
+    if (Text::words(name.value).size() < 2)
         return;
     // The fix compares the whole value, continuation lines included.
     std::string value(name.value);
@@ -126,7 +111,7 @@ void surnameNotMarked(const Person& person, std::vector<Issue>& issues)
         if (line.id() == name.nodeID)
             value = line.fullValue();
     }
-    const std::vector<std::string_view> parts = words(value);
+    const std::vector<std::string_view> parts = Text::words(value);
     std::string marked;
     for (std::size_t i = 0; i + 1 < parts.size(); ++i)
         marked += std::string(parts[i]) + " ";

@@ -112,15 +112,8 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
 std::string collapsedWords(std::string_view text)
 {
     std::string words;
-    for (std::size_t i = 0; i < text.size();) {
-        while (i < text.size() && isBlank(text[i]))
-            ++i;
-        const std::size_t start = i;
-        while (i < text.size() && !isBlank(text[i]))
-            ++i;
-        if (i > start)
-            words += (words.empty() ? "" : " ") + std::string(text.substr(start, i - start));
-    }
+    for (const std::string_view word : Text::words(text))
+        words += (words.empty() ? "" : " ") + std::string(word);
     return words;
 }
 

@@ -10,6 +10,21 @@
 
 namespace kinloom::Text {
 
+std::vector<std::string_view> words(std::string_view text)
+{
+    std::vector<std::string_view> found;
+    for (std::size_t i = 0; i < text.size();) {
+        while (i < text.size() && isBlank(text[i]))
+            ++i;
+        const std::size_t start = i;
+        while (i < text.size() && !isBlank(text[i]))
+            ++i;
+        if (i > start)
+            found.push_back(text.substr(start, i - start));
+    }
+    return found;
+}
+
 bool isAscii(std::string_view text)
 {
     // A word at a time: names and places are mostly ASCII, and checked by the million.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Small text helpers shared by the engine. Blanks here are the ASCII white-space characters:
 // GEDCOM's own separators.
@@ -23,6 +24,9 @@ namespace kinloom::Text {
         text.remove_suffix(1);
     return text;
 }
+
+/// The words of the text: the runs between blanks.
+[[nodiscard]] std::vector<std::string_view> words(std::string_view text);
 
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::string_view text);
