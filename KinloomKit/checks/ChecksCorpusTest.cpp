@@ -6,26 +6,17 @@
 #include "checks/Scanner.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
+#include "sample/Corpus.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 using namespace kinloom;
 
 namespace {
-
-std::filesystem::path corpusFolder()
-{
-    if (const char* folder = std::getenv("KINLOOM_CORPUS"))
-        return folder;
-    return KINLOOM_CORPUS_DEFAULT;
-}
 
 /// One row of the table: a finding as it was reported, the verdict, and for BADFIX the edit that
 /// was judged harmful, written "from → to" (an empty "to" removes the line).
@@ -36,16 +27,9 @@ struct Judged
 
 std::vector<Judged> judgedFindings()
 {
-    std::ifstream in(KINLOOM_JUDGED_FINDINGS);
     std::vector<Judged> rows;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> fields;
-        std::stringstream columns(line);
-        for (std::string field; std::getline(columns, field, '\t');)
-            fields.push_back(field);
-        if (fields.size() == 5)
-            rows.push_back({fields[0], fields[1], fields[2], fields[3], fields[4]});
-    }
+    for (std::vector<std::string>& f : Corpus::rows(KINLOOM_JUDGED_FINDINGS, 5))
+        rows.push_back({std::move(f[0]), std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])});
     return rows;
 }
 
@@ -79,7 +63,7 @@ std::set<std::string> editsOf(const std::vector<Issue>& issues, const GedcomDocu
 
 TEST(ChecksCorpus, JudgedFindingsStayAsJudged)
 {
-    const std::filesystem::path folder = corpusFolder();
+    const std::filesystem::path folder = Corpus::folder();
     if (!std::filesystem::is_directory(folder))
         GTEST_SKIP() << "no corpus at " << folder;
     std::map<std::string, std::vector<Judged>> byFile;

@@ -7,30 +7,21 @@
 #include "checks/NameWords.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
+#include "sample/Corpus.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 using namespace kinloom;
 
 namespace {
 
-std::filesystem::path corpusFolder()
-{
-    if (const char* folder = std::getenv("KINLOOM_CORPUS"))
-        return folder;
-    return KINLOOM_CORPUS_DEFAULT;
-}
-
 TEST(DuplicateFinderCorpus, NoPlaceholderIsMatched)
 {
-    const std::filesystem::path folder = corpusFolder();
+    const std::filesystem::path folder = Corpus::folder();
     if (!std::filesystem::is_directory(folder))
         GTEST_SKIP() << "no corpus at " << folder;
     std::size_t files = 0;
@@ -69,16 +60,10 @@ struct Judged
 
 std::vector<Judged> judgedPairs()
 {
-    std::ifstream in(KINLOOM_JUDGED_PAIRS);
     std::vector<Judged> pairs;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> fields;
-        std::stringstream columns(line);
-        for (std::string field; std::getline(columns, field, '\t');)
-            fields.push_back(field);
-        if (fields.size() == 5)
-            pairs.push_back({fields[0], fields[1], fields[2], fields[3], fields[4]});
-    }
+    for (std::vector<std::string>& f : Corpus::rows(KINLOOM_JUDGED_PAIRS, 5))
+        pairs.push_back(
+            {std::move(f[0]), std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])});
     return pairs;
 }
 
@@ -107,7 +92,7 @@ const std::set<std::pair<std::string, std::string>> knownMisses = {
 
 TEST(DuplicateFinderCorpus, JudgedPairsAreReportedAsJudged)
 {
-    const std::filesystem::path folder = corpusFolder();
+    const std::filesystem::path folder = Corpus::folder();
     if (!std::filesystem::is_directory(folder))
         GTEST_SKIP() << "no corpus at " << folder;
     std::map<std::string, std::vector<Judged>> byFile;

@@ -2,13 +2,13 @@
 // the encoding chosen (pinned here), the byte-order mark, the notes, the line breaks, the number
 // of lines, and that an unchanged save gives the bytes back with uniform line breaks.
 // The folder is ../shared/corpus or KINLOOM_CORPUS; without it the test skips itself.
+#include "sample/Corpus.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -21,13 +21,6 @@ namespace {
 const std::string repairNote = "Some bytes weren\u2019t valid UTF-8 and were replaced with \uFFFD.";
 const std::string anselReplacedNote =
     "Some ANSEL bytes had no known character and were replaced with \uFFFD.";
-
-std::filesystem::path corpusFolder()
-{
-    if (const char* folder = std::getenv("KINLOOM_CORPUS"))
-        return folder;
-    return KINLOOM_CORPUS_DEFAULT;
-}
 
 std::vector<std::string> splitOn(const std::string& text, char separator)
 {
@@ -209,7 +202,7 @@ std::string withUniformBreaks(std::string_view bytes, TextEncoding encoding, con
 
 TEST(CorpusTest, EveryFileReadsAsItsBytesImply)
 {
-    const std::filesystem::path folder = corpusFolder();
+    const std::filesystem::path folder = Corpus::folder();
     std::ifstream manifest(folder / "MANIFEST.tsv");
     if (!manifest)
         GTEST_SKIP() << "no corpus at " << folder;
