@@ -201,7 +201,12 @@ void ContentView::createActions()
     editMenu->addSeparator();
     editMenu->addAction(find);
     editMenu->addSeparator();
+    m_untickAll =
+        makeAction(this, "untickAllAction", QStringLiteral("Untick All"), {},
+                   QStringLiteral("Clear every ticked fix"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A));
+    connect(m_untickAll, &QAction::triggered, this, [this] { m_model.setSelection({}); });
     editMenu->addAction(m_review);
+    editMenu->addAction(m_untickAll);
     editMenu->addSeparator();
     editMenu->addAction(settings);
 
@@ -340,6 +345,7 @@ void ContentView::refresh(int field)
     m_exportMenu->setEnabled(m_report->isEnabled());
     m_save->setEnabled(idle && open);
     m_review->setEnabled(idle && !m_model.selection().empty());
+    m_untickAll->setEnabled(idle && !m_model.selection().empty());
     for (QAction* action : std::as_const(m_viewActions))
         action->setEnabled(open);
     refreshDecisionActions();

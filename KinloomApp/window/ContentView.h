@@ -76,7 +76,8 @@ private:
     QAction* m_report = nullptr;
     QAction* m_save = nullptr;
     QAction* m_review = nullptr;
-    QAction* m_decide = nullptr; ///< "Not a Problem" or "Bring Back" for the selected finding
+    QAction* m_untickAll = nullptr; ///< clears every ticked fix
+    QAction* m_decide = nullptr;    ///< "Not a Problem" or "Bring Back" for the selected finding
     QAction* m_showDismissed = nullptr;
 };
 

@@ -241,6 +241,31 @@ private Q_SLOTS:
         QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size()));
     }
 
+    void bulkTickingLeavesFixesToCheckAndUntickAllClears()
+    {
+        open(SampleTree::sampleText());
+        // Merges are each checked and ticked one by one; nothing ticks them in bulk.
+        showCategory(IssueCategory::duplicates);
+        QVERIFY(!child<QPushButton>("tickAllButton")->isEnabled());
+        QVERIFY(labelText("summaryLabel")
+                    .contains(QStringLiteral("merges need checking: tick them one by one.")));
+
+        showCategory(IssueCategory::dateFormats);
+        QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
+        std::size_t toCheck = 0;
+        for (const Issue* issue : listed()) {
+            if (issue->fix)
+                QCOMPARE(m_model->selection().contains(issue->fix->id), !issue->fix->needsReview);
+            toCheck += issue->fix && issue->fix->needsReview;
+        }
+        QVERIFY(toCheck > 0);
+        QVERIFY(!m_model->selection().empty());
+        QTest::mouseClick(child<QPushButton>("untickAllButton"), Qt::LeftButton);
+        QVERIFY(m_model->selection().empty());
+        QVERIFY(!child<QPushButton>("untickAllButton")->isEnabled());
+        QVERIFY(!child<QAction>("untickAllAction")->isEnabled());
+    }
+
     void notAProblemHidesAFindingUntilBroughtBack()
     {
         open(smithFamily);
@@ -685,6 +710,7 @@ private Q_SLOTS:
                                      "Find",
                                      "Not a Problem",
                                      "Review && Apply…",
+                                     "Untick All",
                                      "Settings…",
                                      "Overview",
                                      "Likely duplicates",

@@ -185,7 +185,7 @@ std::vector<std::string> IssueListModel::fixIDs() const
     if (!m_hasFixes)
         return ids;
     for (std::size_t position = 0; position < m_rows.size(); ++position) {
-        if (const Issue& issue = issueAt(position); issue.fix)
+        if (const Issue& issue = issueAt(position); issue.fix && !issue.fix->needsReview)
             ids.push_back(issue.fix->id);
     }
     return ids;

@@ -4,6 +4,8 @@
 
 #include <QAbstractItemModel>
 
+#include <algorithm>
+
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -49,7 +51,8 @@ public:
     [[nodiscard]] IssueCategory category() const { return m_category; }
     /// The finding shown at this row of the tree, or at the row of its preview line; none for a group.
     [[nodiscard]] const Issue* issue(const QModelIndex& index) const;
-    /// Every fix id of the listed findings, for "Tick every fix in this list".
+    /// The ids of the listed findings' fixes that need no review, for "Tick every fix in this list":
+    /// a merge or a date read from words is ticked one at a time, after a look.
     [[nodiscard]] std::vector<std::string> fixIDs() const;
     /// The ids of a group's fixes that need no review, for its "Tick all", and how many there are.
     [[nodiscard]] std::vector<std::string> groupFixIDs(int group) const;
@@ -59,6 +62,12 @@ public:
     }
     /// Whether any listed finding has a fix.
     [[nodiscard]] bool hasFixes() const { return m_hasFixes; }
+    /// Whether any listed finding has a fix that needs no review.
+    [[nodiscard]] bool hasQuickFixes() const
+    {
+        return std::any_of(m_groups.begin(), m_groups.end(),
+                           [](const Group& group) { return group.quickFixes > 0; });
+    }
     /// The stable id of a group's kind of finding ("imp-alive"); empty for findings of no known kind.
     [[nodiscard]] std::string_view groupKind(int group) const;
     /// How many findings of the category are listed, and how many it has before the filters.

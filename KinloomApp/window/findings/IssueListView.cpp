@@ -182,6 +182,7 @@ QString IssueListView::summary(const std::vector<const Issue*>& issues)
     std::size_t withFix = 0;
     std::size_t merges = 0;
     std::size_t flagged = 0;
+    std::size_t toCheck = 0; // fixes that no bulk tick reaches
     for (const Issue* issue : issues) {
         if (!issue->fix)
             ++flagged;
@@ -189,6 +190,7 @@ QString IssueListView::summary(const std::vector<const Issue*>& issues)
             ++merges;
         else
             ++withFix;
+        toCheck += issue->fix && issue->fix->needsReview;
     }
     QStringList parts;
     if (withFix > 0)
@@ -197,6 +199,10 @@ QString IssueListView::summary(const std::vector<const Issue*>& issues)
         parts << counted(merges, "pair", "pairs") +
                      QStringLiteral(
                          " can be merged. A merge keeps every name, fact and source of both records.");
+    if (toCheck > 0)
+        parts << (merges == toCheck ? counted(toCheck, "merge needs", "merges need")
+                                    : counted(toCheck, "fix needs", "fixes need")) +
+                     QStringLiteral(" checking: tick them one by one.");
     if (flagged > 0)
         parts << counted(flagged, "finding", "findings") +
                      QStringLiteral(
@@ -237,9 +243,20 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
         m_model.setSelection(std::move(selection));
     });
 
+    m_untickAll = new QPushButton(QStringLiteral("Untick All"), this);
+    m_untickAll->setObjectName(QStringLiteral("untickAllButton"));
+    m_untickAll->setToolTip(QStringLiteral("Clear every ticked fix, in every category"));
+    connect(m_untickAll, &QPushButton::clicked, this, [this] { m_model.setSelection({}); });
+    connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
+        if (field == AppModel::Field::selection)
+            m_untickAll->setEnabled(!m_model.selection().empty());
+    });
+    m_untickAll->setEnabled(false);
+
     auto* header = new QHBoxLayout;
     header->addWidget(m_title, 1);
     header->addWidget(m_tickAll);
+    header->addWidget(m_untickAll);
 
     m_search = new QLineEdit(this);
     m_search->setObjectName(QStringLiteral("searchField"));
@@ -374,7 +391,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     m_fullDetail = wrappedLabel("findingDetail", this);
     m_fullDetail->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     layout->addWidget(m_fullDetail);
-    setTabOrder(m_tickAll, m_search);
+    setTabOrder(m_tickAll, m_untickAll);
+    setTabOrder(m_untickAll, m_search);
     setTabOrder(m_search, m_severityButtons[std::size_t(Severity::error)]);
     setTabOrder(m_severityButtons[std::size_t(Severity::error)],
                 m_severityButtons[std::size_t(Severity::warning)]);
@@ -510,8 +528,10 @@ void IssueListView::refresh()
                             QStringLiteral(" not listed."));
     m_summary->setText(shown);
     m_summary->setVisible(!issues.empty());
-    m_tickAll->setEnabled(m_listModel->hasFixes());
+    m_tickAll->setEnabled(m_listModel->hasQuickFixes());
     m_tickAll->setVisible(!issues.empty() && !dismissedList);
+    m_untickAll->setVisible(!issues.empty() && !dismissedList);
+    m_untickAll->setEnabled(!m_model.selection().empty());
     m_stack->setCurrentIndex(issues.empty() ? 1 : 0);
     if (all == 0 && dismissedList) {
         m_nothing->setText(QStringLiteral("Nothing dismissed here"));

@@ -64,6 +64,7 @@ private:
     QLabel* m_note = nullptr;
     QLabel* m_summary = nullptr;
     QPushButton* m_tickAll = nullptr;
+    QPushButton* m_untickAll = nullptr;
     QLineEdit* m_search = nullptr;
     std::array<QToolButton*, 3> m_severityButtons{}; ///< by `Severity`
     QLabel* m_nothing = nullptr;
