@@ -24,7 +24,7 @@ constexpr std::array<CategoryNames, allIssueCategories.size()> categoryNames{{
 namespace {
 
 using enum IssueCategory;
-constexpr std::array<FindingKind, 44> findingKinds{{
+constexpr std::array<FindingKind, 45> findingKinds{{
     {"dup", duplicates, "The same person twice"},
     {"dupfam", duplicates, "Same couple, two families"},
     {"imp-order", impossibleDates, "Born after their child"},
@@ -46,6 +46,7 @@ constexpr std::array<FindingKind, 44> findingKinds{{
     {"date", dateFormats, "Date not in the standard form"},
     {"date-century", dateFormats, "Year written with two digits"},
     {"date-styles", dateFormats, "Dates written several ways", true},
+    {"date-chan", dateFormats, "Change dates written in another form", true},
     {"place", places, "Place spelled several ways"},
     {"place-space", places, "Extra spaces in a place name"},
     {"place-date", places, "Place that looks like a date"},

@@ -6,6 +6,7 @@
 #include "family/TreeIndex.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <ctime>
 #include <future>
@@ -157,6 +158,17 @@ Issue interpretedDateFinding(NodeView node, std::string_view value, const std::s
     return issue;
 }
 
+/// Whether two values differ only in letter case and in the blanks between their words.
+bool onlyCaseOrBlanks(std::string_view value, std::string_view standard)
+{
+    const std::vector<std::string_view> a = Text::words(value), b = Text::words(standard);
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](std::string_view x, std::string_view y) {
+        return std::equal(x.begin(), x.end(), y.begin(), y.end(), [](char p, char q) {
+            return std::tolower(static_cast<unsigned char>(p)) == std::tolower(static_cast<unsigned char>(q));
+        });
+    });
+}
+
 /// The finding for one DATE value that is not written the standard way, if any.
 std::optional<Issue> dateFinding(NodeView node, std::string_view value, const std::string& context,
                                  NodeView record, bool v7, NumericDateOrder order)
@@ -166,9 +178,10 @@ std::optional<Issue> dateFinding(NodeView node, std::string_view value, const st
     const std::string from = node.fullValue();
     const DateNormalization normalization = GedcomDates::normalize(value, v7, order);
     if (const auto* fix = std::get_if<DateNormalization::Fix>(&normalization.value)) {
+        // "24 Mar 1800" or "ABT  1850" says the standard date already: only its writing differs.
         Issue issue{id,
                     IssueCategory::dateFormats,
-                    Severity::warning,
+                    onlyCaseOrBlanks(value, fix->value) ? Severity::info : Severity::warning,
                     "Date not in the standard form",
                     context + ": " + quoted(value),
                     recordsOf(record)};
@@ -253,11 +266,36 @@ std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOr
                                     std::vector<DateStyleCount>& styles, bool skipped)
 {
     std::vector<Issue> issues;
+    // The dates programs write for themselves when a record changes are one finding, with one fix.
+    std::size_t changeDates = 0;
+    Fix changeFix{"date-chan", "Write every change date the standard way", {}, {}, false};
     for (const OddDate& odd : skipped ? std::span<const OddDate>() : std::span(walked.oddDates)) {
         // The path names the lines below the record, as the change log does ("BIRT DATE").
-        const std::string context = recordLabel(odd.record) + " \u00B7 " + tagPath(odd.record, odd.node.id());
-        if (auto issue = dateFinding(odd.node, odd.value, context, odd.record, v7, order))
-            issues.push_back(std::move(*issue));
+        const std::string path = tagPath(odd.record, odd.node.id());
+        const std::string context = recordLabel(odd.record) + " \u00B7 " + path;
+        auto issue = dateFinding(odd.node, odd.value, context, odd.record, v7, order);
+        if (!issue)
+            continue;
+        if (path == "CHAN DATE" && issue->fix && !issue->fix->needsReview) {
+            ++changeDates;
+            for (Edit& edit : issue->fix->edits)
+                changeFix.edits.push_back(std::move(edit));
+            for (PreviewLine& line : issue->fix->preview)
+                changeFix.preview.push_back(std::move(line));
+            continue;
+        }
+        issues.push_back(std::move(*issue));
+    }
+    if (changeDates > 0) {
+        const std::string count = std::to_string(changeDates);
+        Issue changes{"date-chan", IssueCategory::dateFormats, Severity::info,
+                      count + (changeDates == 1 ? " change date written" : " change dates written") +
+                          " in another form",
+                      "Family-tree programs write the date a record was last changed (CHAN) for "
+                      "themselves; " +
+                          count + (changeDates == 1 ? " is" : " are") + " not written the standard way."};
+        changes.fix = std::move(changeFix);
+        issues.push_back(std::move(changes));
     }
 
     // Most frequent style first; equal counts keep the order of the styles.

@@ -135,15 +135,26 @@ TEST(ScannerTest, DateFindings)
                                                        "1 DEAT\n2 DATE 3/4/1890\n"
                                                        "1 BURI\n2 DATE sometime in  spring\n"
                                                        "1 EVEN\n2 DATE (a phrase)\n"
-                                                       "1 RESI\n2 DATE in (spring 1950\n");
+                                                       "1 RESI\n2 DATE in (spring 1950\n"
+                                                       "1 CHAN\n2 DATE 14 Oct 2002\n");
     const ScanResult result = Scanner::scan(document);
     const std::string context = "Mary Smith (@I1@) \u00B7 ";
 
+    // A change date another program wrote is one finding for the whole file, a note.
+    const Issue* changes = findIssue(result, "date-chan");
+    ASSERT_NE(changes, nullptr);
+    EXPECT_EQ(changes->severity, Severity::info);
+    EXPECT_EQ(changes->title, "1 change date written in another form");
+    ASSERT_TRUE(changes->fix);
+    EXPECT_EQ(changes->fix->edits, (std::vector<Edit>{Edit::SetValue{17, "14 Oct 2002", "14 OCT 2002"}}));
+    EXPECT_EQ(findIssue(result, "date-17"), nullptr);
+
+    // Blanks or letter case alone make a note, not a warning.
     const Issue* spaces = findIssue(result, "date-7");
     ASSERT_NE(spaces, nullptr);
     EXPECT_EQ(*spaces, (Issue{"date-7",
                               IssueCategory::dateFormats,
-                              Severity::warning,
+                              Severity::info,
                               "Date not in the standard form",
                               context + "BIRT DATE: \u201C12  MAR 1890\u201D",
                               {"@I1@"},
