@@ -5,6 +5,8 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QGridLayout>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSet>
@@ -39,6 +41,13 @@ std::optional<QString> QtPlatformServices::chooseFolder(const QString& prompt, c
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly);
     dialog.setLabelText(QFileDialog::Accept, prompt);
+    // A window title is cut short, so the dialog drawn by Qt says the message in full below the list.
+    if (auto* grid = qobject_cast<QGridLayout*>(dialog.layout())) {
+        auto* label = new QLabel(message, &dialog);
+        label->setObjectName(QStringLiteral("folderMessage"));
+        label->setWordWrap(true);
+        grid->addWidget(label, grid->rowCount(), 0, 1, grid->columnCount());
+    }
     return chosenFile(dialog);
 }
 
@@ -84,6 +93,20 @@ int QtPlatformServices::alert(const QString& message, const QString& informative
 {
     QList<QAbstractButton*> added;
     const std::unique_ptr<QMessageBox> box = makeAlert(m_window, message, informativeText, buttons, added);
+    box->exec();
+    const qsizetype chosen = added.indexOf(box->clickedButton());
+    return static_cast<int>(chosen < 0 ? buttons.size() - 1 : chosen);
+}
+
+int QtPlatformServices::inform(const QString& message, const QString& informativeText,
+                               const QStringList& buttons)
+{
+    QList<QAbstractButton*> added;
+    const std::unique_ptr<QMessageBox> box = makeAlert(m_window, message, informativeText, buttons, added);
+    box->setObjectName(QStringLiteral("messageAlert"));
+    box->setIcon(QMessageBox::Information);
+    if (!added.isEmpty())
+        box->setDefaultButton(qobject_cast<QPushButton*>(added.constLast()));
     box->exec();
     const qsizetype chosen = added.indexOf(box->clickedButton());
     return static_cast<int>(chosen < 0 ? buttons.size() - 1 : chosen);

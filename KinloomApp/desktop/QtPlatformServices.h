@@ -26,6 +26,8 @@ public:
     std::optional<QString> chooseSaveLocation(TextFormat format, const QString& suggestedName,
                                               const QString& message) override;
     int alert(const QString& message, const QString& informativeText, const QStringList& buttons) override;
+    /// Like `alert`, with the information icon and the last button, which only closes it, as default.
+    int inform(const QString& message, const QString& informativeText, const QStringList& buttons) override;
     /// The alert `alert` shows, not yet shown; `added` receives its buttons in the order given.
     [[nodiscard]] static std::unique_ptr<QMessageBox> makeAlert(QWidget* parent, const QString& message,
                                                                 const QString& informativeText,

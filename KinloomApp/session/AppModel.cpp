@@ -14,6 +14,7 @@
 #include "output/Report.h"
 #include "sample/SampleTree.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
@@ -651,7 +652,7 @@ std::optional<QString> AppModel::writeCleanedCopy(const QString& folder, QString
                                                   QStringList& written) const
 {
     const std::filesystem::path folderPath = toPath(folder);
-    const std::string stem = Files::baseName(m_fileName.toStdString()) + " (tidied)";
+    const std::string stem = copyStem().toStdString();
     if (m_fileURL && Files::isSameFile(folderPath / (stem + ".ged"), toPath(m_fileURL->toLocalFile())))
         return fromUtf8(SaveError{SaveError::SameAsOriginal{}}.description());
 
@@ -678,19 +679,29 @@ std::optional<QString> AppModel::writeCleanedCopy(const QString& folder, QString
     return std::nullopt;
 }
 
+QString AppModel::copyStem() const
+{
+    return fromUtf8(Files::baseName(m_fileName.toStdString())) + QStringLiteral(" (tidied)");
+}
+
 bool AppModel::saveCleanedCopy()
 {
-    if (!m_document)
+    // A copy without changes would only repeat the original.
+    if (!m_document || m_changes.empty())
         return false;
     QString startFolder = m_fileURL ? QFileInfo(m_fileURL->toLocalFile()).absolutePath() : QString();
     // The sample's own folder goes when the app quits, so a copy saved there would be lost.
     if (m_sampleFolder && startFolder == QFileInfo(m_sampleFolder->path()).absoluteFilePath())
         startFolder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    const QString stem = copyStem();
+    const QString logExtension =
+        m_changeLogFormat == TextFormat::pdf ? QStringLiteral("pdf") : QStringLiteral("txt");
     const std::optional<QString> folder = m_services.chooseFolder(
         QStringLiteral("Save Here"),
-        appName +
-            QStringLiteral(" writes a new, cleaned copy and its change log in this folder. Your original "
-                           "and any existing files are never overwritten."),
+        appName + QStringLiteral(" writes “") + stem + QStringLiteral(".ged” and its change log “") + stem +
+            QStringLiteral(" change log.") + logExtension +
+            QStringLiteral("” in the folder you choose. Your original and any existing files are never "
+                           "overwritten: a name already taken gets a number."),
         startFolder);
     if (!folder)
         return false;
@@ -702,8 +713,15 @@ bool AppModel::saveCleanedCopy()
     }
     m_savedChanges = m_changes;
     Q_EMIT changed(Field::savedChanges);
-    setLastApplied(QStringLiteral("Saved “") + copyName + QStringLiteral("” and its change log."));
-    m_services.reveal(written);
+    const QString saved = QStringLiteral("Saved “") + copyName + QStringLiteral("” and its change log.");
+    setLastApplied(saved);
+    const int next = m_services.inform(
+        saved, QStringLiteral("Both are in ") + QDir::toNativeSeparators(*folder) + QStringLiteral("."),
+        {QStringLiteral("Show in Folder"), QStringLiteral("Open Change Log"), QStringLiteral("OK")});
+    if (next == 0)
+        m_services.reveal(written);
+    else if (next == 1)
+        m_services.openFile(written.constLast());
     return true;
 }
 

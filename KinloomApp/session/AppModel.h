@@ -205,7 +205,8 @@ public:
     void undoLast();
     /// Returns to the document as opened, then scans.
     void undoAll();
-    /// Asks for a folder and writes a cleaned copy and its change log there; true when both were written.
+    /// Asks for a folder and writes a cleaned copy and its change log there, then offers to show them;
+    /// true when both were written. Does nothing while no change is applied.
     bool saveCleanedCopy();
     /// The discard question: true when the caller may replace or close the session.
     [[nodiscard]] bool mayDiscard();
@@ -238,6 +239,8 @@ private:
     template <class Work, class Done>
     void startJob(Work work, Done done);
     void jobEnded();
+    /// The name of the cleaned copy without its extension or number.
+    [[nodiscard]] QString copyStem() const;
     [[nodiscard]] std::optional<QString> writeCleanedCopy(const QString& folder, QString& copyName,
                                                           QStringList& written) const;
 

@@ -342,25 +342,35 @@ private Q_SLOTS:
         QTemporaryDir out;
 
         services.setNextFolder(out.path());
+        services.setNextAnswer(0);
         QVERIFY(model.saveCleanedCopy());
         QCOMPARE(services.folderRequests()[0].prompt, QStringLiteral("Save Here"));
-        QCOMPARE(services.folderRequests()[0].message,
-                 QStringLiteral(
-                     "Kinloom writes a new, cleaned copy and its change log in this folder. Your original "
-                     "and any existing files are never overwritten."));
+        QCOMPARE(
+            services.folderRequests()[0].message,
+            QStringLiteral("Kinloom writes “Smith (tidied).ged” and its change log “Smith (tidied) change "
+                           "log.txt” in the folder you choose. Your original and any existing files "
+                           "are never overwritten: a name already taken gets a number."));
         QCOMPARE(services.folderRequests()[0].detail, m_dir->path());
         QCOMPARE(text(model.lastApplied()), QStringLiteral("Saved “Smith (tidied).ged” and its change log."));
         QVERIFY(!model.hasUnsavedChanges());
-        QCOMPARE(services.revealed().size(), 1);
-        QCOMPARE(services.revealed()[0],
-                 (QStringList{out.filePath(QStringLiteral("Smith (tidied).ged")),
-                              out.filePath(QStringLiteral("Smith (tidied) change log.txt"))}));
+        QCOMPARE(services.messages()[0].prompt,
+                 QStringLiteral("Saved “Smith (tidied).ged” and its change log."));
+        QCOMPARE(services.messages()[0].detail, QStringLiteral("Show in Folder|Open Change Log|OK"));
+        QCOMPARE(services.revealed(),
+                 (QList<QStringList>{{out.filePath(QStringLiteral("Smith (tidied).ged")),
+                                      out.filePath(QStringLiteral("Smith (tidied) change log.txt"))}}));
+        QVERIFY(services.opened().isEmpty());
 
         model.setChangeLogFormat(TextFormat::pdf);
         services.setNextFolder(out.path());
+        services.setNextAnswer(1);
         QVERIFY(model.saveCleanedCopy());
+        QVERIFY(services.folderRequests()[1].message.contains(u"“Smith (tidied) change log.pdf”"));
         QCOMPARE(text(model.lastApplied()),
                  QStringLiteral("Saved “Smith (tidied) 2.ged” and its change log."));
+        QCOMPARE(services.opened(),
+                 QStringList{out.filePath(QStringLiteral("Smith (tidied) 2 change log.pdf"))});
+        QCOMPARE(services.revealed().size(), 1);
         QCOMPARE(filesIn(out.path()), (QStringList{QStringLiteral("Smith (tidied) 2 change log.pdf"),
                                                    QStringLiteral("Smith (tidied) 2.ged"),
                                                    QStringLiteral("Smith (tidied) change log.txt"),
@@ -392,7 +402,13 @@ private Q_SLOTS:
         QVERIFY(model.error());
         QVERIFY(model.hasUnsavedChanges());
         QVERIFY(model.savedChanges().empty());
-        QVERIFY(services.revealed().isEmpty());
+        QVERIFY(services.messages().isEmpty());
+
+        // With nothing applied there is nothing to save: no folder is asked for.
+        model.undoAll();
+        WAIT_IDLE(model);
+        QVERIFY(!model.saveCleanedCopy());
+        QCOMPARE(services.folderRequests().size(), 1);
     }
 
     void discardQuestion_data()

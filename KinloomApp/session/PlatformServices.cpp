@@ -2,13 +2,26 @@
 
 #include "decisions/Decisions.h"
 
+#include <QDesktopServices>
 #include <QFile>
+#include <QUrl>
 
 namespace kinloom {
 
 QString PlatformServices::decisionStore() const
 {
     return QFile::decodeName(QByteArray::fromStdString(Decisions::defaultStorePath().string()));
+}
+
+int PlatformServices::inform(const QString& message, const QString& informativeText,
+                             const QStringList& buttons)
+{
+    return alert(message, informativeText, buttons);
+}
+
+void PlatformServices::openFile(const QString& path)
+{
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
 }
 
 QString computerWord()

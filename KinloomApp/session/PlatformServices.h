@@ -33,8 +33,15 @@ public:
     /// A modal alert; returns the index of the button chosen (the last one when it is dismissed).
     [[nodiscard]] virtual int alert(const QString& message, const QString& informativeText,
                                     const QStringList& buttons) = 0;
+    /// A modal message that something went well, offering what to do next; returns the index of
+    /// the button chosen (the last one when it is dismissed). Shown like `alert` unless a desktop
+    /// tells the two apart.
+    [[nodiscard]] virtual int inform(const QString& message, const QString& informativeText,
+                                     const QStringList& buttons);
     /// Shows these files selected in the file manager.
     virtual void reveal(const QStringList& paths) = 0;
+    /// Opens this file in the program the desktop uses for its kind.
+    virtual void openFile(const QString& path);
     /// The store of the user's decisions about findings, shared with the command-line tool; empty
     /// when there is no home folder to keep it in.
     [[nodiscard]] virtual QString decisionStore() const;

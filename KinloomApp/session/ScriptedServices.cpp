@@ -14,6 +14,15 @@ std::optional<QString> next(std::deque<QString>& queue)
     return answer;
 }
 
+int answer(std::deque<int>& answers, const QStringList& buttons)
+{
+    if (answers.empty())
+        return static_cast<int>(buttons.size()) - 1;
+    const int chosen = answers.front();
+    answers.pop_front();
+    return chosen;
+}
+
 } // namespace
 
 std::optional<QString> ScriptedServices::chooseFamilyTreeFile(const QString& prompt, const QString& message)
@@ -41,11 +50,14 @@ int ScriptedServices::alert(const QString& message, const QString& informativeTe
                             const QStringList& buttons)
 {
     m_alerts.append({message, informativeText, buttons.join(u'|')});
-    if (m_answers.empty())
-        return static_cast<int>(buttons.size()) - 1;
-    const int answer = m_answers.front();
-    m_answers.pop_front();
-    return answer;
+    return answer(m_answers, buttons);
+}
+
+int ScriptedServices::inform(const QString& message, const QString& informativeText,
+                             const QStringList& buttons)
+{
+    m_messages.append({message, informativeText, buttons.join(u'|')});
+    return answer(m_answers, buttons);
 }
 
 } // namespace kinloom

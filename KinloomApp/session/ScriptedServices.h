@@ -32,15 +32,18 @@ public:
     {
         m_saveLocations.push_back(path.value_or(QString()));
     }
-    /// The next alert chooses the button at this index.
+    /// The next alert or message chooses the button at this index.
     void setNextAnswer(int button) { m_answers.push_back(button); }
 
     [[nodiscard]] const QList<Request>& fileRequests() const { return m_fileRequests; }
     [[nodiscard]] const QList<Request>& folderRequests() const { return m_folderRequests; }
     [[nodiscard]] const QList<Request>& saveRequests() const { return m_saveRequests; }
     [[nodiscard]] const QList<Request>& alerts() const { return m_alerts; }
+    /// The messages that something went well, as `alerts` records alerts.
+    [[nodiscard]] const QList<Request>& messages() const { return m_messages; }
     [[nodiscard]] const QList<TextFormat>& saveFormats() const { return m_saveFormats; }
     [[nodiscard]] const QList<QStringList>& revealed() const { return m_revealed; }
+    [[nodiscard]] const QStringList& opened() const { return m_opened; }
 
     std::optional<QString> chooseFamilyTreeFile(const QString& prompt, const QString& message) override;
     std::optional<QString> chooseFolder(const QString& prompt, const QString& message,
@@ -48,7 +51,9 @@ public:
     std::optional<QString> chooseSaveLocation(TextFormat format, const QString& suggestedName,
                                               const QString& message) override;
     int alert(const QString& message, const QString& informativeText, const QStringList& buttons) override;
+    int inform(const QString& message, const QString& informativeText, const QStringList& buttons) override;
     void reveal(const QStringList& paths) override { m_revealed.append(paths); }
+    void openFile(const QString& path) override { m_opened.append(path); }
     /// A store in a folder of these services' own, never the user's.
     QString decisionStore() const override
     {
@@ -65,8 +70,10 @@ private:
     QList<Request> m_folderRequests;
     QList<Request> m_saveRequests;
     QList<Request> m_alerts;
+    QList<Request> m_messages;
     QList<TextFormat> m_saveFormats;
     QList<QStringList> m_revealed;
+    QStringList m_opened;
     QTemporaryDir m_decisionFolder;
 };
 

@@ -343,7 +343,12 @@ void ContentView::refresh(int field)
     m_undoAll->setEnabled(idle && !m_model.history().empty());
     m_report->setEnabled(idle && m_model.result());
     m_exportMenu->setEnabled(m_report->isEnabled());
-    m_save->setEnabled(idle && open);
+    // Saving with nothing applied would only copy the original, so the action says what to do first.
+    const bool changed = !m_model.changes().empty();
+    m_save->setEnabled(idle && open && changed);
+    m_save->setToolTip(open && !changed
+                           ? QStringLiteral("No changes to save yet: tick fixes and apply them first")
+                           : QStringLiteral("Write a new, cleaned file and its change log"));
     m_review->setEnabled(idle && !m_model.selection().empty());
     m_untickAll->setEnabled(idle && !m_model.selection().empty());
     for (QAction* action : std::as_const(m_viewActions))

@@ -379,6 +379,13 @@ private Q_SLOTS:
         const std::vector<std::string> ids =
             (showCategory(IssueCategory::missing), m_window->mainSplit()->issueList()->listModel()->fixIDs());
         m_model->setSelected(ids.front(), true);
+        auto* save = child<QAction>("saveAction");
+        const auto saveOffers = [save](bool enabled, const char* tip) {
+            QCOMPARE(save->isEnabled(), enabled);
+            QCOMPARE(save->toolTip(), QString::fromUtf8(tip));
+        };
+        const char* nothingToSave = "No changes to save yet: tick fixes and apply them first";
+        saveOffers(false, nothingToSave);
         child<QAction>("reviewAction")->trigger();
         QVERIFY(child<QWidget>("applySheet")->isVisible());
         auto* apply = child<QPushButton>("applyButton");
@@ -391,6 +398,7 @@ private Q_SLOTS:
         QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
         QVERIFY(child<QAction>("undoAction")->isEnabled());
+        saveOffers(true, "Write a new, cleaned file and its change log");
         m_model->setSidebar(SidebarItem::changes());
         QCOMPARE(labelText("changesStatus"),
                  QStringLiteral("1 change, not yet saved. They go into the change log "
@@ -404,6 +412,7 @@ private Q_SLOTS:
                  QStringLiteral("No changes yet. Tick fixes in the findings, then Review & Apply."));
         QVERIFY(labelText("unsavedLabel").isEmpty());
         QVERIFY(!child<QAction>("undoAction")->isEnabled());
+        saveOffers(false, nothingToSave);
     }
 
     void choosingAPlaceSpellingChangesTheFixToApply()
