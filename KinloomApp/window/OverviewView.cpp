@@ -2,6 +2,7 @@
 
 #include "session/AppModel.h"
 #include "session/QtText.h"
+#include "window/SettingsView.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -48,6 +49,24 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     m_numericOrder = new QLabel(page);
     m_numericOrder->setObjectName(QStringLiteral("numericOrderLabel"));
     m_numericOrder->setWordWrap(true);
+    m_settings = new QWidget(page);
+    m_settings->setObjectName(QStringLiteral("changedSettings"));
+    auto* settingsNote = new QLabel(
+        QStringLiteral("These differ from the defaults, so the findings may differ from another check of "
+                       "the same file. Change them in Settings."),
+        m_settings);
+    settingsNote->setWordWrap(true);
+    m_settingsList = new QLabel(m_settings);
+    m_settingsList->setObjectName(QStringLiteral("changedSettingsList"));
+    m_settingsList->setWordWrap(true);
+    m_settingsList->setTextFormat(Qt::PlainText);
+    m_settingsList->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto* settingsLayout = new QVBoxLayout(m_settings);
+    settingsLayout->setContentsMargins(0, 8, 0, 0);
+    settingsLayout->addWidget(heading(QStringLiteral("Changed settings"), 1.1, m_settings));
+    settingsLayout->addWidget(settingsNote);
+    settingsLayout->addWidget(m_settingsList);
+
     auto* exportPdf = new QPushButton(QStringLiteral("Export Report (PDF)"), page);
     exportPdf->setObjectName(QStringLiteral("exportPdfButton"));
     connect(exportPdf, &QPushButton::clicked, this, [this] { m_model.exportReport(TextFormat::pdf); });
@@ -61,6 +80,7 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     layout->addWidget(heading(QStringLiteral("How dates are written"), 1.1, page));
     layout->addLayout(m_dateStyles);
     layout->addWidget(m_numericOrder);
+    layout->addWidget(m_settings);
     layout->addSpacing(8);
     layout->addWidget(exportPdf, 0, Qt::AlignLeft);
     layout->addStretch(1);
@@ -73,7 +93,8 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     setWidget(outer);
 
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
-        if (field == AppModel::Field::result || field == AppModel::Field::fileName)
+        if (field == AppModel::Field::result || field == AppModel::Field::fileName ||
+            field == AppModel::Field::options)
             refresh();
     });
     refresh();
@@ -113,6 +134,9 @@ void OverviewView::refresh()
     clearRows(m_stats);
     clearRows(m_dateStyles);
     m_title->setText(m_model.fileName());
+    const QStringList changed = changedSettings(m_model.options());
+    m_settings->setVisible(!changed.isEmpty());
+    m_settingsList->setText(QStringLiteral("• ") + changed.join(QStringLiteral("\n• ")));
     const auto& result = m_model.result();
     if (!result) {
         m_numericOrder->hide();

@@ -10,7 +10,8 @@ namespace kinloom {
 class AppModel;
 
 /// The tree's statistics, "How dates are written" with the date styles and their counts, the
-/// numeric order read from the file, and "Export Report (PDF)".
+/// numeric order read from the file, the settings that differ from their defaults (they change the
+/// findings), and "Export Report (PDF)".
 class OverviewView final : public QScrollArea
 {
     Q_OBJECT
@@ -28,6 +29,8 @@ private:
     QFormLayout* m_stats = nullptr;
     QFormLayout* m_dateStyles = nullptr;
     QLabel* m_numericOrder = nullptr;
+    QWidget* m_settings = nullptr; ///< the changed settings, hidden when all are default
+    QLabel* m_settingsList = nullptr;
 };
 
 } // namespace kinloom

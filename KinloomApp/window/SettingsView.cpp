@@ -8,6 +8,7 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -26,6 +27,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 
 namespace kinloom {
 
@@ -70,7 +72,62 @@ QSpinBox* stepper(const QString& label, int low, int high, const QString& unit, 
     return box;
 }
 
+QString years(double value)
+{
+    return QString::number(std::lround(value));
+}
+
 } // namespace
+
+QStringList changedSettings(const ScanOptions& options)
+{
+    const ScanOptions defaults;
+    QStringList changed;
+    const auto orderLabel = [](NumericDateOrder order) {
+        for (const OrderChoice& choice : orderChoices) {
+            if (choice.order == order)
+                return QString::fromUtf8(choice.label);
+        }
+        return QString();
+    };
+    if (options.numericOrder != defaults.numericOrder)
+        changed.append(QStringLiteral("Dates like 03/04/1890: ") + orderLabel(options.numericOrder) +
+                       QStringLiteral(" (default ") + orderLabel(defaults.numericOrder) + u')');
+    const std::array<std::tuple<const char*, double ScanOptions::*, const char*>, 4> limits{{
+        {"Youngest parent: ", &ScanOptions::minParentAge, ""},
+        {"Oldest mother: ", &ScanOptions::maxMotherAge, ""},
+        {"Oldest father: ", &ScanOptions::maxFatherAge, ""},
+        {"Longest life: ", &ScanOptions::maxLifespan, " years"},
+    }};
+    for (const auto& [label, field, unit] : limits) {
+        // Compared as shown: a stored value the steppers round to the default is the default.
+        if (years(options.*field) != years(defaults.*field))
+            changed.append(QString::fromUtf8(label) + years(options.*field) + QString::fromUtf8(unit) +
+                           QStringLiteral(" (default ") + years(defaults.*field) + u')');
+    }
+    if (std::abs(options.duplicateThreshold - defaults.duplicateThreshold) > 0.001) {
+        QString shown = QString::number(options.duplicateThreshold);
+        QString standard;
+        for (const ThresholdChoice& choice : thresholdChoices) {
+            if (std::abs(choice.threshold - options.duplicateThreshold) < 0.001)
+                shown = QString::fromUtf8(choice.label);
+            if (choice.threshold == defaults.duplicateThreshold)
+                standard = QString::fromUtf8(choice.label);
+        }
+        changed.append(QStringLiteral("Show duplicates: ") + shown + QStringLiteral(" (default ") + standard +
+                       u')');
+    }
+    QStringList off;
+    for (const FindingKind& kind : allFindingKinds()) {
+        if (std::binary_search(options.skippedKinds.begin(), options.skippedKinds.end(), kind.id))
+            off.append(fromUtf8(kind.title));
+    }
+    if (!off.isEmpty())
+        changed.append((off.size() == 1 ? QStringLiteral("Switched off: ")
+                                        : QStringLiteral("%1 kinds switched off: ").arg(off.size())) +
+                       off.join(QStringLiteral("; ")));
+    return changed;
+}
 
 SettingsView::SettingsView(AppModel& model, QWidget* parent) : QDialog(parent), m_model(model)
 {
@@ -88,9 +145,28 @@ SettingsView::SettingsView(AppModel& model, QWidget* parent) : QDialog(parent), 
         QSettings().setValue(tabKey, index == 1 ? QStringLiteral("privacy") : QStringLiteral("checks"));
     });
 
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close | QDialogButtonBox::RestoreDefaults, this);
+    buttons->setObjectName(QStringLiteral("settingsButtons"));
+    buttons->button(QDialogButtonBox::Close)->setObjectName(QStringLiteral("closeButton"));
+    QPushButton* restore = buttons->button(QDialogButtonBox::RestoreDefaults);
+    restore->setObjectName(QStringLiteral("restoreDefaultsButton"));
+    restore->setToolTip(QStringLiteral("Put every check, limit and kind of finding back as it first was"));
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
+    connect(restore, &QPushButton::clicked, this, [this] {
+        // The year taken as now is not a setting, so it stays.
+        ScanOptions defaults;
+        defaults.currentYear = m_model.options().currentYear;
+        m_model.setOptions(defaults);
+        m_model.setChangeLogFormat(TextFormat::text);
+    });
+
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 8, 0, 0);
     layout->addWidget(m_tabs);
+    auto* footer = new QVBoxLayout;
+    footer->setContentsMargins(16, 0, 16, 12);
+    footer->addWidget(buttons);
+    layout->addLayout(footer);
     layout->setSizeConstraint(QLayout::SetFixedSize);
 
     refresh();

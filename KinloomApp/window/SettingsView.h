@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QStringList>
 
 #include <vector>
 
@@ -15,11 +16,17 @@ class QTabWidget;
 namespace kinloom {
 
 class AppModel;
+struct ScanOptions;
+
+/// Each option that differs from its default, as the settings window names it, with its default
+/// ("Longest life: 100 years (default 120)"); the kinds switched off come last, in one line.
+[[nodiscard]] QStringList changedSettings(const ScanOptions& options);
 
 /// The settings window: the options every scan uses (date order, the age and lifespan limits, how
 /// sure a duplicate must be, which kinds of finding to look for) and the change log's format on one
 /// tab, the privacy promise on the other. Every change goes to the model at once, which stores it
-/// and scans the open file again; there is no OK button. The selected tab is remembered between runs.
+/// and scans the open file again; there is no OK button, only Close and Restore Defaults. The
+/// selected tab is remembered between runs.
 class SettingsView final : public QDialog
 {
     Q_OBJECT

@@ -21,6 +21,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace kinloom;
 
 namespace {
@@ -220,6 +222,37 @@ private Q_SLOTS:
         QCOMPARE(alive(), before);
         QVERIFY(child<QCheckBox>(settings, "kind-imp-alive")->isChecked());
         QVERIFY(!child<QPushButton>(settings, "turnAllOnButton")->isVisible());
+    }
+
+    void restoreDefaultsUndoesEveryChangeTheOverviewLists()
+    {
+        m_model->openSampleTree();
+        WAIT_IDLE(*m_model);
+        auto* listed = child<QWidget>(m_window.get(), "changedSettings");
+        auto* list = child<QLabel>(m_window.get(), "changedSettingsList");
+        QVERIFY(listed->isHidden());
+        SettingsView* settings = openSettings();
+        child<QSpinBox>(settings, "maxLifespan")->setValue(100);
+        child<QCheckBox>(settings, "kind-imp-alive")->click();
+        m_model->setChangeLogFormat(TextFormat::pdf);
+        WAIT_IDLE(*m_model);
+        const auto alive =
+            std::ranges::find(allFindingKinds(), std::string_view("imp-alive"), &FindingKind::id);
+        QVERIFY(!listed->isHidden());
+        QCOMPARE(list->text(), QStringLiteral("• Longest life: 100 years (default 120)\n• Switched off: ") +
+                                   fromUtf8(alive->title));
+
+        child<QPushButton>(settings, "restoreDefaultsButton")->click();
+        QCOMPARE(m_model->options(), ScanOptions());
+        QCOMPARE(m_model->changeLogFormat(), TextFormat::text);
+        QVERIFY(m_model->busy());
+        WAIT_IDLE(*m_model);
+        QCOMPARE(child<QSpinBox>(settings, "maxLifespan")->value(), 120);
+        QVERIFY(child<QCheckBox>(settings, "kind-imp-alive")->isChecked());
+        QVERIFY(listed->isHidden());
+
+        child<QPushButton>(settings, "closeButton")->click();
+        QVERIFY(!settings->isVisible());
     }
 
     void tabReachesEveryKindInReadingOrder()
