@@ -61,6 +61,8 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     m_settingsList->setWordWrap(true);
     m_settingsList->setTextFormat(Qt::PlainText);
     m_settingsList->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // Wrapped text would otherwise take the width of the narrow tables above.
+    m_settings->setMinimumWidth(560);
     auto* settingsLayout = new QVBoxLayout(m_settings);
     settingsLayout->setContentsMargins(0, 8, 0, 0);
     settingsLayout->addWidget(heading(QStringLiteral("Changed settings"), 1.1, m_settings));
