@@ -98,7 +98,7 @@ void ChangesView::refresh()
     m_list->setVisible(!changes.empty());
 
     const bool idle = !m_model.busy();
-    m_save->setEnabled(idle && m_model.document());
+    m_save->setEnabled(idle && m_model.document() && !m_model.changes().empty());
     m_undo->setEnabled(idle && !m_model.history().empty());
     m_undoAll->setEnabled(idle && !m_model.changes().empty());
 }
