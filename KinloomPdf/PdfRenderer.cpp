@@ -8,9 +8,12 @@
 #include <QPageSize>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QRegularExpression>
 #include <QTextLayout>
 
 #include <array>
+#include <memory>
+#include <vector>
 
 namespace kinloom::PdfRenderer {
 namespace {
@@ -41,6 +44,108 @@ QFont makeFont(const QString& family, QFont::StyleHint hint, qreal points, bool 
     font.setBold(bold);
     font.setHintingPreference(QFont::PreferNoHinting);
     return font;
+}
+
+/// One line of the text, laid out in its style.
+struct Paragraph
+{
+    const TextStyle* style = nullptr;
+    QString shown; ///< without its marker
+    bool blank = false;
+    int lineCount = 0;
+    int page = 0; ///< the page its first line is drawn on, once the text is flowed
+};
+
+/// Lays out a paragraph and notes its number of lines. A layout is kept only while its lines are
+/// drawn: a long report's layouts all kept at once would more than double the memory it takes.
+std::unique_ptr<QTextLayout> layOut(Paragraph& paragraph, const QTextOption& option, QPaintDevice* device)
+{
+    qsizetype blanks = 0;
+    while (blanks < paragraph.shown.size() && paragraph.shown[blanks] == u' ')
+        ++blanks;
+    paragraph.blank = blanks == paragraph.shown.size();
+    auto made = std::make_unique<QTextLayout>(paragraph.shown, paragraph.style->font, device);
+    QTextLayout& layout = *made;
+    layout.setTextOption(option);
+    layout.beginLayout();
+    // A wrapped line continues under its own text, not under its leading blanks.
+    qreal indent = 0;
+    for (QTextLine textLine = layout.createLine(); textLine.isValid(); textLine = layout.createLine()) {
+        textLine.setLineWidth(frameWidth * unitsPerPoint - indent);
+        textLine.setPosition(QPointF(indent, 0));
+        if (textLine.lineNumber() == 0 && !paragraph.blank)
+            indent = textLine.cursorToX(int(blanks));
+    }
+    layout.endLayout();
+    paragraph.lineCount = layout.lineCount();
+    return made;
+}
+
+/// Flows the paragraphs over the pages, notes the page each begins on and returns the number of
+/// pages. `draw` gets every line, by its paragraph and number, with the top of its line box in the text
+/// frame, in device units; `newPage` gets the number of each page that ends before another begins.
+template <typename Draw, typename NewPage>
+int flow(std::vector<Paragraph>& paragraphs, const Draw& draw, const NewPage& newPage)
+{
+    int page = 1;
+    qreal y = 0; // from the top of the text frame, in device units
+    for (Paragraph& paragraph : paragraphs) {
+        const TextStyle& style = *paragraph.style;
+        if (y > 0)
+            y += style.spaceBefore * unitsPerPoint;
+        const qreal lineHeight = style.font.pointSizeF() * lineSpacing * unitsPerPoint;
+        paragraph.page = page;
+        for (int i = 0; i < paragraph.lineCount; ++i) {
+            // A line that does not fit whole goes to the next page; a page takes at least one line.
+            if (y > 0 && y + lineHeight > frameHeight * unitsPerPoint) {
+                // A blank line that does not fit ends the page instead of opening the next one.
+                if (paragraph.blank) {
+                    y = frameHeight * unitsPerPoint;
+                    break;
+                }
+                newPage(page);
+                ++page;
+                y = 0;
+            }
+            if (i == 0)
+                paragraph.page = page;
+            draw(paragraph, i, y, lineHeight);
+            y += lineHeight;
+        }
+    }
+    return page;
+}
+
+/// The lines of contents: body lines of the first section that begin with the title of a later
+/// section and ": ", each with the index of that section's heading. The report's summary is such a
+/// section, so that its PDF can give the page each category starts on.
+std::vector<std::pair<std::size_t, std::size_t>>
+contentsLines(const std::vector<Paragraph>& paragraphs, const TextStyle* section, const TextStyle* body)
+{
+    std::vector<std::size_t> sections;
+    for (std::size_t i = 0; i < paragraphs.size(); ++i) {
+        if (paragraphs[i].style == section)
+            sections.push_back(i);
+    }
+    std::vector<std::pair<std::size_t, std::size_t>> lines;
+    if (sections.size() < 2)
+        return lines;
+    // A heading's title leaves out its count of findings: "Impossible dates (2076)".
+    static const QRegularExpression count(QStringLiteral(" \\([0-9]+\\)$"));
+    QStringList prefixes;
+    for (std::size_t i = 1; i < sections.size(); ++i)
+        prefixes.append(QString(paragraphs[sections[i]].shown).remove(count) + QStringLiteral(": "));
+    for (std::size_t line = sections[0] + 1; line < sections[1]; ++line) {
+        if (paragraphs[line].style != body)
+            continue;
+        for (qsizetype i = 0; i < prefixes.size(); ++i) {
+            if (paragraphs[line].shown.startsWith(prefixes[i])) {
+                lines.emplace_back(line, sections[std::size_t(i) + 1]);
+                break;
+            }
+        }
+    }
+    return lines;
 }
 
 } // namespace
@@ -114,13 +219,56 @@ std::string render(std::string_view text, std::string_view title)
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     option.setUseDesignMetrics(true);
+    std::vector<Paragraph> paragraphs(std::size_t(lines.size()));
+    for (std::size_t i = 0; i < paragraphs.size(); ++i) {
+        const QString& line = lines[qsizetype(i)];
+        paragraphs[i].style = &styles[std::size_t(lineRole(line))];
+        paragraphs[i].shown = line.mid(paragraphs[i].style->markerLength);
+        (void)layOut(paragraphs[i], option, &writer);
+    }
+
+    // A line of contents ends with the page of its section, which is known only once the text is
+    // flowed; a page number long enough to wrap its line can move the sections, so the text is
+    // flowed again until the numbers hold.
+    const auto contents = contentsLines(paragraphs, &styles[std::size_t(TextRole::section)],
+                                        &styles[std::size_t(TextRole::body)]);
+    std::vector<QString> contentsTexts;
+    for (const auto& [line, section] : contents)
+        contentsTexts.push_back(paragraphs[line].shown);
+    const auto noDrawing = [](const Paragraph&, int, qreal, qreal) {};
+    for (bool changed = !contents.empty(); changed;) {
+        flow(paragraphs, noDrawing, [](int) {});
+        changed = false;
+        for (std::size_t i = 0; i < contents.size(); ++i) {
+            Paragraph& paragraph = paragraphs[contents[i].first];
+            const QString shown = contentsTexts[i] + QStringLiteral(" \u00B7 page ") +
+                                  QString::number(paragraphs[contents[i].second].page);
+            if (shown != paragraph.shown) {
+                paragraph.shown = shown;
+                (void)layOut(paragraph, option, &writer);
+                changed = true;
+            }
+        }
+    }
 
     QPainter painter(&writer);
-    int page = 1;
-    qreal y = 0; // from the top of the text frame, in device units
     const TextStyle& footer = styles[std::size_t(TextRole::footer)];
     const QFontMetricsF footerMetrics(footer.font, &writer);
-    const auto finishPage = [&] {
+    const Paragraph* laidOut = nullptr;
+    std::unique_ptr<QTextLayout> layout;
+    const auto draw = [&](Paragraph& paragraph, int line, qreal y, qreal lineHeight) {
+        if (laidOut != &paragraph) {
+            layout = layOut(paragraph, option, &writer);
+            laidOut = &paragraph;
+        }
+        const QTextLine textLine = layout->lineAt(line);
+        painter.setPen(paragraph.style->colour);
+        // The glyphs' own height is centred in the line's height.
+        const qreal baseline = y + (lineHeight + textLine.ascent() - textLine.descent()) / 2;
+        textLine.draw(&painter, QPointF(frameLeft, frameTop) * unitsPerPoint +
+                                    QPointF(0, baseline - textLine.ascent() - textLine.y()));
+    };
+    const auto drawFooter = [&](int page) {
         // A title too long for one line loses its middle, never the page number.
         const QString number = QStringLiteral(" \u00B7 page ") + QString::number(page);
         const QString shownTitle =
@@ -130,52 +278,10 @@ std::string render(std::string_view text, std::string_view title)
         painter.setPen(footer.colour);
         painter.drawText(QPointF(frameLeft, footerBaseline) * unitsPerPoint, shownTitle + number);
     };
-    for (const QString& line : lines) {
-        const TextStyle& style = styles[std::size_t(lineRole(line))];
-        const QString shown = line.mid(style.markerLength);
-        qsizetype blanks = 0;
-        while (blanks < shown.size() && shown[blanks] == u' ')
-            ++blanks;
-        QTextLayout layout(shown, style.font, &writer);
-        layout.setTextOption(option);
-        layout.beginLayout();
-        // A wrapped line continues under its own text, not under its leading blanks.
-        qreal indent = 0;
-        for (QTextLine textLine = layout.createLine(); textLine.isValid(); textLine = layout.createLine()) {
-            textLine.setLineWidth(frameWidth * unitsPerPoint - indent);
-            textLine.setPosition(QPointF(indent, 0));
-            if (textLine.lineNumber() == 0 && blanks < shown.size())
-                indent = textLine.cursorToX(int(blanks));
-        }
-        layout.endLayout();
-
-        if (y > 0)
-            y += style.spaceBefore * unitsPerPoint;
-        const qreal lineHeight = style.font.pointSizeF() * lineSpacing * unitsPerPoint;
-        painter.setPen(style.colour);
-        for (int i = 0; i < layout.lineCount(); ++i) {
-            const QTextLine textLine = layout.lineAt(i);
-            // A line that does not fit whole goes to the next page; a page takes at least one line.
-            if (y > 0 && y + lineHeight > frameHeight * unitsPerPoint) {
-                // A blank line that does not fit ends the page instead of opening the next one.
-                if (blanks == shown.size()) {
-                    y = frameHeight * unitsPerPoint;
-                    break;
-                }
-                finishPage();
-                writer.newPage();
-                painter.setPen(style.colour);
-                ++page;
-                y = 0;
-            }
-            // The glyphs' own height is centred in the line's height.
-            const qreal baseline = y + (lineHeight + textLine.ascent() - textLine.descent()) / 2;
-            textLine.draw(&painter, QPointF(frameLeft, frameTop) * unitsPerPoint +
-                                        QPointF(0, baseline - textLine.ascent() - textLine.y()));
-            y += lineHeight;
-        }
-    }
-    finishPage();
+    drawFooter(flow(paragraphs, draw, [&](int page) {
+        drawFooter(page);
+        writer.newPage();
+    }));
     painter.end();
     return buffer.data().toStdString();
 }

@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <set>
+
 using namespace kinloom;
 
 void PrintTo(const QString& text, std::ostream* stream)
@@ -87,32 +89,52 @@ QStringList wordLines(const QString& text)
 }
 
 /// Checks that a PDF holds exactly the lines of `text` in order, markers left out and wrapped lines
-/// joined again, with the footer as each page's last line.
-void expectSameText(const QString& path, const std::string& text, const QString& title)
+/// joined again, with the footer as each page's last line, and that the lines that give a section's
+/// page (" · page 13") give the page its heading is on. Returns how many lines give one.
+int expectSameText(const QString& path, const std::string& text, const QString& title)
 {
     QStringList shown;
+    QList<qsizetype> shownPages;
     const QStringList pages = pageTexts(path);
     for (qsizetype page = 0; page < pages.size(); ++page) {
         QStringList lines = wordLines(pages[page]);
-        ASSERT_FALSE(lines.isEmpty());
+        EXPECT_FALSE(lines.isEmpty());
         EXPECT_EQ(lines.takeLast(), title + QStringLiteral(" \u00B7 page ") + QString::number(page + 1));
         shown += lines;
+        shownPages.insert(shownPages.size(), lines.size(), page + 1);
     }
+    static const QRegularExpression count(QStringLiteral(" \\([0-9]+\\)$"));
+    QHash<QString, qsizetype> sectionPages;
+    QList<std::pair<QString, qsizetype>> pointers;
     qsizetype next = 0;
     for (QString line : wordLines(QString::fromStdString(text))) {
+        const bool section = line.startsWith(u"## ");
         if (line.startsWith(u"### "))
             line.remove(0, 4);
-        else if (line.startsWith(u"## "))
+        else if (section)
             line.remove(0, 3);
         else if (line.startsWith(u"# "))
             line.remove(0, 2);
-        ASSERT_LT(next, shown.size()) << "missing: " << line.toStdString();
+        if (next >= shown.size()) {
+            ADD_FAILURE() << "missing: " << line.toStdString();
+            return 0;
+        }
+        const qsizetype page = shownPages[next];
         QString joined = shown[next++];
         while (joined.size() < line.size() && next < shown.size())
             joined += u' ' + shown[next++];
-        EXPECT_EQ(joined, line);
+        if (section)
+            sectionPages.insert(QString(line).remove(count), page);
+        const QString pointer = line + QStringLiteral(" \u00B7 page ");
+        if (joined.startsWith(pointer))
+            pointers.append({line.section(QStringLiteral(": "), 0, 0), joined.mid(pointer.size()).toInt()});
+        else
+            EXPECT_EQ(joined, line);
     }
     EXPECT_EQ(next, shown.size());
+    for (const auto& [section, page] : pointers)
+        EXPECT_EQ(sectionPages.value(section), page) << section.toStdString();
+    return int(pointers.size());
 }
 
 } // namespace
@@ -253,6 +275,10 @@ TEST_F(PdfRendererTest, SampleTreeReportAndChangeLog)
     }
     const auto date = std::chrono::system_clock::from_time_t(0);
     const std::string report = Report::reportText(scan, "Sample Tree.ged", date);
+    std::set<IssueCategory> found;
+    for (const Issue& issue : scan.issues)
+        found.insert(issue.category);
+    const int categories = int(found.size());
     const std::string log =
         Report::changeLogText(FixApplier::apply(fixes, document, 1).entries, "Sample Tree.ged",
                               "Sample Tree (tidied).ged", date, std::nullopt);
@@ -264,7 +290,9 @@ TEST_F(PdfRendererTest, SampleTreeReportAndChangeLog)
     for (const auto& [title, text] : documents) {
         SCOPED_TRACE(title);
         const QString path = save(PdfRenderer::render(text, title));
-        expectSameText(path, text, QString::fromStdString(title));
+        // The report's summary gives the page of each category's section.
+        EXPECT_EQ(expectSameText(path, text, QString::fromStdString(title)),
+                  title.starts_with("Kinloom report") ? categories : 0);
         // The first page as a picture in the build folder, for a person to look at.
         const QString picture = QStringLiteral(KINLOOM_PICTURE_DIR "/") +
                                 (title.starts_with("Kinloom report") ? "sample report" : "sample change log");

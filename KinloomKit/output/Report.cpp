@@ -1,6 +1,7 @@
 #include "output/Report.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <ctime>
 #include <span>
@@ -73,6 +74,26 @@ std::vector<KindGroup> kindGroups(const std::vector<Issue>& issues, IssueCategor
     return groups;
 }
 
+/// "11 errors, 21 warnings, 3 notes": the groups' findings by severity, most severe first, leaving
+/// out the severities that have none.
+std::string severityCounts(std::span<const KindGroup> groups)
+{
+    std::array<std::size_t, allSeverities.size()> counts{};
+    for (const KindGroup& group : groups) {
+        for (const Issue* issue : group.issues)
+            ++counts[std::size_t(issue->severity)];
+    }
+    static constexpr std::array<std::pair<const char*, const char*>, allSeverities.size()> names = {
+        {{"note", "notes"}, {"warning", "warnings"}, {"error", "errors"}}};
+    std::string text;
+    for (std::size_t severity = counts.size(); severity-- > 0;) {
+        if (counts[severity] > 0)
+            text += (text.empty() ? "" : ", ") +
+                    counted(counts[severity], names[severity].first, names[severity].second);
+    }
+    return text;
+}
+
 } // namespace
 
 std::string formatDate(std::chrono::system_clock::time_point date)
@@ -114,7 +135,8 @@ std::string changeLogText(const std::vector<ChangeEntry>& entries, const std::st
     return joinLines(lines);
 }
 
-// Findings report layout, in step with the change log: an empty line before every "## " heading
+// Findings report layout, in step with the change log: the summary, one line per category and one
+// indented line per kind with their findings by severity; then an empty line before every "## " heading
 // (the category's title and its number of findings) and every "### " heading (a kind's general
 // title and its number of findings); under a kind, each issue is an empty line then
 // "Severity: title", with its detail and its fix indented by two blanks beneath it so that a long
@@ -153,18 +175,33 @@ std::string reportText(const ScanResult& result, const std::string& fileName,
             " can be fixed by Kinloom.",
     };
 
-    if (result.issues.empty()) {
+    std::vector<std::pair<IssueCategory, std::vector<KindGroup>>> sections;
+    for (const IssueCategory category : allIssueCategories) {
+        std::vector<KindGroup> groups = kindGroups(result.issues, category);
+        if (!groups.empty())
+            sections.emplace_back(category, std::move(groups));
+    }
+    if (sections.empty()) {
         lines.emplace_back();
         lines.emplace_back("No problems found.");
+    } else {
+        // The summary names each category as its section's heading does, so that a PDF can give
+        // the page each section starts on.
+        lines.emplace_back();
+        lines.emplace_back("## Summary");
+        for (const auto& [category, groups] : sections) {
+            lines.push_back(std::string(title(category)) + ": " + severityCounts(groups));
+            for (const KindGroup& group : groups)
+                lines.push_back("  " + std::string(group.title) + ": " + severityCounts({&group, 1}));
+        }
     }
-    for (const IssueCategory category : allIssueCategories) {
-        const auto inCategory = [category](const Issue& issue) { return issue.category == category; };
-        const auto count = std::count_if(result.issues.begin(), result.issues.end(), inCategory);
-        if (count == 0)
-            continue;
+    for (const auto& [category, groups] : sections) {
+        std::size_t count = 0;
+        for (const KindGroup& group : groups)
+            count += group.issues.size();
         lines.emplace_back();
         lines.push_back("## " + std::string(title(category)) + " (" + std::to_string(count) + ")");
-        for (const KindGroup& group : kindGroups(result.issues, category)) {
+        for (const KindGroup& group : groups) {
             lines.emplace_back();
             lines.push_back("### " + std::string(group.title) + " (" + std::to_string(group.issues.size()) +
                             ")");

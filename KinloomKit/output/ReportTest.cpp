@@ -163,8 +163,8 @@ TEST(ReportTest, ReportSections)
              "Found 0 errors, 0 warnings and 0 notes; 0 can be fixed by Kinloom.\n\n"
              "No problems found.\n\n1 finding hidden by earlier decisions is not listed.\n\n" +
              privacyLine},
-        // Within a category a kind's most severe finding places it; equally severe kinds keep the
-        // order of the kinds.
+        // Within a category a kind's most severe finding places it, in the summary as in the
+        // sections; equally severe kinds keep the order of the kinds.
         {"categories in order, kinds by severity, findings in scan order",
          {issue("file-line-3", IssueCategory::file, Severity::info), noDetail,
           issue("imp-alive-@I5@", IssueCategory::impossibleDates, Severity::info),
@@ -178,6 +178,13 @@ TEST(ReportTest, ReportSections)
          2,
          opening +
              "Found 2 errors, 4 warnings and 4 notes; 2 can be fixed by Kinloom.\n"
+             "\n## Summary\n"
+             "Likely duplicates: 1 warning\n  The same person twice: 1 warning\n"
+             "Impossible dates: 1 error, 1 warning, 2 notes\n  Died before being born: 1 error\n"
+             "  Parent too young: 1 warning\n  Probably no longer alive: 2 notes\n"
+             "Date formats: 1 warning\n  Date not in the standard form: 1 warning\n"
+             "File: 1 error, 1 warning, 2 notes\n  Unreadable line kept as is: 1 error, 1 note\n"
+             "  No header: 1 warning\n  How the file was read: 1 note\n"
              "\n## Likely duplicates (1)\n"
              "\n### The same person twice (1)\n"
              "\nWarning: Title dup-@I1@-@I2@\n  Detail dup-@I1@-@I2@\n  Fix: Merge @I2@ into @I1@\n"
