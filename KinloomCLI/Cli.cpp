@@ -622,25 +622,43 @@ std::string pdfBytes(const std::string& text, const std::string& title)
     return PdfRenderer::render(text, title);
 }
 
+/// What every command that scans a file reads from its arguments first.
+struct ScanArguments
+{
+    Arguments parsed;
+    ScanOptions options;
+    GedcomReader::ReadOptions reading;
+};
+
+/// The arguments, the scan's options and the reading options, or none after saying what was wrong.
+std::optional<ScanArguments> scanArguments(const std::vector<std::string>& arguments,
+                                           const std::map<std::string, bool>& known, std::ostream& err,
+                                           bool idsAfterFile = false)
+{
+    std::optional<Arguments> parsed = parseArguments(arguments, withScanOptions(known), err, idsAfterFile);
+    if (!parsed)
+        return std::nullopt;
+    std::optional<ScanOptions> options = scanOptions(*parsed, err);
+    if (!options)
+        return std::nullopt;
+    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
+    if (!reading)
+        return std::nullopt;
+    return ScanArguments{std::move(*parsed), std::move(*options), *reading};
+}
+
 /// Scans a file and prints its findings report (or JSON); with --report writes the report beside.
 int check(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
           const ProgressTerminal& terminal)
 {
-    const auto parsed = parseArguments(
-        arguments,
-        withDecisionOptions(withScanOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}})),
-        err);
-    if (!parsed)
+    const auto settled = scanArguments(
+        arguments, withDecisionOptions({{"--json", false}, {"--report", true}, {"--fail-on", true}}), err);
+    if (!settled)
         return usage;
-    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
-    if (!options)
-        return usage;
-    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
-    if (!reading)
-        return usage;
+    const auto& [parsed, options, reading] = *settled;
 
     std::optional<Severity> failOn;
-    if (const auto option = parsed->options.find("--fail-on"); option != parsed->options.end()) {
+    if (const auto option = parsed.options.find("--fail-on"); option != parsed.options.end()) {
         if (option->second == "warning") {
             failOn = Severity::warning;
         } else if (option->second == "error") {
@@ -652,7 +670,7 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     }
     // The output's kind is settled before the file is read, so a wrong name costs no scan.
     std::optional<std::string> reportPath;
-    if (const auto option = parsed->options.find("--report"); option != parsed->options.end()) {
+    if (const auto option = parsed.options.find("--report"); option != parsed.options.end()) {
         if (!hasExtension(option->second, ".txt") && !hasExtension(option->second, ".pdf")) {
             err << "kinloom-cli: --report needs a file name ending in .txt or .pdf\n" << usageText;
             return usage;
@@ -660,24 +678,24 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
         reportPath = option->second;
     }
 
-    const std::string& path = parsed->positional[0];
+    const std::string& path = parsed.positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, reading, err, progress);
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    ScanResult result = scanShowingProgress(*document, *options, progress);
+    ScanResult result = scanShowingProgress(*document, options, progress);
     const std::string fileName = Files::fileName(path);
-    const bool json = parsed->options.contains("--json");
+    const bool json = parsed.options.contains("--json");
 
     // Dismissed findings are left out, or with --show-dismissed listed as dismissed; either way they
     // never fail the check.
-    std::vector<bool> dismissed = dismissedFindings(*parsed, *document, result, err);
+    std::vector<bool> dismissed = dismissedFindings(parsed, *document, result, err);
     const auto hidden = static_cast<std::size_t>(std::count(dismissed.begin(), dismissed.end(), true));
     bool failed = false;
     for (std::size_t i = 0; i < result.issues.size(); ++i)
         failed = failed || (failOn && !dismissed[i] && result.issues[i].severity >= *failOn);
-    const bool showDismissed = parsed->options.contains("--show-dismissed");
+    const bool showDismissed = parsed.options.contains("--show-dismissed");
     if (!showDismissed) {
         std::size_t i = 0;
         std::erase_if(result.issues, [&](const Issue&) { return dismissed[i++]; });
@@ -783,30 +801,24 @@ std::optional<std::vector<Fix>> chosenFixes(const FixChoice& choice, const ScanR
 int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
          const ProgressTerminal& terminal)
 {
-    const auto parsed = parseArguments(
-        arguments,
-        withDecisionOptions(withScanOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}})), err);
-    if (!parsed)
+    const auto settled = scanArguments(
+        arguments, withDecisionOptions({{"--out", true}, {"--fix", true}, {"--changelog", true}}), err);
+    if (!settled)
         return usage;
-    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
-    if (!options)
-        return usage;
-    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
-    if (!reading)
-        return usage;
-    const auto logOption = parsed->options.find("--changelog");
-    const std::string logKind = logOption != parsed->options.end() ? logOption->second : "txt";
+    const auto& [parsed, options, reading] = *settled;
+    const auto logOption = parsed.options.find("--changelog");
+    const std::string logKind = logOption != parsed.options.end() ? logOption->second : "txt";
     if (logKind != "txt" && logKind != "pdf") {
         err << "kinloom-cli: --changelog needs txt or pdf\n";
         return usage;
     }
-    const auto fixOption = parsed->repeated.find("--fix");
+    const auto fixOption = parsed.repeated.find("--fix");
     const std::vector<std::string> fixValues =
-        fixOption != parsed->repeated.end() ? fixOption->second : std::vector<std::string>();
+        fixOption != parsed.repeated.end() ? fixOption->second : std::vector<std::string>();
 
-    const std::string& path = parsed->positional[0];
+    const std::string& path = parsed.positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, reading, err, progress);
     if (!document)
         return unreadable;
 
@@ -815,7 +827,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     std::vector<std::string> dismissedLines;
     if (std::any_of(fixValues.begin(), fixValues.end(),
                     [](const std::string& what) { return what != "none"; })) {
-        const ScanResult result = scanShowingProgress(*document, *options, progress);
+        const ScanResult result = scanShowingProgress(*document, options, progress);
         std::set<std::string> fixIDs;
         for (const Issue& issue : result.issues) {
             if (issue.fix)
@@ -828,7 +840,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         if (!fixes)
             return usage;
         // A dismissed finding's fix is applied only when named by its id.
-        const std::vector<bool> dismissed = dismissedFindings(*parsed, *document, result, err);
+        const std::vector<bool> dismissed = dismissedFindings(parsed, *document, result, err);
         const std::set<std::string> named(choice->ids.begin(), choice->ids.end());
         std::set<std::string> leftAlone;
         for (std::size_t i = 0; i < result.issues.size(); ++i) {
@@ -850,9 +862,9 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     const GedcomDocument& cleaned = applied ? applied->document : *document;
 
     const std::filesystem::path opened = std::filesystem::absolute(path);
-    const auto option = parsed->options.find("--out");
+    const auto option = parsed.options.find("--out");
     const std::filesystem::path folder =
-        option != parsed->options.end() ? std::filesystem::path(option->second) : opened.parent_path();
+        option != parsed.options.end() ? std::filesystem::path(option->second) : opened.parent_path();
     const std::string originalName = Files::fileName(path);
     const std::string stem = Files::baseName(originalName) + " (tidied)";
     const GedcomWriter::Output output = GedcomWriter::write(cleaned, progress.callback());
@@ -889,7 +901,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     if (output.note)
         out << *output.note << "\n";
     out << "Saved \u201C" << copyName << "\u201D and its change log.\n";
-    if (parsed->options.contains("--show-dismissed")) {
+    if (parsed.options.contains("--show-dismissed")) {
         for (const std::string& line : dismissedLines)
             out << line;
     } else if (!dismissedLines.empty()) {
@@ -902,33 +914,28 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 int decide(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
            const ProgressTerminal& terminal, bool dismiss)
 {
-    const auto parsed = parseArguments(arguments, withScanOptions({{"--decisions", true}}), err, true);
-    if (!parsed)
+    const auto settled = scanArguments(arguments, {{"--decisions", true}}, err, true);
+    if (!settled)
         return usage;
-    const std::optional<ScanOptions> options = scanOptions(*parsed, err);
-    if (!options)
-        return usage;
-    const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
-    if (!reading)
-        return usage;
-    const std::filesystem::path store = decisionStore(*parsed);
+    const auto& [parsed, options, reading] = *settled;
+    const std::filesystem::path store = decisionStore(parsed);
     if (store.empty()) {
         err << "kinloom-cli: there is no home folder to keep decisions in; name a store with --decisions\n";
         return usage;
     }
 
-    const std::string& path = parsed->positional[0];
+    const std::string& path = parsed.positional[0];
     ProgressLine progress(terminal, path);
-    const std::optional<GedcomDocument> document = openDocument(path, *reading, err, progress);
+    const std::optional<GedcomDocument> document = openDocument(path, reading, err, progress);
     if (!document)
         return unreadable;
-    const ScanResult result = scanShowingProgress(*document, *options, progress);
+    const ScanResult result = scanShowingProgress(*document, options, progress);
     std::map<std::string_view, const Issue*> byID;
     for (const Issue& issue : result.issues)
         byID.emplace(issue.id, &issue);
     std::vector<Issue> chosen;
-    for (std::size_t i = 1; i < parsed->positional.size(); ++i) {
-        const std::string& id = parsed->positional[i];
+    for (std::size_t i = 1; i < parsed.positional.size(); ++i) {
+        const std::string& id = parsed.positional[i];
         const auto found = byID.find(id);
         if (found == byID.end()) {
             err << "kinloom-cli: \u201C" << id << "\u201D is not a finding of \u201C" << Files::fileName(path)
