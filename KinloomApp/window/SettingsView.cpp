@@ -119,7 +119,7 @@ QStringList changedSettings(const ScanOptions& options)
     }
     QStringList off;
     for (const FindingKind& kind : allFindingKinds()) {
-        if (std::binary_search(options.skippedKinds.begin(), options.skippedKinds.end(), kind.id))
+        if (options.skips(kind.id))
             off.append(fromUtf8(kind.title));
     }
     if (!off.isEmpty())
@@ -412,8 +412,7 @@ void SettingsView::refresh()
     const std::span<const FindingKind> kinds = allFindingKinds();
     int off = 0;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
-        const bool on =
-            !std::binary_search(options.skippedKinds.begin(), options.skippedKinds.end(), kinds[i].id);
+        const bool on = !options.skips(kinds[i].id);
         const QSignalBlocker quiet(m_kinds[i]);
         m_kinds[i]->setChecked(on);
         off += on ? 0 : 1;

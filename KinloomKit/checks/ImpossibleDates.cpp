@@ -273,8 +273,7 @@ private:
         };
         for (std::size_t i = 0; i < m_bases.size(); ++i) {
             // A finding of a kind switched off is not reported, so it counts towards no cause.
-            if (std::find(m_options.skippedKinds.begin(), m_options.skippedKinds.end(),
-                          kindOf(m_issues[i].id)) != m_options.skippedKinds.end())
+            if (!m_options.skippedKinds.empty() && m_options.skips(kindOf(m_issues[i].id)))
                 continue;
             for (const Basis& basis : m_bases[i]) {
                 if (const auto node = dateNode(basis))

@@ -559,17 +559,11 @@ private:
     const char* m_last = "";
 };
 
-bool isSkipped(const ScanOptions& options, std::string_view kind)
-{
-    return std::find(options.skippedKinds.begin(), options.skippedKinds.end(), kind) !=
-           options.skippedKinds.end();
-}
-
 /// Whether every kind of the category is skipped, so that its check need not run.
 bool isSkipped(const ScanOptions& options, IssueCategory category)
 {
     return std::ranges::all_of(allFindingKinds(), [&](const FindingKind& kind) {
-        return kind.category != category || isSkipped(options, kind.id);
+        return kind.category != category || options.skips(kind.id);
     });
 }
 
@@ -631,7 +625,7 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
         stats.numericOrder = order;
     stages.reach(Stages::dateFormats);
     std::vector<Issue> dateIssues =
-        dateFormatChecks(walked, v7, order, stats.dateStyles, isSkipped(options, "date"));
+        dateFormatChecks(walked, v7, order, stats.dateStyles, options.skips("date"));
     stages.reach(Stages::places);
     std::vector<Issue> placeIssues;
     if (!isSkipped(options, IssueCategory::places))
@@ -651,12 +645,12 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     // The checks in their fixed order.
     std::vector<std::vector<Issue>> checks;
     checks.push_back(walked.fileIssues);
-    if (!isSkipped(options, "date-century")) {
+    if (!options.skips("date-century")) {
         std::vector<Issue> shortYears = shortYearChecks(*index, options.maxLifespan);
         std::move(shortYears.begin(), shortYears.end(), std::back_inserter(dateIssues));
     }
     // The summary is a kind of its own: it stays when the values' findings are skipped.
-    if (auto summary = styleSummary(stats.dateStyles); summary && !isSkipped(options, "date-styles"))
+    if (auto summary = styleSummary(stats.dateStyles); summary && !options.skips("date-styles"))
         dateIssues.push_back(std::move(*summary));
     checks.push_back(std::move(dateIssues));
     const auto unlessSkipped = [&](IssueCategory category, auto check) {
@@ -677,7 +671,7 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     // The kinds skipped within a check that ran.
     for (auto& found : checks) {
         if (!options.skippedKinds.empty())
-            std::erase_if(found, [&](const Issue& issue) { return isSkipped(options, kindOf(issue.id)); });
+            std::erase_if(found, [&](const Issue& issue) { return options.skips(kindOf(issue.id)); });
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
     }
     stages.finish();

@@ -5,6 +5,7 @@
 #include "document/Progress.h"
 #include "family/GedcomDates.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -24,6 +25,12 @@ struct ScanOptions
     double duplicateThreshold = 0.65;
     /// Kinds of finding switched off (`FindingKind` ids), sorted; a scan reports none of them.
     std::vector<std::string> skippedKinds;
+
+    /// Whether the kind of finding is switched off.
+    [[nodiscard]] bool skips(std::string_view kind) const
+    {
+        return std::find(skippedKinds.begin(), skippedKinds.end(), kind) != skippedKinds.end();
+    }
     /// The year the checks take as now; unset takes it from the system clock. Not a setting, so
     /// not stored.
     std::optional<int> currentYear;
