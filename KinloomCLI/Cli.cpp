@@ -362,11 +362,29 @@ std::vector<Decision> storedDecisions(const std::filesystem::path& store, std::o
     return std::move(loaded.decisions);
 }
 
-/// Which of the scan's findings were dismissed earlier.
-std::vector<bool> dismissedFindings(const Arguments& parsed, const GedcomDocument& document,
-                                    const ScanResult& result, std::ostream& err)
+/// A scan, and which of its findings were dismissed earlier.
+struct Scanned
 {
-    return Decisions::decided(document, result.issues, storedDecisions(decisionStore(parsed), err));
+    ScanResult result;
+    std::vector<bool> dismissed;
+};
+
+/// Scans with its progress shown, and tells the findings dismissed earlier while the scan's index
+/// is still there to find their records.
+Scanned scanHeedingDecisions(const Arguments& parsed, const GedcomDocument& document,
+                             const ScanOptions& options, ProgressLine& progress, std::ostream& err)
+{
+    const Decisions::Loaded loaded = Decisions::load(decisionStore(parsed));
+    Scanned scanned;
+    scanned.result = Scanner::scan(document, options, 0, progress.callback(),
+                                   [&](const TreeIndex& index, std::span<const Issue> issues) {
+                                       scanned.dismissed =
+                                           Decisions::decided(document, issues, loaded.decisions, &index);
+                                   });
+    progress.clear();
+    if (loaded.problem)
+        err << *loaded.problem << "\n";
+    return scanned;
 }
 
 std::string hiddenSentence(std::size_t hidden)
@@ -684,13 +702,12 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    ScanResult result = scanShowingProgress(*document, options, progress);
+    auto [result, dismissed] = scanHeedingDecisions(parsed, *document, options, progress, err);
     const std::string fileName = Files::fileName(path);
     const bool json = parsed.options.contains("--json");
 
     // Dismissed findings are left out, or with --show-dismissed listed as dismissed; either way they
     // never fail the check.
-    std::vector<bool> dismissed = dismissedFindings(parsed, *document, result, err);
     const auto hidden = static_cast<std::size_t>(std::count(dismissed.begin(), dismissed.end(), true));
     bool failed = false;
     for (std::size_t i = 0; i < result.issues.size(); ++i)
@@ -827,7 +844,7 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     std::vector<std::string> dismissedLines;
     if (std::any_of(fixValues.begin(), fixValues.end(),
                     [](const std::string& what) { return what != "none"; })) {
-        const ScanResult result = scanShowingProgress(*document, options, progress);
+        const auto [result, dismissed] = scanHeedingDecisions(parsed, *document, options, progress, err);
         std::set<std::string> fixIDs;
         for (const Issue& issue : result.issues) {
             if (issue.fix)
@@ -840,7 +857,6 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         if (!fixes)
             return usage;
         // A dismissed finding's fix is applied only when named by its id.
-        const std::vector<bool> dismissed = dismissedFindings(parsed, *document, result, err);
         const std::set<std::string> named(choice->ids.begin(), choice->ids.end());
         std::set<std::string> leftAlone;
         for (std::size_t i = 0; i < result.issues.size(); ++i) {

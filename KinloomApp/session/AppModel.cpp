@@ -11,6 +11,7 @@
 #include "document/Progress.h"
 #include "document/SaveError.h"
 #include "document/Text.h"
+#include "family/TreeIndex.h"
 #include "output/Report.h"
 #include "sample/SampleTree.h"
 
@@ -543,9 +544,15 @@ void AppModel::scan()
         setBusy(QStringLiteral("Checking ") + m_fileName + QStringLiteral("…"));
     startJob(
         [document = *m_document, options = m_options, decisions = m_decisions](const FractionSink& sink) {
+            std::vector<bool> dismissed;
             ScanOutcome outcome =
-                withSearchText(Scanner::scan(document, options, 0, engineProgress(sink)), document);
-            outcome.dismissed = Decisions::decided(document, outcome.result.issues, decisions);
+                withSearchText(Scanner::scan(document, options, 0, engineProgress(sink),
+                                             [&](const TreeIndex& index, std::span<const Issue> issues) {
+                                                 dismissed =
+                                                     Decisions::decided(document, issues, decisions, &index);
+                                             }),
+                               document);
+            outcome.dismissed = std::move(dismissed);
             return outcome;
         },
         [this](ScanOutcome outcome) {

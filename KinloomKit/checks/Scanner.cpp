@@ -580,7 +580,8 @@ int currentYear()
 }
 
 ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsigned threads,
-                const ProgressCallback& progress)
+                const ProgressCallback& progress,
+                const std::function<void(const TreeIndex&, std::span<const Issue>)>& withIndex)
 {
     ScanResult result;
     TreeStats& stats = result.stats;
@@ -674,6 +675,8 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
             std::erase_if(found, [&](const Issue& issue) { return options.skips(kindOf(issue.id)); });
         std::move(found.begin(), found.end(), std::back_inserter(result.issues));
     }
+    if (withIndex)
+        withIndex(*index, result.issues);
     stages.finish();
     return result;
 }

@@ -7,12 +7,16 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kinloom {
+
+class TreeIndex;
 
 /// The user's thresholds for a scan.
 struct ScanOptions
@@ -89,9 +93,12 @@ namespace Scanner {
 /// finding of a skipped kind is reported. Never changes the document. `threads` 1 runs
 /// everything on the calling thread; 0 uses up to two cores. The result is the same.
 /// Progress names each check (and the indexing) as the calling thread reaches it, on that thread,
-/// with the share of the scan done so far.
-[[nodiscard]] ScanResult scan(const GedcomDocument& document, const ScanOptions& options = {},
-                              unsigned threads = 0, const ProgressCallback& progress = {});
+/// with the share of the scan done so far. `withIndex` is handed the findings, once joined, with the
+/// index they were found with, for work that needs both before the index is let go.
+[[nodiscard]] ScanResult
+scan(const GedcomDocument& document, const ScanOptions& options = {}, unsigned threads = 0,
+     const ProgressCallback& progress = {},
+     const std::function<void(const TreeIndex&, std::span<const Issue>)>& withIndex = {});
 
 } // namespace Scanner
 } // namespace kinloom

@@ -3,6 +3,7 @@
 #include "changes/FixApplier.h"
 #include "document/Files.h"
 #include "document/Text.h"
+#include "family/TreeIndex.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -115,15 +116,25 @@ class KeyMaker
 public:
     explicit KeyMaker(const GedcomDocument& document) : m_document(document) {}
 
-    /// Finds the records of these findings in one pass over the file, which is far quicker than an
-    /// index of every record when the findings name a small part of it.
-    void locate(std::span<const Issue> findings, std::span<const std::size_t> which)
+    /// Finds the records of these findings: people and families in the index when there is one, the
+    /// rest in one pass over the file, which is far quicker than building an index of every record
+    /// when the findings name a small part of it.
+    void locate(std::span<const Issue> findings, std::span<const std::size_t> which, const TreeIndex* index)
     {
         std::size_t left = 0;
         m_records.reserve(which.size() * 2);
         for (const std::size_t i : which) {
-            for (const std::string& xref : findings[i].records)
-                left += m_records.emplace(xref, std::nullopt).second ? 1 : 0;
+            for (const std::string& xref : findings[i].records) {
+                const auto [entry, added] = m_records.emplace(xref, std::nullopt);
+                if (!added)
+                    continue;
+                if (const Person* person = index ? index->person(xref) : nullptr)
+                    entry->second = person->record;
+                else if (const Family* family = index ? index->family(xref) : nullptr)
+                    entry->second = family->record;
+                else
+                    ++left;
+            }
         }
         const std::size_t count = m_document.recordCount();
         for (std::size_t i = 0; i < count && left > 0; ++i) {
@@ -464,7 +475,7 @@ std::vector<DecisionKey> keys(const GedcomDocument& document, std::span<const Is
     KeyMaker maker(document);
     std::vector<std::size_t> all(findings.size());
     std::iota(all.begin(), all.end(), std::size_t{0});
-    maker.locate(findings, all);
+    maker.locate(findings, all, nullptr);
     std::vector<DecisionKey> made;
     made.reserve(findings.size());
     for (const Issue& finding : findings)
@@ -473,7 +484,7 @@ std::vector<DecisionKey> keys(const GedcomDocument& document, std::span<const Is
 }
 
 std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue> findings,
-                          std::span<const Decision> decisions)
+                          std::span<const Decision> decisions, const TreeIndex* index)
 {
     std::vector<bool> result(findings.size(), false);
     if (decisions.empty())
@@ -513,7 +524,7 @@ std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue>
             candidates.push_back(i);
     }
     KeyMaker maker(document);
-    maker.locate(findings, candidates);
+    maker.locate(findings, candidates, index);
     for (const std::size_t i : candidates) {
         if (about.contains(maker.about(findings[i], kindOf(findings[i].id))))
             result[i] = stored.contains(maker.key(findings[i]));

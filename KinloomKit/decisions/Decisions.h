@@ -12,6 +12,8 @@
 
 namespace kinloom {
 
+class TreeIndex;
+
 /// What a finding is about, in a form that holds wherever the same tree is opened: in the file
 /// itself, in its cleaned copies and in a later export, in any encoding or line ending. Node ids
 /// change between copies, so none is kept.
@@ -70,9 +72,11 @@ struct Loaded
 [[nodiscard]] std::vector<DecisionKey> keys(const GedcomDocument& document, std::span<const Issue> findings);
 
 /// Whether each finding, in order, was decided. Keys are worked out only for findings whose kind and
-/// records some decision names, and each record's fingerprint only once.
+/// records some decision names, and each record's fingerprint only once. `index`, the document's
+/// when the caller has it, saves looking for people and families in the file.
 [[nodiscard]] std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue> findings,
-                                        std::span<const Decision> decisions);
+                                        std::span<const Decision> decisions,
+                                        const TreeIndex* index = nullptr);
 
 /// The stored decisions with `added` put in (replacing the same keys) and `lifted` taken out,
 /// sorted by key.

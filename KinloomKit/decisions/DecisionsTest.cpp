@@ -6,6 +6,7 @@
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
 #include "document/TextEncoding.h"
+#include "family/TreeIndex.h"
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,9 @@ TEST(DecisionsTest, DecidedFindingsStayHiddenWhereverTheTreeGoesUntilARecordChan
         const GedcomDocument document = GedcomReader::read(variant.bytes());
         const ScanResult result = scanned(document);
         const std::vector<bool> hidden = Decisions::decided(document, result.issues, decisions);
+        // Records found through the index are the ones found by reading the file.
+        const TreeIndex index = TreeIndex::build(document);
+        EXPECT_EQ(Decisions::decided(document, result.issues, decisions, &index), hidden) << variant.name;
         std::size_t birth = 0, john = 0, others = 0;
         for (std::size_t i = 0; i < hidden.size(); ++i) {
             if (!hidden[i])
