@@ -487,6 +487,11 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
             } else {
                 tally.fact(kind.differentMonth, "Different " + lower + " dates" + bothDates(*a, *b));
             }
+        } else if (pa == Precision::day && pb == Precision::day &&
+                   std::abs((a->low - static_cast<double>(yearA)) - (b->low - static_cast<double>(yearB))) >
+                       1e-6) {
+            // A year miscopied keeps its day and month; two days of different years are two events.
+            tally.fact(kind.differentDay, "Different " + lower + " dates" + bothDates(*a, *b));
         } else {
             const long long apart = yearA > yearB ? yearA - yearB : yearB - yearA;
             tally.fact(apart == 1 ? kind.oneYear : kind.twoYears,

@@ -570,6 +570,20 @@ TEST(DuplicateFinderScore, EvidenceAgainst)
          0.26,
          {"Same name", "Same birth year (1845)"},
          {"Different death dates (3 MAY 1900 / 20 MAY 1900)"}},
+        {"died on days of neighbouring years",
+         person("@I1@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 DEAT\n2 DATE 26 SEP 1899\n") +
+             person("@I2@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 DEAT\n2 DATE 18 NOV 1900\n"),
+         Verdict::match,
+         0.26,
+         {"Same name", "Same birth year (1845)"},
+         {"Different death dates (26 SEP 1899 / 18 NOV 1900)"}},
+        {"a death year miscopied keeps its day",
+         person("@I1@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 DEAT\n2 DATE 3 MAY 1899\n") +
+             person("@I2@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 DEAT\n2 DATE 3 MAY 1900\n"),
+         Verdict::match,
+         0.59,
+         {"Same name", "Same birth year (1845)"},
+         {"Death years one apart (1899, 1900)"}},
         {"other spouses",
          person("@I1@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 FAMS @F1@\n") +
              person("@I2@", "Jan /Wantuch/", "1 BIRT\n2 DATE 1845\n1 FAMS @F2@\n") +
