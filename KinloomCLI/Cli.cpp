@@ -231,6 +231,8 @@ std::string_view lineEndingName(std::string_view ending)
         return "CRLF";
     if (ending == "\r")
         return "CR";
+    if (ending == "\n\r")
+        return "LF CR";
     return "LF";
 }
 

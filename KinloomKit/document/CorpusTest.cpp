@@ -39,7 +39,7 @@ struct Facts
     std::size_t bytes = 0;
     std::string declared; ///< the CHAR value, empty when none
     std::string looks;    ///< the "bytes look like" column
-    std::size_t lf = 0, crlf = 0, cr = 0;
+    std::size_t lf = 0, crlf = 0, cr = 0, lfcr = 0;
 
     bool has(std::string_view phrase) const { return looks.find(phrase) != std::string::npos; }
 };
@@ -76,7 +76,7 @@ Facts parseFacts(const std::map<std::string, std::string>& row)
             else if (kind == "CR")
                 facts.cr += n;
             else if (kind == "LFCR")
-                facts.lf += n, facts.cr += n;
+                facts.lfcr += n;
         }
     }
     return facts;
@@ -191,7 +191,8 @@ std::string withUniformBreaks(std::string_view bytes, TextEncoding encoding, con
         out.append(bytes.substr(start, i - start));
         out += ending;
         const bool crlf = value == '\r' && i + 2 * unit <= bytes.size() && valueAt(i + unit) == '\n';
-        i += (crlf ? 2 : 1) * unit;
+        const bool lfcr = value == '\n' && i + 2 * unit <= bytes.size() && valueAt(i + unit) == '\r';
+        i += (crlf || lfcr ? 2 : 1) * unit;
         start = i;
     }
     out.append(bytes.substr(start));
@@ -244,12 +245,13 @@ TEST(CorpusTest, EveryFileReadsAsItsBytesImply)
                   bytes->substr(0, mark) +
                       withUniformBreaks(std::string_view(*bytes).substr(mark), document.encoding, ending));
 
-        const std::size_t breaks = facts.lf + facts.crlf + facts.cr;
+        const std::size_t breaks = facts.lf + facts.crlf + facts.cr + facts.lfcr;
         const bool finalBreak = breaks > 0 && !facts.has("no final newline");
         EXPECT_EQ(document.endsWithNewline, finalBreak);
         EXPECT_EQ(document.nextID - 1,
                   static_cast<std::int64_t>(breaks + (finalBreak || facts.bytes == 0 ? 0 : 1)));
-        EXPECT_EQ(document.lineEnding, GedcomReader::chooseLineEnding(facts.lf, facts.crlf, facts.cr));
+        EXPECT_EQ(document.lineEnding,
+                  GedcomReader::chooseLineEnding(facts.lf, facts.crlf, facts.cr, facts.lfcr));
 
         // Every node is its line as read, in order.
         const std::string text = TextEncodings::decode(*bytes).text;
@@ -257,6 +259,7 @@ TEST(CorpusTest, EveryFileReadsAsItsBytesImply)
         EXPECT_EQ(split.lf, facts.lf);
         EXPECT_EQ(split.crlf, facts.crlf);
         EXPECT_EQ(split.cr, facts.cr);
+        EXPECT_EQ(split.lfcr, facts.lfcr);
         std::int64_t id = 1;
         bool inOrder = true;
         document.walk([&](NodeView node) {

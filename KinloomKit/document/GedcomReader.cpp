@@ -75,9 +75,11 @@ public:
             m_endsWithNewline = false;
             m_p = stop;
         } else if (*stop == '\n') {
-            ++lf;
+            // A line feed then a carriage return is one break, as some old programs wrote.
+            const bool lfcrBreak = stop + 1 < m_end && stop[1] == '\r';
+            ++(lfcrBreak ? lfcr : lf);
             m_endsWithNewline = true;
-            m_p = stop + 1;
+            m_p = stop + (lfcrBreak ? 2 : 1);
         } else if (stop + 1 < m_end && stop[1] == '\n') {
             ++crlf;
             m_endsWithNewline = true;
@@ -95,6 +97,7 @@ public:
     std::size_t lf = 0;
     std::size_t crlf = 0;
     std::size_t cr = 0;
+    std::size_t lfcr = 0;
 
 private:
     const char* m_p;
@@ -277,12 +280,15 @@ SplitText splitLines(std::string_view text)
     split.lf = scanner.lf;
     split.crlf = scanner.crlf;
     split.cr = scanner.cr;
+    split.lfcr = scanner.lfcr;
     split.endsWithNewline = scanner.endsWithNewline();
     return split;
 }
 
-std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr)
+std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr, std::size_t lfcr)
 {
+    if (lfcr > lf && lfcr > crlf && lfcr > cr)
+        return "\n\r";
     if (crlf > 0 && crlf >= lf && crlf >= cr)
         return "\r\n";
     if (lf < cr)
@@ -325,7 +331,7 @@ GedcomDocument read(std::string bytes, const ReadOptions& options, const Progres
         builder.add(line);
     }
     document.nextID = builder.finish() + 1;
-    document.lineEnding = std::string(chooseLineEnding(scanner.lf, scanner.crlf, scanner.cr));
+    document.lineEnding = std::string(chooseLineEnding(scanner.lf, scanner.crlf, scanner.cr, scanner.lfcr));
     document.endsWithNewline = scanner.endsWithNewline();
     meter.finish();
     return document;

@@ -42,19 +42,21 @@ struct ReadOptions
 [[nodiscard]] GedcomDocument read(std::string bytes, const ReadOptions& options,
                                   const ProgressCallback& progress = {});
 
-/// Text split into lines at LF, CRLF and CR, with the breaks counted by kind.
+/// Text split into lines at LF, CRLF, CR and LF CR, with the breaks counted by kind.
 struct SplitText
 {
     std::vector<std::string_view> lines;
     std::size_t lf = 0;
     std::size_t crlf = 0;
     std::size_t cr = 0;
+    std::size_t lfcr = 0; ///< a line feed then a carriage return
     bool endsWithNewline = false;
 };
 [[nodiscard]] SplitText splitLines(std::string_view text);
 
 /// The line ending a file is written with, chosen from its counts of breaks.
-[[nodiscard]] std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr);
+[[nodiscard]] std::string_view chooseLineEnding(std::size_t lf, std::size_t crlf, std::size_t cr,
+                                                std::size_t lfcr = 0);
 
 } // namespace kinloom::GedcomReader
 

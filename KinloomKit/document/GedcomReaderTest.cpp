@@ -73,6 +73,7 @@ TEST(GedcomReaderTest, LineBreaksAndEnding)
         std::size_t lf, crlf, cr;
         bool endsWithNewline;
         std::string_view ending;
+        std::size_t lfcr = 0;
     };
     const Case cases[] = {
         {"", {}, 0, 0, 0, false, "\n"},
@@ -80,7 +81,9 @@ TEST(GedcomReaderTest, LineBreaksAndEnding)
         {"a\n", {"a"}, 1, 0, 0, true, "\n"},
         {"a\r\nb\r\n", {"a", "b"}, 0, 2, 0, true, "\r\n"},
         {"a\rb\r", {"a", "b"}, 0, 0, 2, true, "\r"},
-        {"a\n\rb", {"a", "", "b"}, 1, 0, 1, false, "\n"},
+        {"a\n\rb", {"a", "b"}, 0, 0, 0, false, "\n\r", 1},
+        {"a\n\r\n\rb\n\r", {"a", "", "b"}, 0, 0, 0, true, "\n\r", 3},
+        {"a\n\r\nb", {"a", "", "b"}, 1, 0, 0, false, "\n", 1},
         {"a\n\nb\n", {"a", "", "b"}, 3, 0, 0, true, "\n"},
         {"a\r\nb\nc\n", {"a", "b", "c"}, 2, 1, 0, true, "\n"},
         {"a\r\nb\r\nc\n", {"a", "b", "c"}, 1, 2, 0, true, "\r\n"},
@@ -100,8 +103,10 @@ TEST(GedcomReaderTest, LineBreaksAndEnding)
         EXPECT_EQ(split.lf, c.lf) << c.text;
         EXPECT_EQ(split.crlf, c.crlf) << c.text;
         EXPECT_EQ(split.cr, c.cr) << c.text;
+        EXPECT_EQ(split.lfcr, c.lfcr) << c.text;
         EXPECT_EQ(split.endsWithNewline, c.endsWithNewline) << c.text;
-        EXPECT_EQ(GedcomReader::chooseLineEnding(split.lf, split.crlf, split.cr), c.ending) << c.text;
+        EXPECT_EQ(GedcomReader::chooseLineEnding(split.lf, split.crlf, split.cr, split.lfcr), c.ending)
+            << c.text;
 
         const GedcomDocument document = GedcomReader::read(c.text);
         EXPECT_EQ(document.lineEnding, c.ending) << c.text;
