@@ -4,6 +4,7 @@
 #include "session/QtText.h"
 
 #include "KinloomPdf/PdfRenderer.h"
+#include "checks/Checks.h"
 #include "checks/PlaceNames.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
@@ -519,6 +520,7 @@ void AppModel::load(const QString& path, GedcomDocument document)
     clearSelection();
     m_placeTargets.clear();
     Q_EMIT changed(Field::placeTargets);
+    m_keptRecords.clear();
     setChanges({});
     m_savedChanges.clear();
     Q_EMIT changed(Field::savedChanges);
@@ -557,6 +559,7 @@ void AppModel::scan()
         },
         [this](ScanOutcome outcome) {
             m_result = std::move(outcome.result);
+            keepChosenRecords();
             m_searchText = std::move(outcome.searchText);
             m_searchStarts = std::move(outcome.searchStarts);
             findMatches();
@@ -569,6 +572,29 @@ void AppModel::scan()
             Q_EMIT changed(Field::currentFinding);
             setBusy(std::nullopt);
         });
+}
+
+void AppModel::keepOther(std::size_t issue)
+{
+    if (m_jobRunning || !m_document || !m_result || issue >= m_result->issues.size())
+        return;
+    std::optional<Issue> swapped = Checks::keepingOther(m_result->issues[issue], *m_document);
+    if (!swapped)
+        return;
+    m_keptRecords[swapped->id] = swapped->match->keep;
+    m_result->issues[issue] = std::move(*swapped);
+    Q_EMIT changed(Field::result);
+}
+
+void AppModel::keepChosenRecords()
+{
+    for (Issue& issue : m_result->issues) {
+        const auto chosen = issue.match ? m_keptRecords.find(issue.id) : m_keptRecords.end();
+        if (chosen == m_keptRecords.end() || issue.match->keep == chosen->second)
+            continue;
+        if (std::optional<Issue> swapped = Checks::keepingOther(issue, *m_document))
+            issue = std::move(*swapped);
+    }
 }
 
 std::vector<Fix> AppModel::selectedFixes() const

@@ -162,6 +162,9 @@ public:
     /// was chosen and the finding's own fix applies.
     [[nodiscard]] std::optional<Fix> chosenPlaceFix(const Issue& issue) const;
 
+    /// Keeps the other record of the likely duplicate at this index of `result` and merges the one it
+    /// kept into it ("Keep This One"); the choice holds through later scans.
+    void keepOther(std::size_t issue);
     /// Ticks or unticks a fix by its id.
     void setSelected(const std::string& fixID, bool selected);
     void setSelection(std::set<std::string> selection);
@@ -228,6 +231,8 @@ private:
     void setDocument(std::optional<GedcomDocument> document);
     void setHistory(std::vector<HistoryStep> history);
     void clearSelection();
+    /// Turns round the pairs of a new `result` whose other record the user chose to keep.
+    void keepChosenRecords();
     void findMatches();
     /// The decisions read when a file opens; a store that could not be used is said once.
     void useDecisions(Decisions::Loaded loaded);
@@ -253,6 +258,7 @@ private:
     std::optional<QString> m_busy;
     std::set<std::string> m_selection;
     std::map<std::string, std::string> m_placeTargets;
+    std::map<std::string, std::string> m_keptRecords; ///< by duplicate finding, the record chosen to keep
     std::vector<ChangeEntry> m_changes;
     std::vector<ChangeEntry> m_savedChanges;
     bool m_discardConfirmed = false;

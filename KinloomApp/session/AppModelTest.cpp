@@ -292,6 +292,43 @@ private Q_SLOTS:
         QCOMPARE(text(model.lastApplied()), QStringLiteral("Applied 1 change."));
     }
 
+    void keepingTheOtherRecord()
+    {
+        // One man written twice; the larger record is kept unless the user keeps the other.
+        ScriptedServices services;
+        AppModel model(services, false);
+        model.openFile(writeFile(QStringLiteral("Twice.ged"),
+                                 "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n"
+                                 "0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1 JAN 1900\n"
+                                 "2 PLAC Boston\n1 DEAT\n2 DATE 5 MAY 1970\n"
+                                 "0 @I2@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1 JAN 1900\n"
+                                 "1 DEAT\n2 DATE 5 MAY 1970\n0 TRLR\n"));
+        WAIT_IDLE(model);
+        const std::string id = fixID(model, "dup-");
+        QCOMPARE(id, std::string("dup-@I1@-@I2@"));
+        const auto pair = [&model]() -> const Issue& {
+            return *std::find_if(model.result()->issues.begin(), model.result()->issues.end(),
+                                 [](const Issue& issue) { return issue.match.has_value(); });
+        };
+        QCOMPARE(pair().match->keep, std::string("@I1@"));
+        model.setSelected(id, true);
+        model.keepOther(std::size_t(&pair() - model.result()->issues.data()));
+        QCOMPARE(pair().match->keep, std::string("@I2@"));
+        QCOMPARE(model.selectedFixes().at(0).title, std::string("Merge @I1@ into @I2@"));
+        // The choice holds when the file is checked again, and the merge and its log follow it.
+        model.scan();
+        WAIT_IDLE(model);
+        QCOMPARE(pair().match->keep, std::string("@I2@"));
+        model.applySelection();
+        WAIT_IDLE(model);
+        QCOMPARE(model.changes().at(0).title, std::string("Merge @I1@ into @I2@"));
+        QCOMPARE(model.changes().at(0).lines.at(0), std::string("Merged @I1@ into @I2@."));
+        const QString written = QString::fromStdString(GedcomWriter::render(*model.document()));
+        QVERIFY(written.contains(QStringLiteral("0 @I2@ INDI")) &&
+                !written.contains(QStringLiteral("0 @I1@ INDI")));
+        QVERIFY(written.contains(QStringLiteral("2 PLAC Boston")));
+    }
+
     void undoing()
     {
         ScriptedServices services;

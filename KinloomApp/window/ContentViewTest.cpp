@@ -472,6 +472,33 @@ private Q_SLOTS:
             child<QTreeView>("issueTree")->currentIndex());
         QVERIFY(table->item(0, 0)->text().contains(QString::fromStdString(issue->match->keep)));
         QVERIFY(table->item(0, 1)->text().contains(QString::fromStdString(issue->match->remove)));
+        // Each side names its relatives; words, not colour, say what the other side has.
+        const QString kept = child<QLabel>("keptRelatives")->text();
+        QVERIFY(kept.startsWith(QStringLiteral("<b>Kept:</b> William Hartley (") +
+                                QString::fromStdString(issue->match->keep)));
+        QVERIFY(kept.contains(QStringLiteral("<b>Parents:</b>")));
+        QVERIFY(
+            child<QLabel>("otherRelatives")->text().startsWith(QStringLiteral("<b>Merged into it:</b> ")));
+
+        // In the table Space ticks the merge, Esc closes the comparison, and Tab leaves.
+        m_window->activateWindow();
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_Space);
+        const std::string fixID = issue->fix->id;
+        QVERIFY(m_model->selection().contains(fixID));
+        QTest::keyClick(table, Qt::Key_Escape);
+        QVERIFY(!compare->isOpen());
+        QVERIFY(button->hasFocus());
+        QTest::mouseClick(button, Qt::LeftButton);
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_Tab);
+        QVERIFY(!table->hasFocus());
+
+        // "Keep This One" turns the merge round; the tick stays.
+        const std::string other = issue->match->remove;
+        child<QPushButton>("keepOtherButton")->click();
+        QCOMPARE(issue->match->keep, other);
+        QCOMPARE(m_model->selectedFixes().at(0).title, "Merge " + issue->match->remove + " into " + other);
     }
 
     void failuresShowAnAlertThatClearsTheError()

@@ -3,7 +3,11 @@
 #include "session/AppModel.h"
 #include "session/QtText.h"
 
+#include "checks/DuplicateFinder.h"
+
+#include <QGridLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
@@ -13,11 +17,22 @@ namespace kinloom {
 
 namespace {
 
+/// The record's lines without its CHAN block: the merge drops it, and it only says when a program
+/// last saved the record.
 std::vector<std::string> recordLines(const GedcomDocument& document, const std::string& xref)
 {
     for (const NodeView record : document.records()) {
-        if (record.xref() == xref)
-            return record.lines(0);
+        if (record.xref() != xref)
+            continue;
+        std::vector<std::string> lines;
+        bool inChange = false;
+        for (std::string& line : record.lines(0)) {
+            if (line.starts_with("1 "))
+                inChange = line == "1 CHAN";
+            if (!inChange)
+                lines.push_back(std::move(line));
+        }
+        return lines;
     }
     return {};
 }
@@ -63,6 +78,50 @@ QString reasonsLine(const std::vector<std::string>& reasons)
     return escaped.join(QStringLiteral(" \u00B7 "));
 }
 
+QString agreementText(const DuplicateFinder::Kin& kin, bool otherHasSome)
+{
+    using enum DuplicateFinder::Kin::Agreement;
+    switch (kin.agreement) {
+    case sameRecord:
+        return QStringLiteral("same person on both sides");
+    case alikeName:
+        return QStringLiteral("a like name on the other side");
+    case onlyHere:
+        break;
+    }
+    return otherHasSome ? QStringLiteral("<b>not on the other side</b>")
+                        : QStringLiteral("the other side records none");
+}
+
+/// One role's relatives, each on a line of its own with its dates and what the other side has.
+QString roleText(const char* role, const std::vector<DuplicateFinder::Kin>& kin,
+                 const std::vector<DuplicateFinder::Kin>& other)
+{
+    QString text = QStringLiteral("<br><b>") + QLatin1String(role) + QStringLiteral(":</b>");
+    if (kin.empty())
+        return text + QStringLiteral(" none recorded");
+    for (const DuplicateFinder::Kin& one : kin) {
+        text += QStringLiteral("<br>&nbsp;&nbsp;&nbsp;&nbsp;") + fromUtf8(one.name).toHtmlEscaped();
+        if (!one.dates.empty())
+            text += QStringLiteral(" (") + fromUtf8(one.dates).toHtmlEscaped() + u')';
+        text += QStringLiteral(": ") + agreementText(one, !other.empty());
+    }
+    return text;
+}
+
+QString sideText(bool kept, const std::string& xref, const DuplicateFinder::Kinfolk& side,
+                 const DuplicateFinder::Kinfolk& other)
+{
+    QString text = (kept ? QStringLiteral("<b>Kept:</b> ") : QStringLiteral("<b>Merged into it:</b> ")) +
+                   fromUtf8(side.name).toHtmlEscaped() + QStringLiteral(" (") +
+                   fromUtf8(xref).toHtmlEscaped() + u')';
+    if (!side.dates.empty())
+        text += QStringLiteral("<br>") + fromUtf8(side.dates).toHtmlEscaped();
+    return text + roleText("Parents", side.parents, other.parents) +
+           roleText("Spouses", side.spouses, other.spouses) +
+           roleText("Children", side.children, other.children);
+}
+
 } // namespace
 
 DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(parent), m_model(model)
@@ -75,6 +134,29 @@ DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(p
     m_evidence->setTextFormat(Qt::RichText);
     m_evidence->setWordWrap(true);
     m_evidence->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+
+    // Each side's relatives in a column, the kept record's first.
+    auto* sides = new QGridLayout;
+    for (std::size_t side = 0; side < 2; ++side) {
+        m_kin[side] = new QLabel(this);
+        m_kin[side]->setObjectName(side == 0 ? QStringLiteral("keptRelatives")
+                                             : QStringLiteral("otherRelatives"));
+        m_kin[side]->setTextFormat(Qt::RichText);
+        m_kin[side]->setWordWrap(true);
+        m_kin[side]->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+        m_kin[side]->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+        sides->addWidget(m_kin[side], 0, int(side));
+        sides->setColumnStretch(int(side), 1);
+    }
+    m_keepOther = new QPushButton(QStringLiteral("Keep This One"), this);
+    m_keepOther->setObjectName(QStringLiteral("keepOtherButton"));
+    m_keepOther->setToolTip(QStringLiteral("Keep this record and merge the other into it"));
+    connect(m_keepOther, &QPushButton::clicked, this, [this] {
+        const std::optional<std::size_t>& current = m_model.currentFinding();
+        if (current && m_model.result() && m_model.result()->issues[*current].match == m_match)
+            m_model.keepOther(*current);
+    });
+    sides->addWidget(m_keepOther, 1, 1, Qt::AlignLeft);
 
     m_button = new QPushButton(this);
     m_button->setObjectName(QStringLiteral("compareButton"));
@@ -90,10 +172,15 @@ DuplicateCompare::DuplicateCompare(AppModel& model, QWidget* parent) : QWidget(p
     m_table->verticalHeader()->hide();
     m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
     m_table->setMinimumHeight(160);
+    // Tab leaves the table for the next control, and Space ticks the finding's fix, as in the list.
+    m_table->setTabKeyNavigation(false);
+    m_table->installEventFilter(this);
+    m_table->setStyleSheet(QStringLiteral("QTableWidget:focus { border: 2px solid palette(highlight); }"));
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_evidence);
+    layout->addLayout(sides);
     layout->addWidget(m_button, 0, Qt::AlignLeft);
     layout->addWidget(m_table);
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
@@ -114,8 +201,43 @@ void DuplicateCompare::setMatch(std::optional<DuplicateMatch> match)
                                                       : reasonsLine(m_match->against)));
         m_button->setText(QStringLiteral("Compare the two records (") + fromUtf8(m_match->keep) +
                           QStringLiteral(" and ") + fromUtf8(m_match->remove) + QStringLiteral(")"));
+        showKin();
     }
     setOpen(false);
+}
+
+void DuplicateCompare::showKin()
+{
+    const std::optional<GedcomDocument>& document = m_model.document();
+    if (!document || !m_match)
+        return;
+    const auto kin = DuplicateFinder::kinOf(*document, m_match->keep, m_match->remove);
+    m_kin[0]->setText(sideText(true, m_match->keep, kin[0], kin[1]));
+    m_kin[1]->setText(sideText(false, m_match->remove, kin[1], kin[0]));
+    m_keepOther->setAccessibleName(QStringLiteral("Keep This One: ") + fromUtf8(kin[1].name) +
+                                   QStringLiteral(" (") + fromUtf8(m_match->remove) + u')');
+}
+
+bool DuplicateCompare::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched != m_table || event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() == Qt::Key_Space && key->modifiers() == Qt::NoModifier) {
+        const std::optional<std::size_t>& current = m_model.currentFinding();
+        if (current && m_model.result()) {
+            if (const std::optional<Fix>& fix = m_model.result()->issues[*current].fix)
+                m_model.setSelected(fix->id, !m_model.selection().contains(fix->id));
+        }
+        return true;
+    }
+    if (key->key() == Qt::Key_Escape) {
+        // Closing the comparison hands the keyboard back to the button that opened it.
+        setOpen(false);
+        m_button->setFocus(Qt::OtherFocusReason);
+        return true;
+    }
+    return false;
 }
 
 void DuplicateCompare::setOpen(bool open)

@@ -4,6 +4,8 @@
 
 #include <QWidget>
 
+#include <array>
+
 class QLabel;
 class QPushButton;
 class QTableWidget;
@@ -12,9 +14,10 @@ namespace kinloom {
 
 class AppModel;
 
-/// For a likely duplicate: the evidence for the pair and against it, and "Compare the two records
-/// (…)", which opens the two records side by side, line by line, the lines only one of them has
-/// marked.
+/// For a likely duplicate: the evidence for the pair and against it, each side's parents, spouses and
+/// children marked by what the other side has, "Keep This One" to keep the other record, and
+/// "Compare the two records (…)", which opens the two records side by side, line by line, the lines
+/// only one of them has marked.
 class DuplicateCompare final : public QWidget
 {
     Q_OBJECT
@@ -27,13 +30,19 @@ public:
     void setOpen(bool open);
     [[nodiscard]] bool isOpen() const { return m_open; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void fill();
+    void showKin();
 
     AppModel& m_model;
     std::optional<DuplicateMatch> m_match;
     bool m_open = false;
     QLabel* m_evidence = nullptr;
+    std::array<QLabel*, 2> m_kin{};     ///< the kept record's side, then the other's
+    QPushButton* m_keepOther = nullptr; ///< "Keep This One", under the side not kept
     QPushButton* m_button = nullptr;
     QTableWidget* m_table = nullptr;
 };

@@ -5,6 +5,7 @@
 #include "document/GedcomDocument.h"
 #include "family/TreeIndex.h"
 
+#include <optional>
 #include <vector>
 
 // The checks that read the tree index, each returning its category's findings in file order
@@ -31,5 +32,10 @@ namespace kinloom::Checks {
 /// Likely duplicate people and families.
 [[nodiscard]] std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument& document,
                                             const ScanOptions& options);
+
+/// A likely duplicate person with the other record kept ("Keep This One"): the merge, its title and
+/// its preview go the other way; the id stays, so a ticked fix stays ticked. None when the finding
+/// is no pair of people or one of its records is gone.
+[[nodiscard]] std::optional<Issue> keepingOther(const Issue& issue, const GedcomDocument& document);
 
 } // namespace kinloom::Checks

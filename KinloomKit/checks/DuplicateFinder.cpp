@@ -2994,9 +2994,185 @@ std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold)
     return detail::find(index, threshold, 0, nullptr);
 }
 
+namespace {
+
+/// The records with these xrefs, in one pass over the record list.
+std::unordered_map<std::string, NodeView> recordsNamed(const GedcomDocument& document,
+                                                       const std::set<std::string>& xrefs)
+{
+    std::unordered_map<std::string, NodeView> found;
+    for (const NodeView record : document.records()) {
+        const std::optional<std::string_view> xref = record.xref();
+        if (xref && xrefs.contains(std::string(*xref)))
+            found.try_emplace(std::string(*xref), record);
+    }
+    return found;
+}
+
+/// The pointers of the record's lines with one of these tags, in order.
+std::vector<std::string> pointers(const NodeView* record, std::initializer_list<std::string_view> tags)
+{
+    std::vector<std::string> found;
+    if (!record)
+        return found;
+    for (const NodeView line : record->children()) {
+        const std::optional<std::string_view> value = line.value();
+        if (value && TreeIndex::isPointer(*value) &&
+            std::find(tags.begin(), tags.end(), line.tag()) != tags.end() &&
+            std::find(found.begin(), found.end(), *value) == found.end())
+            found.emplace_back(*value);
+    }
+    return found;
+}
+
+/// The first of these events that has a date, with the word that says which it is.
+std::string datedEvent(NodeView record,
+                       std::initializer_list<std::pair<std::string_view, std::string_view>> events)
+{
+    for (const auto& [tag, word] : events) {
+        for (const NodeView line : record.children()) {
+            if (line.tag() != tag)
+                continue;
+            const std::optional<NodeView> date = line.firstChild("DATE");
+            const std::string_view text = date ? trimmed(date->value().value_or(std::string_view())) : "";
+            if (!text.empty())
+                return std::string(word) + std::string(text);
+        }
+    }
+    return {};
+}
+
+/// A relative with its name's parts normalised, to compare with the other side's.
+struct Named
+{
+    Kin kin;
+    std::string given;
+    std::string surname;
+};
+
+Named named(const std::string& xref, const std::unordered_map<std::string, NodeView>& records)
+{
+    Named found{{xref, xref}};
+    const auto record = records.find(xref);
+    if (record == records.end())
+        return found;
+    const std::optional<NodeView> nameLine = record->second.firstChild("NAME");
+    const PersonName name = splitName(nameLine ? nameLine->value().value_or(std::string_view()) : "");
+    found.kin.name = displayName(name);
+    if (found.kin.name.empty())
+        found.kin.name = "Unnamed person";
+    found.given = detail::normalizeName(name.given);
+    found.surname = detail::normalizeName(name.surname.value_or(std::string_view()));
+    const std::string birth =
+        datedEvent(record->second, {{"BIRT", "b. "}, {"CHR", "chr. "}, {"BAPM", "bapt. "}});
+    const std::string death = datedEvent(record->second, {{"DEAT", "d. "}, {"BURI", "bur. "}});
+    found.kin.dates = birth + (birth.empty() || death.empty() ? "" : ", ") + death;
+    return found;
+}
+
+/// Whether two relatives' names could be one person's: like given names, and surnames that are
+/// equal, sound alike or are missing on one side (a wife is often written under either surname).
+bool alikeNames(const Named& x, const Named& y)
+{
+    const std::string code = detail::soundex(x.surname);
+    return !x.given.empty() && detail::givenNameSimilarity(x.given, y.given) >= 0.85 &&
+           (x.surname.empty() || y.surname.empty() || x.surname == y.surname ||
+            (!code.empty() && code == detail::soundex(y.surname)));
+}
+
+std::vector<Kin> marked(const std::vector<Named>& list, const std::vector<Named>& other)
+{
+    std::vector<Kin> kin;
+    for (const Named& one : list) {
+        kin.push_back(one.kin);
+        if (std::any_of(other.begin(), other.end(),
+                        [&](const Named& two) { return two.kin.xref == one.kin.xref; }))
+            kin.back().agreement = Kin::Agreement::sameRecord;
+        else if (std::any_of(other.begin(), other.end(),
+                             [&](const Named& two) { return alikeNames(one, two); }))
+            kin.back().agreement = Kin::Agreement::alikeName;
+    }
+    return kin;
+}
+
+} // namespace
+
+std::array<Kinfolk, 2> kinOf(const GedcomDocument& document, std::string_view first, std::string_view second)
+{
+    const std::array<std::string, 2> people{std::string(first), std::string(second)};
+    const auto records = recordsNamed(document, {people[0], people[1]});
+    const auto recordOf = [](const std::unordered_map<std::string, NodeView>& found,
+                             const std::string& xref) {
+        const auto at = found.find(xref);
+        return at == found.end() ? nullptr : &at->second;
+    };
+    std::set<std::string> familyXrefs;
+    for (const std::string& person : people) {
+        for (std::string& family : pointers(recordOf(records, person), {"FAMC", "FAMS"}))
+            familyXrefs.insert(std::move(family));
+    }
+    const auto families = recordsNamed(document, familyXrefs);
+
+    // Per person: fathers, mothers, spouses and children by xref, each once.
+    std::array<std::array<std::vector<std::string>, 4>, 2> roles;
+    std::set<std::string> relatives;
+    const auto add = [&](std::vector<std::string>& list, std::string xref, const std::string& person) {
+        if (xref != person && std::find(list.begin(), list.end(), xref) == list.end()) {
+            relatives.insert(xref);
+            list.push_back(std::move(xref));
+        }
+    };
+    for (std::size_t side = 0; side < 2; ++side) {
+        const NodeView* person = recordOf(records, people[side]);
+        for (const std::string& family : pointers(person, {"FAMC"})) {
+            for (std::string& father : pointers(recordOf(families, family), {"HUSB"}))
+                add(roles[side][0], std::move(father), people[side]);
+            for (std::string& mother : pointers(recordOf(families, family), {"WIFE"}))
+                add(roles[side][1], std::move(mother), people[side]);
+        }
+        for (const std::string& family : pointers(person, {"FAMS"})) {
+            for (std::string& spouse : pointers(recordOf(families, family), {"HUSB", "WIFE"}))
+                add(roles[side][2], std::move(spouse), people[side]);
+            for (std::string& child : pointers(recordOf(families, family), {"CHIL"}))
+                add(roles[side][3], std::move(child), people[side]);
+        }
+    }
+    const auto relativeRecords = recordsNamed(document, relatives);
+
+    // Parents (fathers and mothers together), spouses and children.
+    std::array<std::array<std::vector<Named>, 3>, 2> found;
+    for (std::size_t side = 0; side < 2; ++side) {
+        for (std::size_t role = 0; role < 4; ++role) {
+            for (const std::string& xref : roles[side][role])
+                found[side][role == 0 ? 0 : role - 1].push_back(named(xref, relativeRecords));
+        }
+    }
+    std::array<Kinfolk, 2> kin;
+    for (std::size_t side = 0; side < 2; ++side) {
+        const auto& own = found[side];
+        const auto& other = found[1 - side];
+        const Named self = named(people[side], records);
+        kin[side] = {self.kin.name, self.kin.dates, marked(own[0], other[0]), marked(own[1], other[1]),
+                     marked(own[2], other[2])};
+    }
+    return kin;
+}
+
 } // namespace DuplicateFinder
 
 namespace Checks {
+
+namespace {
+
+Fix mergeFix(const std::string& id, const std::string& keep, const std::string& remove,
+             std::vector<PreviewLine> preview)
+{
+    // A merge joins two records for good: the user looks at the pair before it is applied.
+    return Fix{
+        id, "Merge " + remove + " into " + keep, {Edit{Edit::Merge{keep, remove}}}, std::move(preview), true};
+}
+
+} // namespace
 
 // The people in the finder's order, the likeliest pairs first; then the families in file order.
 std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, const ScanOptions& options)
@@ -3020,11 +3196,7 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
                     displayName(*keep) + " (" + match.keep + ") and " + displayName(*remove) + " (" +
                         match.remove + "): " + reasons + ".",
                     {match.keep, match.remove}};
-        issue.fix = Fix{id,
-                        "Merge " + match.remove + " into " + match.keep,
-                        {Edit{Edit::Merge{match.keep, match.remove}}},
-                        Merger::preview(keep->record, remove->record),
-                        true};
+        issue.fix = mergeFix(id, match.keep, match.remove, Merger::preview(keep->record, remove->record));
         issue.match = std::move(match);
         issues.push_back(std::move(issue));
     }
@@ -3082,14 +3254,23 @@ std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, con
                         (sameRecords ? " have the same husband and wife."
                                      : " are likely the same couple: each spouse is likely one person."),
                     {keptXref, otherXref}};
-        issue.fix = Fix{id,
-                        "Merge " + otherXref + " into " + keptXref,
-                        {Edit{Edit::Merge{keptXref, otherXref}}},
-                        Merger::preview(kept.record, other.record),
-                        true};
+        issue.fix = mergeFix(id, keptXref, otherXref, Merger::preview(kept.record, other.record));
         issues.push_back(std::move(issue));
     }
     return issues;
+}
+
+std::optional<Issue> keepingOther(const Issue& issue, const GedcomDocument& document)
+{
+    if (!issue.match || !issue.fix)
+        return std::nullopt;
+    std::vector<PreviewLine> preview = Merger::preview(document, issue.match->remove, issue.match->keep);
+    if (preview.empty())
+        return std::nullopt;
+    Issue swapped = issue;
+    std::swap(swapped.match->keep, swapped.match->remove);
+    swapped.fix = mergeFix(issue.fix->id, swapped.match->keep, swapped.match->remove, std::move(preview));
+    return swapped;
 }
 
 } // namespace Checks

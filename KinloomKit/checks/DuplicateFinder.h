@@ -3,6 +3,7 @@
 #include "checks/Issue.h"
 #include "family/TreeIndex.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -121,6 +122,42 @@ private:
     const TreeIndex* m_index = nullptr;
     std::shared_ptr<const Storage> m_storage;
 };
+
+/// A parent, spouse or child of one record of a pair, as the comparison of the two records names it.
+struct Kin
+{
+    /// What the other record of the pair has in the same place.
+    enum class Agreement : std::uint8_t
+    {
+        sameRecord, ///< this very person
+        alikeName,  ///< someone of a like name
+        onlyHere,   ///< no one like this person
+    };
+
+    std::string xref;
+    std::string name;  ///< as displayed; the xref when no record has it
+    std::string dates; ///< "b. 12 MAR 1820, d. 1875", as written; empty when neither is dated
+    Agreement agreement = Agreement::onlyHere;
+
+    bool operator==(const Kin&) const = default;
+};
+
+/// One person's parents, spouses and children.
+struct Kinfolk
+{
+    std::string name;         ///< the person's own, as displayed
+    std::string dates;        ///< the person's own birth and death, as `Kin::dates`
+    std::vector<Kin> parents; ///< fathers, then mothers
+    std::vector<Kin> spouses;
+    std::vector<Kin> children;
+
+    bool operator==(const Kinfolk&) const = default;
+};
+
+/// The relatives of two people side by side, each marked by what the other has. Finds the records
+/// in three passes over the record list, without an index, for one pair shown on its own.
+[[nodiscard]] std::array<Kinfolk, 2> kinOf(const GedcomDocument& document, std::string_view first,
+                                           std::string_view second);
 
 /// The pairs whose score is at least the threshold, each person with a few at most (the one with
 /// the record that would be kept over all its others, then its best), highest score first, then

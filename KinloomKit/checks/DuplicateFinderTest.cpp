@@ -795,6 +795,30 @@ TEST(DuplicateFinderChecks, DoubledCouple)
     EXPECT_EQ(issues[2].detail,
               "@F1@ FAM and @F2@ FAM are likely the same couple: each spouse is likely one person.");
 
+    // "Keep This One" turns the merge round and back; the id, and so the tick, stays.
+    const std::optional<Issue> other = Checks::keepingOther(issues[1], tree->document);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->fix->id, issues[1].fix->id);
+    EXPECT_EQ(other->fix->title, "Merge @I1@ into @I3@");
+    EXPECT_EQ(other->fix->edits, (std::vector<Edit>{Edit::Merge{"@I3@", "@I1@"}}));
+    EXPECT_EQ(other->match->keep, "@I3@");
+    EXPECT_EQ(Checks::keepingOther(*other, tree->document), issues[1]);
+    EXPECT_FALSE(Checks::keepingOther(issues[2], tree->document));
+
+    // Each side's relatives, marked by what the other side has.
+    using enum DuplicateFinder::Kin::Agreement;
+    const auto kin = DuplicateFinder::kinOf(tree->document, "@I1@", "@I3@");
+    EXPECT_EQ(kin[0].spouses, (std::vector<DuplicateFinder::Kin>{
+                                  {"@I2@", "Alexandra Hanover", "b. 18 FEB 1959", alikeName}}));
+    EXPECT_EQ(kin[1].spouses,
+              (std::vector<DuplicateFinder::Kin>{{"@I4@", "Alexandra of_Hanover", "b. 1959", alikeName}}));
+    EXPECT_EQ(kin[1].children,
+              (std::vector<DuplicateFinder::Kin>{{"@I5@", "Ferdinand Leiningen", "", onlyHere}}));
+    EXPECT_TRUE(kin[0].children.empty() && kin[0].parents.empty() && kin[1].parents.empty());
+    EXPECT_EQ(DuplicateFinder::kinOf(tree->document, "@I5@", "@I5@")[0].parents,
+              (std::vector<DuplicateFinder::Kin>{{"@I3@", "Andreas", "", sameRecord},
+                                                 {"@I4@", "Alexandra of_Hanover", "b. 1959", sameRecord}}));
+
     const ApplyResult result = FixApplier::apply(fixes, tree->document, 1);
     const TreeIndex merged = TreeIndex::build(result.document);
     ASSERT_EQ(merged.families.size(), 1u);
