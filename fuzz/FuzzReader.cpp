@@ -22,7 +22,7 @@ void require(bool condition, const char* promise)
     }
 }
 
-/// The lines of a file's bytes (after any byte-order mark), split at LF, CRLF and CR, in bytes or
+/// The lines of a file's bytes (after any byte-order mark), split at LF, CRLF, CR and LF CR, in bytes or
 /// in the two-byte units of UTF-16.
 std::vector<std::string> byteLines(std::string_view bytes, kinloom::TextEncoding encoding,
                                    bool& endsWithBreak)
@@ -47,8 +47,8 @@ std::vector<std::string> byteLines(std::string_view bytes, kinloom::TextEncoding
             continue;
         }
         lines.emplace_back(bytes.substr(start, i - start));
-        const bool crlf = value == '\r' && i + 2 * unit <= bytes.size() && valueAt(i + unit) == '\n';
-        i += (crlf ? 2 : 1) * unit;
+        const bool pair = i + 2 * unit <= bytes.size() && valueAt(i + unit) == (value == '\r' ? '\n' : '\r');
+        i += (pair ? 2 : 1) * unit;
         start = i;
         endsWithBreak = true;
     }

@@ -24,7 +24,7 @@ constexpr std::array<CategoryNames, allIssueCategories.size()> categoryNames{{
 namespace {
 
 using enum IssueCategory;
-constexpr std::array<FindingKind, 45> findingKinds{{
+constexpr std::array<FindingKind, 46> findingKinds{{
     {"dup", duplicates, "The same person twice"},
     {"dupfam", duplicates, "Same couple, two families"},
     {"imp-order", impossibleDates, "Born after their child"},
@@ -45,6 +45,7 @@ constexpr std::array<FindingKind, 45> findingKinds{{
     {"imp-alive", impossibleDates, "Probably no longer alive"},
     {"date", dateFormats, "Date not in the standard form"},
     {"date-century", dateFormats, "Year written with two digits"},
+    {"date-reversed", dateFormats, "Date range that ends before it starts"},
     {"date-styles", dateFormats, "Dates written several ways", true},
     {"date-chan", dateFormats, "Change dates written in another form", true},
     {"place", places, "Place spelled several ways"},

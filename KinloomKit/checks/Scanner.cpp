@@ -56,6 +56,7 @@ struct Walked
 {
     std::vector<Issue> fileIssues;
     std::vector<OddDate> oddDates;
+    std::vector<OddDate> reversedRanges; ///< standard ranges that end before they start
     std::size_t dates = 0;
     std::array<std::size_t, GedcomDates::allStyles.size()> styleCounts{};
 };
@@ -100,6 +101,8 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
             ++walked.styleCounts[std::min(styleIndex, walked.styleCounts.size() - 1)];
             if (styleIndex != 0)
                 walked.oddDates.push_back({node, record, std::string(value)});
+            else if (GedcomDates::isReversedRange(value, v7))
+                walked.reversedRanges.push_back({node, record, std::string(value)});
         });
     }
     if (!hasHeader)
@@ -285,6 +288,16 @@ std::vector<Issue> dateFormatChecks(const Walked& walked, bool v7, NumericDateOr
             continue;
         }
         issues.push_back(std::move(*issue));
+    }
+    // A range backwards is a date all the same, but one of its ends is likely mistyped; which one,
+    // only the genealogist can tell.
+    for (const OddDate& odd : walked.reversedRanges) {
+        issues.push_back({"date-reversed-" + std::to_string(odd.node.id()), IssueCategory::dateFormats,
+                          Severity::warning, "Date range that ends before it starts",
+                          recordLabel(odd.record) + " \u00B7 " + tagPath(odd.record, odd.node.id()) + ": " +
+                              quoted(odd.value) +
+                              ". Its second date is earlier than its first: one of them may be mistyped.",
+                          recordsOf(odd.record)});
     }
     if (changeDates > 0) {
         const std::string count = std::to_string(changeDates);

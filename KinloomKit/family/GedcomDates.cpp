@@ -346,7 +346,9 @@ constexpr std::string_view dateKeywords[] = {"ABT", "CAL", "EST", "BEF", "AFT",
 // only an INT phrase has more, and it needs no more than the pieces before its "(".
 constexpr std::size_t maxPieces = 16;
 
-std::optional<DateRange> readGrammar(std::string_view value, bool v7)
+/// `reversed`, when given, is set when a BET or FROM range's second date lies wholly before its
+/// first: such a range is grammatical, and reads as the span of both its dates.
+std::optional<DateRange> readGrammar(std::string_view value, bool v7, bool* reversed = nullptr)
 {
     // Each date may carry its own calendar, unless one stands before the whole value.
     bool calendarBefore = false;
@@ -429,9 +431,11 @@ std::optional<DateRange> readGrammar(std::string_view value, bool v7)
         const std::optional<Span> first = readSingle(rest, split - 1, v7, calendarAllowed);
         const std::optional<Span> second =
             readSingle(pieces.data() + split + 1, count - split - 1, v7, calendarAllowed);
-        if (!first || !second || second->low < first->low)
+        if (!first || !second)
             return std::nullopt;
-        return DateRange{first->low, second->high};
+        if (reversed)
+            *reversed = second->high <= first->low;
+        return DateRange{std::min(first->low, second->low), std::max(first->high, second->high)};
     }
     default: {
         const std::optional<Span> date = readSingle(pieces.data(), count, v7, calendarAllowed);
@@ -1150,6 +1154,14 @@ std::optional<DateRange> range(std::string_view value, NumericDateOrder order, b
 DateNormalization normalize(std::string_view value, bool v7, NumericDateOrder order)
 {
     return normalizeValue(value, v7, order);
+}
+
+bool isReversedRange(std::string_view value, bool v7)
+{
+    bool reversed = false;
+    return (value.starts_with("BET ") || value.starts_with("FROM ") || value.find(" BET ") != value.npos ||
+            value.find(" FROM ") != value.npos) &&
+           readGrammar(value, v7, &reversed) && reversed;
 }
 
 std::string_view style(std::string_view value, bool v7)

@@ -109,6 +109,10 @@ inline constexpr std::array<std::string_view, 8> allStyles{
 /// Whether and how the value can be written the standard way.
 [[nodiscard]] DateNormalization normalize(std::string_view value, bool v7, NumericDateOrder order);
 
+/// Whether the value is a BET or FROM range, written the standard way, that ends before it starts
+/// ("BET 1950 AND 302"). It reads as the span of both dates.
+[[nodiscard]] bool isReversedRange(std::string_view value, bool v7);
+
 /// The name of the way the value is written: one of `allStyles`.
 [[nodiscard]] std::string_view style(std::string_view value, bool v7);
 

@@ -100,12 +100,13 @@ TEST(GedcomDatesTest, StandardGrammar)
         {"FROM 1890", false, span(1891, open)},
         {"BET 1890 AND 1900", false, span(1890, 1901)},
         {"BET 1890 AND 1890", false, span(1890, 1891)},
-        {"BET 1900 AND 1890", false, std::nullopt},
-        {"BET 12 MAR 1890 AND MAR 1890", false, std::nullopt},
+        // A range that ends before it starts is grammatical, and spans both its dates.
+        {"BET 1900 AND 1890", false, span(1890, 1901)},
+        {"BET 12 MAR 1890 AND MAR 1890", false, monthSpan(1890, 3)},
         {"BET 1890", false, std::nullopt},
         {"BET AND 1890", false, std::nullopt},
         {"FROM 1850 TO 12 MAR 1890", false, span(1850, *day.high)},
-        {"FROM 1890 TO 1850", false, std::nullopt},
+        {"FROM 1890 TO 1850", false, span(1850, 1891)},
         {"ABT", false, std::nullopt},
         // INT: 5.5.1 only, the phrase starts at the first piece beginning with "(".
         {"INT 1890 (about then)", false, yearSpan(1890)},
@@ -166,6 +167,15 @@ TEST(GedcomDatesTest, StandardGrammar)
     for (const Case& c : cases)
         expectRange(GedcomDates::readStandard(c.value, c.v7), c.expected,
                     std::string(c.value) + (c.v7 ? " (7)" : " (5.5.1)"));
+
+    const std::tuple<const char*, bool, bool> reversed[] = {
+        {"BET 1900 AND 1890", false, true},          {"FROM GREGORIAN JAN 1689 BCE TO 1867 BCE", true, true},
+        {"BET 1950 AND JULIAN DEC 302", true, true}, {"@#DJULIAN@ FROM 1700 TO 1690", false, true},
+        {"BET 1890 AND 1900", false, false},         {"BET 12 MAR 1890 AND MAR 1890", false, false},
+        {"(BET 1900 AND 1890)", false, false},
+    };
+    for (const auto& [value, v7, expected] : reversed)
+        EXPECT_EQ(GedcomDates::isReversedRange(value, v7), expected) << value;
 }
 
 TEST(GedcomDatesTest, RangeTrimsAndFallsBackOnNormalizing)
@@ -194,7 +204,7 @@ TEST(GedcomDatesTest, RangeTrimsAndFallsBackOnNormalizing)
         {"from 1850", automatic, false, span(1851, open)},
         {"(about the war)", automatic, false, std::nullopt},
         {"@#DHEBREW@ 1 TSH 5000", automatic, false, std::nullopt},
-        {"BET 1900 AND 1890", automatic, false, std::nullopt},
+        {"BET 1900 AND 1890", automatic, false, span(1890, 1901)},
         {"sometime", automatic, false, std::nullopt},
     };
     for (const Case& c : cases)
@@ -242,7 +252,7 @@ TEST(GedcomDatesTest, Normalization)
         {"bet 1850-1860", false, automatic, fix("BET 1850 AND 1860")},
         {"BET 12 Mar 1850 AND 1860", false, automatic, fix("BET 12 MAR 1850 AND 1860")},
         {"between 1890-03-12 and 1890-04-01", false, automatic, fix("BET 12 MAR 1890 AND 1 APR 1890")},
-        {"between 1860 and 1850", false, automatic, unrecognized},
+        {"between 1860 and 1850", false, automatic, fix("BET 1860 AND 1850")},
         {"between 1850", false, automatic, unrecognized},
         {"from 1850 to 1860", false, automatic, fix("FROM 1850 TO 1860")},
         {"from 1850 - 1860", false, automatic, fix("FROM 1850 TO 1860")},
@@ -503,12 +513,10 @@ TEST(GedcomDatesTest, CalendarBeforeEachDate)
         EXPECT_EQ(GedcomDates::isOtherCalendar(c.value), !c.expected);
     }
 
-    // A calendar with no date after it, a range that ends before it begins, or a second calendar
-    // after one written before the whole value.
-    for (const char* unreadable : {"ABT @#DJULIAN@", "BEF HEBREW", "BET @#DJULIAN@ AND 1710",
-                                   "BET @#DJULIAN@ 1710 AND @#DJULIAN@ 1700", "FROM JULIAN 1700 TO 1690",
-                                   "ABT @#DHEBREW@", "@#DHEBREW@", "ABT JULIAN JULIAN 1700",
-                                   "@#DJULIAN@ ABT @#DJULIAN@ 1700", "BET @#DFRENCH R@ AND 1700"}) {
+    // A calendar with no date after it, or a second calendar after one written before the whole value.
+    for (const char* unreadable :
+         {"ABT @#DJULIAN@", "BEF HEBREW", "BET @#DJULIAN@ AND 1710", "ABT @#DHEBREW@", "@#DHEBREW@",
+          "ABT JULIAN JULIAN 1700", "@#DJULIAN@ ABT @#DJULIAN@ 1700", "BET @#DFRENCH R@ AND 1700"}) {
         SCOPED_TRACE(unreadable);
         EXPECT_EQ(GedcomDates::range(unreadable, automatic, false), std::nullopt);
         EXPECT_EQ(GedcomDates::normalize(unreadable, false, automatic), unrecognized);
