@@ -492,6 +492,10 @@ Json editJSON(const Edit& edit)
                     {"tag", add.tag},
                     {"value", optionalText(add.value)}};
         }
+        Json operator()(const Edit::AddRecord& add) const
+        {
+            return {{"kind", "addRecord"}, {"xref", add.xref}, {"tag", add.tag}};
+        }
         Json operator()(const Edit::Merge& merge) const
         {
             return {{"kind", "merge"}, {"keep", merge.keep}, {"remove", merge.remove}};

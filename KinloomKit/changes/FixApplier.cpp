@@ -211,6 +211,26 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
     });
 }
 
+/// New records, before the trailer; an xref the file has already is left as it is.
+void addRecords(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    std::unordered_set<std::string> xrefs;
+    std::size_t trailer = document.recordCount();
+    for (std::size_t index = 0; index < document.recordCount(); ++index) {
+        const NodeView record = document.record(index);
+        if (const auto xref = record.xref())
+            xrefs.emplace(*xref);
+        else if (record.tag() == "TRLR")
+            trailer = index;
+    }
+    forEachEdit<Edit::AddRecord>(fixes, [&](std::size_t fix, const Edit::AddRecord& edit) {
+        if (!xrefs.insert(edit.xref).second)
+            return;
+        document.insertRecord(trailer++, document.newNode(edit.tag, std::nullopt, edit.xref));
+        ledger.record(fix, "Added record " + edit.xref + " " + edit.tag);
+    });
+}
+
 /// Removals: lines are cut at once; whole records are dropped after the pass, each once.
 void removeLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
 {
@@ -274,6 +294,8 @@ ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
     Ledger ledger(fixes);
     if (hasEdits<Edit::SetValue>(fixes))
         setValues(fixes, working, ledger);
+    if (hasEdits<Edit::AddRecord>(fixes))
+        addRecords(fixes, working, ledger);
     if (hasEdits<Edit::Add>(fixes))
         addLines(fixes, working, ledger);
     if (hasEdits<Edit::Remove>(fixes))

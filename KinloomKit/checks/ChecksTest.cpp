@@ -955,8 +955,7 @@ TEST(ChecksTest, LinksAndRecords)
          {{"link-missing-11", "Link to a missing record", Severity::error},
           {"link-unused-@U1@", "Record not used anywhere", Severity::info},
           {"link-unused-@U2@", "Record not used anywhere", Severity::info}},
-         {removal(11)},
-         true},
+         {Edit::AddRecord{"@U9@", "SUBM"}, addition("@U9@", "NAME", "Unknown")}},
         {"the file's submitter, which the header does not name", "0 HEAD\n0 @U1@ SUBM\n", {}},
         {"a person in no family",
          "0 @I3@ INDI\n",
@@ -1034,6 +1033,17 @@ TEST(ChecksTest, LinkTexts)
                      {{"HEAD \u00B7 SUBM", "@SUBM@", "@SUBM0000@"}},
                      false};
     EXPECT_EQ(Checks::links(header.index, header.document), std::vector<Issue>{mended});
+
+    // With no submitter record, the header keeps its required submitter: the record is added.
+    const Tree noSubmitter("0 HEAD\n1 SUBM @SUBM@\n0 @I1@ INDI\n0 TRLR\n");
+    const std::vector<Issue> added = Checks::links(noSubmitter.index, noSubmitter.document);
+    ASSERT_TRUE(!added.empty() && added[0].fix);
+    EXPECT_EQ(added[0].fix->title, "Add the submitter record @SUBM@");
+    const ApplyResult applied = FixApplier::apply({*added[0].fix}, noSubmitter.document, 1);
+    EXPECT_EQ(GedcomWriter::render(applied.document),
+              "0 HEAD\n1 SUBM @SUBM@\n0 @I1@ INDI\n0 @SUBM@ SUBM\n1 NAME Unknown\n0 TRLR\n");
+    EXPECT_EQ(applied.entries.at(0).lines,
+              (std::vector<std::string>{"Added record @SUBM@ SUBM", "@SUBM@ SUBM: + 1 NAME Unknown"}));
 }
 
 // The sample tree plants a problem for every finding the checks can make.

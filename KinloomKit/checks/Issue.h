@@ -106,6 +106,14 @@ struct Edit
         std::optional<std::int64_t> after;
         bool operator==(const Add&) const = default;
     };
+    /// Add an empty record with this xref before the trailer, unless a record has the xref already;
+    /// Add edits of the same batch fill it.
+    struct AddRecord
+    {
+        std::string xref;
+        std::string tag;
+        bool operator==(const AddRecord&) const = default;
+    };
     /// Merge the second record into the first.
     struct Merge
     {
@@ -116,11 +124,11 @@ struct Edit
 
     /// An edit of one kind; `emplace_back(Edit::Remove{id})` works with every compiler this way.
     template <class Kind>
-    requires std::is_constructible_v<std::variant<SetValue, Remove, Add, Merge>, Kind> Edit(Kind kind)
-        : value(std::move(kind))
+    requires std::is_constructible_v<std::variant<SetValue, Remove, Add, AddRecord, Merge>, Kind>
+    Edit(Kind kind) : value(std::move(kind))
     {}
 
-    std::variant<SetValue, Remove, Add, Merge> value;
+    std::variant<SetValue, Remove, Add, AddRecord, Merge> value;
 
     bool operator==(const Edit&) const = default;
 };

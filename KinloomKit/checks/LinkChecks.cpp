@@ -388,6 +388,16 @@ private:
                                 {Edit{Edit::SetValue{node.id(), std::string(pointer.value), target}}},
                                 {PreviewLine{where, std::string(pointer.value), target}},
                                 false};
+            } else if (headSubmitter) {
+                // The header must name a submitter: the record it names is added, not the link cut.
+                const std::string xref(pointer.value);
+                issue.fix = Fix{issue.id,
+                                "Add the submitter record " + xref,
+                                {Edit{Edit::AddRecord{xref, "SUBM"}},
+                                 Edit{Edit::Add{xref, std::nullopt, "NAME", "Unknown"}}},
+                                {PreviewLine{"New record", std::nullopt, "0 " + xref + " SUBM"},
+                                 PreviewLine{"New record", std::nullopt, "1 NAME Unknown"}},
+                                false};
             } else if (!node.hasChildren())
                 issue.fix = Fix{issue.id,
                                 "Remove the broken link",

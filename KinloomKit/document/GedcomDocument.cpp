@@ -277,10 +277,15 @@ void GedcomDocument::replaceRecord(std::size_t index, const GedcomNode& record)
 
 void GedcomDocument::appendRecord(const GedcomNode& record)
 {
+    insertRecord(recordCount(), record);
+}
+
+void GedcomDocument::insertRecord(std::size_t index, const GedcomNode& record)
+{
     auto chunk = std::make_shared<detail::NodeChunk>();
     appendOwned(*chunk, record);
     RecordList& list = mutableList();
-    list.refs.push_back({chunk.get(), 0});
+    list.refs.insert(list.refs.begin() + static_cast<std::ptrdiff_t>(index), {chunk.get(), 0});
     keep(list, std::move(chunk));
 }
 

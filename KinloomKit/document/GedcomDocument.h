@@ -277,6 +277,7 @@ public:
     void replaceRecord(std::size_t index, const GedcomNode& record);
 
     void appendRecord(const GedcomNode& record);
+    void insertRecord(std::size_t index, const GedcomNode& record);
     void removeRecord(std::size_t index);
     /// Removes the records at these indexes (ascending) in one pass; removing them one by one
     /// would move the rest of the list once per record.
