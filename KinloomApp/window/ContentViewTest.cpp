@@ -328,8 +328,8 @@ private Q_SLOTS:
         store.write("[1, 2");
         store.close();
         open(smithFamily);
-        QVERIFY2(labelText("lastAppliedLabel").contains(QStringLiteral("set aside")),
-                 qPrintable(labelText("lastAppliedLabel")));
+        QVERIFY2(labelText("statusMessage").contains(QStringLiteral("set aside")),
+                 qPrintable(labelText("statusMessage")));
         auto* alert = m_window->findChild<QMessageBox*>(QStringLiteral("errorAlert"));
         QVERIFY(!alert || !alert->isVisible());
         QVERIFY(!child<QToolButton>("showDismissedButton")->isVisible());
@@ -393,7 +393,8 @@ private Q_SLOTS:
         QTest::mouseClick(apply, Qt::LeftButton);
         QVERIFY(!m_model->showApply());
         WAIT_IDLE(*m_model);
-        QCOMPARE(m_model->lastApplied().value_or(QString()), QStringLiteral("Applied 1 change."));
+        QCOMPARE(labelText("statusMessage"), QStringLiteral("Applied 1 change."));
+        QVERIFY(!child<QPushButton>("skippedButton")->isVisible());
         // The list rescanned while busy still offers to tick what is left.
         QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
@@ -715,6 +716,7 @@ private Q_SLOTS:
                                      "Close Window",
                                      "Quit",
                                      "Undo Last Batch",
+                                     "Redo",
                                      "Undo All Changes",
                                      "Find",
                                      "Not a Problem",
@@ -734,6 +736,7 @@ private Q_SLOTS:
                                      "Open Sample Tree",
                                      "About Kinloom"}));
         QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
+        QCOMPARE(child<QAction>("redoAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+Z")));
         QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
 
         child<QAction>("openSampleAction")->trigger();
