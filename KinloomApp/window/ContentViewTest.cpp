@@ -26,6 +26,7 @@
 #include <QTest>
 #include <QToolButton>
 #include <QTreeView>
+#include <QTreeWidget>
 
 using namespace kinloom;
 
@@ -237,8 +238,28 @@ private Q_SLOTS:
         QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
         QCOMPARE(m_model->selection(), std::set<std::string>(ids.begin(), ids.end()));
         child<QAction>("reviewAction")->trigger();
-        QCOMPARE(child<QListWidget>("applyList")->count(), int(ids.size()));
+        auto* sheet = child<QTreeWidget>("applyList");
+        QStringList lines;
+        for (QTreeWidgetItemIterator it(sheet); *it; ++it)
+            lines << (*it)->text(0);
+        // Grouped by kind, each line naming its person.
+        QCOMPARE(lines,
+                 (QStringList{"Sex not in the standard form  ·  2", "Write as “M”\nJohn Smith (@I1@) · SEX",
+                              "Write as “F”\nAnn Smith (@I3@) · SEX"}));
         QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size()));
+
+        // The space bar unticks a line, which stays listed to tick again; a group's box does all its lines.
+        QCOMPARE(sheet->currentItem(), sheet->topLevelItem(0)->child(0));
+        QTest::keyClick(sheet, Qt::Key_Space);
+        QCOMPARE(m_model->selection().size(), ids.size() - 1);
+        QCOMPARE(sheet->topLevelItem(0)->childCount(), 2);
+        QCOMPARE(sheet->topLevelItem(0)->checkState(0), Qt::PartiallyChecked);
+        QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size() - 1));
+        sheet->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+        QVERIFY(m_model->selection().empty());
+        QVERIFY(!child<QPushButton>("applyButton")->isEnabled());
+        sheet->topLevelItem(0)->setCheckState(0, Qt::Checked);
+        QCOMPARE(m_model->selection(), std::set<std::string>(ids.begin(), ids.end()));
     }
 
     void bulkTickingLeavesFixesToCheckAndUntickAllClears()
@@ -427,9 +448,9 @@ private Q_SLOTS:
         m_model->setSelected(issue->fix->id, true);
 
         child<QAction>("reviewAction")->trigger();
-        auto* list = child<QListWidget>("applyList");
-        QCOMPARE(list->count(), 1);
-        QVERIFY(list->item(0)->text().contains(QStringLiteral("“Boston, Massachusetts”")));
+        auto* list = child<QTreeWidget>("applyList");
+        QCOMPARE(list->topLevelItemCount(), 1);
+        QVERIFY(list->topLevelItem(0)->child(0)->text(0).contains(QStringLiteral("“Boston, Massachusetts”")));
         child<QPushButton>("applyCancelButton")->click();
 
         const QModelIndex row = child<QTreeView>("issueTree")->currentIndex();
@@ -444,7 +465,8 @@ private Q_SLOTS:
         QCOMPARE(firstLine.data(IssueListModel::PreviewAfterRole).toString(),
                  QStringLiteral("boston,  massachusetts"));
         child<QAction>("reviewAction")->trigger();
-        QVERIFY(list->item(0)->text().contains(QStringLiteral("“boston,  massachusetts”")));
+        QVERIFY(
+            list->topLevelItem(0)->child(0)->text(0).contains(QStringLiteral("“boston,  massachusetts”")));
     }
 
     void duplicateComparisonShowsBothRecords()
