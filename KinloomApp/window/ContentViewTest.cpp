@@ -407,6 +407,15 @@ private Q_SLOTS:
         };
         const char* nothingToSave = "No changes to save yet: tick fixes and apply them first";
         saveOffers(false, nothingToSave);
+        // The list keeps its place through the apply, an undo and a redo.
+        auto* tree = child<QTreeView>("issueTree");
+        tree->setCurrentIndex(tree->model()->index(1, 0, tree->currentIndex().parent()));
+        const auto currentRecords = [this, tree] {
+            const Issue* issue = m_window->mainSplit()->issueList()->listModel()->issue(tree->currentIndex());
+            return issue ? issue->records : std::vector<std::string>();
+        };
+        const std::vector<std::string> records = currentRecords();
+        QVERIFY(!records.empty());
         child<QAction>("reviewAction")->trigger();
         QVERIFY(child<QWidget>("applySheet")->isVisible());
         auto* apply = child<QPushButton>("applyButton");
@@ -414,8 +423,14 @@ private Q_SLOTS:
         QTest::mouseClick(apply, Qt::LeftButton);
         QVERIFY(!m_model->showApply());
         WAIT_IDLE(*m_model);
+        QCOMPARE(currentRecords(), records);
         QCOMPARE(labelText("statusMessage"), QStringLiteral("Applied 1 change."));
         QVERIFY(!child<QPushButton>("skippedButton")->isVisible());
+        for (const char* action : {"undoAction", "redoAction"}) {
+            child<QAction>(action)->trigger();
+            WAIT_IDLE(*m_model);
+            QCOMPARE(currentRecords(), records);
+        }
         // The list rescanned while busy still offers to tick what is left.
         QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
