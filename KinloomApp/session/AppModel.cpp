@@ -55,6 +55,55 @@ QString changeCount(std::size_t count)
     return QString::number(count) + (count == 1 ? QStringLiteral(" change") : QStringLiteral(" changes"));
 }
 
+/// "81 more findings", "1 fewer finding", "the same number of findings".
+QString findingsDifference(std::size_t before, std::size_t after)
+{
+    if (before == after)
+        return QStringLiteral("the same number of findings");
+    const std::size_t difference = after > before ? after - before : before - after;
+    return QString::number(difference) +
+           (after > before ? QStringLiteral(" more") : QStringLiteral(" fewer")) +
+           (difference == 1 ? QStringLiteral(" finding") : QStringLiteral(" findings"));
+}
+
+/// What a change of settings was, in the settings window's words: "Longest life 100", "“Name
+/// missing” switched off"; several changes at once are "the new settings".
+QString settingsChange(const ScanOptions& before, const ScanOptions& after)
+{
+    QStringList parts;
+    if (before.numericOrder != after.numericOrder)
+        parts << (after.numericOrder == NumericDateOrder::dayFirst
+                      ? QStringLiteral("dates like 03/04/1890 read day first")
+                  : after.numericOrder == NumericDateOrder::monthFirst
+                      ? QStringLiteral("dates like 03/04/1890 read month first")
+                      : QStringLiteral("the date order decided from the file"));
+    const std::array<std::pair<const char*, double ScanOptions::*>, 4> limits{{
+        {"Youngest parent ", &ScanOptions::minParentAge},
+        {"Oldest mother ", &ScanOptions::maxMotherAge},
+        {"Oldest father ", &ScanOptions::maxFatherAge},
+        {"Longest life ", &ScanOptions::maxLifespan},
+    }};
+    for (const auto& [label, field] : limits) {
+        if (std::lround(before.*field) != std::lround(after.*field))
+            parts << QString::fromUtf8(label) + QString::number(std::lround(after.*field));
+    }
+    if (std::abs(before.duplicateThreshold - after.duplicateThreshold) > 0.001)
+        parts << (after.duplicateThreshold >= 0.9   ? QStringLiteral("only very likely duplicates shown")
+                  : after.duplicateThreshold >= 0.8 ? QStringLiteral("only likely duplicates shown")
+                                                    : QStringLiteral("possible and likely duplicates shown"));
+    for (const FindingKind& kind : allFindingKinds()) {
+        if (before.skips(kind.id) != after.skips(kind.id))
+            parts << QStringLiteral("“") + fromUtf8(kind.title) +
+                         (after.skips(kind.id) ? QStringLiteral("” switched off")
+                                               : QStringLiteral("” switched on"));
+    }
+    if (parts.size() == 1)
+        return parts.front();
+    ScanOptions defaults;
+    defaults.currentYear = after.currentYear;
+    return after == defaults ? QStringLiteral("the default settings") : QStringLiteral("the new settings");
+}
+
 /// The engine's progress, on the worker thread, passed on as a fraction.
 ProgressCallback engineProgress(const FractionSink& sink)
 {
@@ -291,6 +340,9 @@ void AppModel::setOptions(const ScanOptions& options)
 {
     if (options == m_options)
         return;
+    // Quick changes in a row, such as a stepper held down, are said as one.
+    if (m_result && !m_rescanFrom)
+        m_rescanFrom.emplace(m_options, m_result->issues.size() - m_dismissedCount);
     m_options = options;
     Q_EMIT changed(Field::options);
     if (m_persist)
@@ -374,10 +426,17 @@ void AppModel::setProgress(std::optional<double> fraction)
     Q_EMIT changed(Field::progress);
 }
 
-void AppModel::setLastApplied(QString text)
+void AppModel::setLastApplied(QString text, QStringList skipped)
 {
     m_lastApplied = std::move(text);
+    m_skipped = std::move(skipped);
     Q_EMIT changed(Field::lastApplied);
+}
+
+void AppModel::setUndone(std::vector<UndoneStep> undone)
+{
+    m_undone = std::move(undone);
+    Q_EMIT changed(Field::undone);
 }
 
 void AppModel::setChanges(std::vector<ChangeEntry> changes)
@@ -527,7 +586,10 @@ void AppModel::load(const QString& path, GedcomDocument document)
     m_discardConfirmed = false;
     Q_EMIT changed(Field::discardConfirmed);
     setHistory({});
+    setUndone({});
+    m_rescanFrom.reset();
     m_lastApplied.reset();
+    m_skipped.clear();
     Q_EMIT changed(Field::lastApplied);
     setSidebar(std::nullopt);
     setShowApply(false);
@@ -570,6 +632,13 @@ void AppModel::scan()
             Q_EMIT changed(Field::result);
             untickDismissed();
             Q_EMIT changed(Field::currentFinding);
+            // A scan with options that changed again meanwhile is followed by one more.
+            if (m_rescanFrom && !m_scanPending) {
+                const auto [before, listed] = *std::exchange(m_rescanFrom, std::nullopt);
+                setLastApplied(QStringLiteral("Rescanned with ") + settingsChange(before, m_options) +
+                               QStringLiteral(": ") +
+                               findingsDifference(listed, m_result->issues.size() - m_dismissedCount));
+            }
             setBusy(std::nullopt);
         });
 }
@@ -634,7 +703,10 @@ void AppModel::applySelection()
                  std::vector<HistoryStep> history = std::move(m_history);
                  history.push_back({*m_document, m_changes.size()});
                  setHistory(std::move(history));
+                 // A new batch starts another line of changes: what was undone can no longer follow.
+                 setUndone({});
                  setDocument(std::move(applied.document));
+                 const QStringList skipped = skippedLines(applied.entries);
                  const std::size_t count = applied.entries.size();
                  std::vector<ChangeEntry> changes = std::move(m_changes);
                  changes.insert(changes.end(), std::make_move_iterator(applied.entries.begin()),
@@ -648,10 +720,114 @@ void AppModel::applySelection()
                      summary +=
                          QStringLiteral("; ") + QString::number(applied.skipped.size()) +
                          QStringLiteral(" skipped because another change had already altered those lines.");
-                 setLastApplied(summary);
+                 setLastApplied(summary, skipped);
                  setBusy(QStringLiteral("Checking ") + m_fileName + QStringLiteral("…"));
                  scan();
              });
+}
+
+QStringList AppModel::skippedLines(const std::vector<ChangeEntry>& entries) const
+{
+    // Fixes that share an id share an entry, so a ticked fix whose id has none changed nothing.
+    std::set<std::string_view> done;
+    for (const ChangeEntry& entry : entries)
+        done.insert(entry.fixID);
+    std::vector<const Issue*> skipped;
+    std::set<std::string_view> said;
+    for (const Issue& issue : m_result->issues) {
+        if (issue.fix && m_selection.contains(issue.fix->id) && !done.contains(issue.fix->id) &&
+            said.insert(issue.fix->id).second)
+            skipped.push_back(&issue);
+    }
+    QStringList lines = recordsTexts(skipped);
+    for (std::size_t i = 0; i < skipped.size(); ++i) {
+        const std::optional<Fix> chosen = chosenPlaceFix(*skipped[i]);
+        lines[qsizetype(i)].prepend(fromUtf8(chosen ? chosen->title : skipped[i]->fix->title) +
+                                    QStringLiteral(" · "));
+    }
+    return lines;
+}
+
+QStringList AppModel::recordsTexts(const std::vector<const Issue*>& issues) const
+{
+    // One or two records are named; a place group's many people are counted by its lines instead.
+    std::unordered_map<std::string_view, std::string> labels;
+    for (const Issue* issue : issues) {
+        if (issue->records.size() <= 2) {
+            for (const std::string& xref : issue->records)
+                labels.emplace(xref, std::string());
+        }
+    }
+    std::vector<std::pair<std::string_view, std::vector<std::string_view>>> couples;
+    std::unordered_map<std::string_view, std::string> spouses;
+    const auto forEachRecord = [this](const auto& wanted, const auto& take) {
+        for (NodeView record : m_document->records()) {
+            const std::optional<std::string_view> xref = record.xref();
+            if (xref && wanted.contains(*xref))
+                take(*xref, record);
+        }
+    };
+    if (m_document && !labels.empty()) {
+        forEachRecord(labels, [&](std::string_view xref, NodeView record) {
+            labels[xref] = recordLabel(record);
+            if (record.tag() != "FAM")
+                return;
+            std::vector<std::string_view> partners;
+            for (NodeView line : record.children()) {
+                if ((line.tag() == "HUSB" || line.tag() == "WIFE") && line.value()) {
+                    partners.push_back(*line.value());
+                    spouses.emplace(*line.value(), std::string());
+                }
+            }
+            couples.emplace_back(xref, std::move(partners));
+        });
+    }
+    if (!spouses.empty()) {
+        forEachRecord(spouses, [&](std::string_view xref, NodeView record) {
+            if (record.tag() != "INDI")
+                return;
+            // The person's name, without the xref that follows it.
+            std::string label = recordLabel(record);
+            const std::string suffix = " (" + std::string(xref) + ")";
+            if (label.ends_with(suffix)) {
+                label.resize(label.size() - suffix.size());
+                spouses[xref] = std::move(label);
+            }
+        });
+        for (const auto& [family, partners] : couples) {
+            std::string names;
+            for (std::string_view partner : partners) {
+                if (const std::string& name = spouses[partner]; !name.empty())
+                    names += (names.empty() ? "" : " & ") + name;
+            }
+            if (!names.empty())
+                labels[family] = names + " (" + std::string(family) + ")";
+        }
+    }
+
+    QStringList texts;
+    for (const Issue* issue : issues) {
+        const std::string_view context = issue->fix && !issue->fix->preview.empty()
+                                             ? issue->fix->preview.front().context
+                                             : std::string_view();
+        if (issue->records.empty() || issue->records.size() > 2) {
+            texts << fromUtf8(context);
+            continue;
+        }
+        QStringList named;
+        for (const std::string& xref : issue->records) {
+            const std::string& label = labels[xref];
+            named << fromUtf8(label.empty() ? xref : label);
+        }
+        QString text = named.join(QStringLiteral(" and "));
+        // The line of a record the fix changes, as its preview names it: "BIRT DATE".
+        const std::string_view separator = " \u00B7 ";
+        if (const std::size_t at = context.find(separator);
+            issue->records.size() == 1 && at != std::string_view::npos)
+            text += QStringLiteral(" · ") + fromUtf8(context.substr(at + separator.size()));
+        texts << text;
+    }
+    return texts;
 }
 
 void AppModel::undoLast()
@@ -662,11 +838,37 @@ void AppModel::undoLast()
     HistoryStep step = std::move(history.back());
     history.pop_back();
     setHistory(std::move(history));
-    setDocument(std::move(step.document));
     std::vector<ChangeEntry> changes = std::move(m_changes);
+    std::vector<UndoneStep> undone = std::move(m_undone);
+    undone.push_back({std::move(*m_document),
+                      {std::make_move_iterator(changes.begin() + std::ptrdiff_t(step.changeCount)),
+                       std::make_move_iterator(changes.end())}});
+    setUndone(std::move(undone));
+    setDocument(std::move(step.document));
     changes.resize(step.changeCount);
     setChanges(std::move(changes));
     setLastApplied(QStringLiteral("Undid the last batch of changes."));
+    scan();
+}
+
+void AppModel::redo()
+{
+    if (m_jobRunning || m_undone.empty())
+        return;
+    std::vector<UndoneStep> undone = std::move(m_undone);
+    UndoneStep step = std::move(undone.back());
+    undone.pop_back();
+    setUndone(std::move(undone));
+    std::vector<HistoryStep> history = std::move(m_history);
+    history.push_back({std::move(*m_document), m_changes.size()});
+    setHistory(std::move(history));
+    setDocument(std::move(step.document));
+    const std::size_t count = step.entries.size();
+    std::vector<ChangeEntry> changes = std::move(m_changes);
+    changes.insert(changes.end(), std::make_move_iterator(step.entries.begin()),
+                   std::make_move_iterator(step.entries.end()));
+    setChanges(std::move(changes));
+    setLastApplied(QStringLiteral("Redid ") + changeCount(count) + u'.');
     scan();
 }
 
@@ -674,6 +876,19 @@ void AppModel::undoAll()
 {
     if (m_jobRunning || !m_original)
         return;
+    // Each batch goes onto the undone ones, the first on top, so that Redo puts them back in order.
+    std::vector<UndoneStep> undone = std::move(m_undone);
+    std::vector<HistoryStep> history = std::move(m_history);
+    std::vector<ChangeEntry> changes = std::move(m_changes);
+    GedcomDocument after = std::move(*m_document);
+    for (auto step = history.rbegin(); step != history.rend(); ++step) {
+        undone.push_back({std::move(after),
+                          {std::make_move_iterator(changes.begin() + std::ptrdiff_t(step->changeCount)),
+                           std::make_move_iterator(changes.end())}});
+        changes.resize(step->changeCount);
+        after = std::move(step->document);
+    }
+    setUndone(std::move(undone));
     setDocument(m_original);
     setChanges({});
     setHistory({});

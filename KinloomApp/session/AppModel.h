@@ -10,6 +10,7 @@
 #include <QHashFunctions>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 class QTemporaryDir;
@@ -67,6 +68,14 @@ struct HistoryStep
     std::size_t changeCount = 0; ///< the change list was the first this many entries of `changes`
 };
 
+/// One undone batch, kept so that Redo can put it back: the document as the batch left it and the
+/// batch's own entries of the change list.
+struct UndoneStep
+{
+    GedcomDocument document;
+    std::vector<ChangeEntry> entries;
+};
+
 /// The one session of the application: the opened file, the document as it now stands, the latest
 /// findings, the user's choices, the undo history and the texts the views show. Views read it and
 /// act only through it; reading, scanning and applying run off this object's thread on copies.
@@ -102,6 +111,7 @@ public:
         dismissed,       ///< which findings earlier decisions hide
         showDismissed,   ///< whether the lists show the dismissed findings instead of the others
         currentFinding,  ///< the finding the lists have selected
+        undone,          ///< the batches undone, for Redo
     };
     Q_ENUM(Field)
 
@@ -123,6 +133,9 @@ public:
     [[nodiscard]] bool discardConfirmed() const { return m_discardConfirmed; }
     [[nodiscard]] const std::vector<HistoryStep>& history() const { return m_history; }
     [[nodiscard]] const std::optional<QString>& lastApplied() const { return m_lastApplied; }
+    /// The fixes the last apply skipped, one line each naming the fix, its records and why.
+    [[nodiscard]] const QStringList& skipped() const { return m_skipped; }
+    [[nodiscard]] const std::vector<UndoneStep>& undone() const { return m_undone; }
     [[nodiscard]] const std::optional<SidebarItem>& sidebar() const { return m_sidebar; }
     [[nodiscard]] bool showApply() const { return m_showApply; }
     [[nodiscard]] const std::optional<QString>& error() const { return m_error; }
@@ -161,6 +174,9 @@ public:
     /// A place finding's fix rebuilt for the spelling the user chose; none when no other spelling
     /// was chosen and the finding's own fix applies.
     [[nodiscard]] std::optional<Fix> chosenPlaceFix(const Issue& issue) const;
+    /// Who and where each finding's fix is about, people and couples named: "Mary Smith (@I4@) · BIRT
+    /// DATE", "John Smith & Mary Jones (@F2@) · MARR DATE". One pass over the document for them all.
+    [[nodiscard]] QStringList recordsTexts(const std::vector<const Issue*>& issues) const;
 
     /// Keeps the other record of the likely duplicate at this index of `result` and merges the one it
     /// kept into it ("Keep This One"); the choice holds through later scans.
@@ -206,6 +222,8 @@ public:
     void applySelection();
     /// Restores the document and changes from before the last batch, then scans.
     void undoLast();
+    /// Puts back the batch undone last, then scans.
+    void redo();
     /// Returns to the document as opened, then scans.
     void undoAll();
     /// Asks for a folder and writes a cleaned copy and its change log there, then offers to show them;
@@ -226,7 +244,11 @@ private:
     void load(const QString& path, GedcomDocument document);
     void setBusy(std::optional<QString> text);
     void setProgress(std::optional<double> fraction);
-    void setLastApplied(QString text);
+    /// The result of an action, which stays until the next one says its own.
+    void setLastApplied(QString text, QStringList skipped = {});
+    void setUndone(std::vector<UndoneStep> undone);
+    /// The ticked fixes of `result` that made none of these entries, each with its records.
+    [[nodiscard]] QStringList skippedLines(const std::vector<ChangeEntry>& entries) const;
     void setChanges(std::vector<ChangeEntry> changes);
     void setDocument(std::optional<GedcomDocument> document);
     void setHistory(std::vector<HistoryStep> history);
@@ -264,6 +286,8 @@ private:
     bool m_discardConfirmed = false;
     std::vector<HistoryStep> m_history;
     std::optional<QString> m_lastApplied;
+    QStringList m_skipped;
+    std::vector<UndoneStep> m_undone;
     std::optional<SidebarItem> m_sidebar;
     bool m_showApply = false;
     std::optional<QString> m_error;
@@ -290,6 +314,9 @@ private:
     std::chrono::system_clock::time_point m_scanDate; ///< when `result` was made, for the report
     bool m_jobRunning = false;
     bool m_scanPending = false; ///< the options changed while a job ran
+    /// The options and the number of findings listed before the settings changed, until the scan
+    /// with the new ones says what changed.
+    std::optional<std::pair<ScanOptions, std::size_t>> m_rescanFrom;
 };
 
 } // namespace kinloom

@@ -41,6 +41,8 @@ QString text(const std::optional<QString>& value)
 
 } // namespace
 
+Q_DECLARE_METATYPE(kinloom::ScanOptions)
+
 // Background work ends when the busy text is cleared; every operation sets it before it starts.
 #define WAIT_IDLE(model) QTRY_VERIFY_WITH_TIMEOUT(!(model).busy(), 30000)
 
@@ -272,6 +274,10 @@ private Q_SLOTS:
                  QStringLiteral(
                      "Applied 1 change; 1 skipped because another change had already altered those lines."));
         QCOMPARE(model.changes().size(), 1u);
+        // Either fix may be the one that went first; the other is listed with its person and why.
+        QCOMPARE(model.skipped().size(), 1);
+        QVERIFY2(model.skipped()[0].endsWith(QStringLiteral(" · John Smith (@I1@) · FAMS")),
+                 qPrintable(model.skipped()[0]));
     }
 
     void chosenPlaceSpellingIsWritten()
@@ -356,11 +362,21 @@ private Q_SLOTS:
         WAIT_IDLE(model);
         const std::vector<ChangeEntry> first(model.changes().begin(), model.changes().begin() + 1);
 
+        const GedcomDocument both = *model.document();
+        const std::vector<ChangeEntry> all = model.changes();
+
         model.undoLast();
         WAIT_IDLE(model);
         QCOMPARE(text(model.lastApplied()), QStringLiteral("Undid the last batch of changes."));
         QCOMPARE(model.history().size(), 1u);
         QVERIFY(model.changes() == first);
+
+        model.redo();
+        WAIT_IDLE(model);
+        QCOMPARE(text(model.lastApplied()), QStringLiteral("Redid 1 change."));
+        QVERIFY(*model.document() == both && model.changes() == all);
+        QCOMPARE(model.history().size(), 2u);
+        QVERIFY(model.undone().empty());
 
         model.undoAll();
         WAIT_IDLE(model);
@@ -368,6 +384,25 @@ private Q_SLOTS:
         QVERIFY(model.history().empty() && model.changes().empty());
         QVERIFY(!model.hasUnsavedChanges());
         QVERIFY(*model.result() == opened);
+
+        // Undo All undid two batches; Redo puts back the first, then the second.
+        model.redo();
+        WAIT_IDLE(model);
+        QVERIFY(model.changes() == first);
+        model.redo();
+        WAIT_IDLE(model);
+        QVERIFY(*model.document() == both && model.changes() == all);
+
+        // A new batch after an undo leaves nothing to redo.
+        model.undoLast();
+        WAIT_IDLE(model);
+        model.setSelected(fixID(model, "place-"), true);
+        model.applySelection();
+        WAIT_IDLE(model);
+        QVERIFY(model.undone().empty());
+        QSignalSpy redone(&model, &AppModel::changed);
+        model.redo();
+        QCOMPARE(redone.count(), 0);
     }
 
     void savingTwiceNumbersTheCopies()
@@ -600,20 +635,51 @@ private Q_SLOTS:
         QCOMPARE(AppModel(services, true).options(), ScanOptions());
     }
 
+    /// The options the rescan test starts from: two limits changed.
+    static ScanOptions strictOptions()
+    {
+        ScanOptions strict;
+        strict.minParentAge = 40;
+        strict.maxLifespan = 110;
+        return strict;
+    }
+
+    void changingOptionsRescans_data()
+    {
+        QTest::addColumn<ScanOptions>("next");
+        QTest::addColumn<QString>("message");
+        ScanOptions older = strictOptions();
+        older.maxLifespan = 100;
+        QTest::newRow("a limit") << older
+                                 << QStringLiteral(
+                                        "Rescanned with Longest life 100: the same number of findings");
+        ScanOptions off = strictOptions();
+        off.skippedKinds = {"miss-sexform"};
+        QTest::newRow("a kind off")
+            << off
+            << QStringLiteral("Rescanned with “Sex not in the standard form” switched off: 1 fewer finding");
+        QTest::newRow("back to the defaults")
+            << ScanOptions() << QStringLiteral("Rescanned with the default settings: 2 fewer findings");
+    }
+
     void changingOptionsRescans()
     {
+        QFETCH(ScanOptions, next);
+        QFETCH(QString, message);
         ScriptedServices services;
         AppModel model(services, false);
         model.openFile(writeFile(QStringLiteral("Smith.ged"), smithFamily));
-        // Changed while the first scan runs: one more scan follows with the new options.
-        ScanOptions strict;
-        strict.minParentAge = 40;
-        model.setOptions(strict);
+        // Changed while the first scan runs: one more scan follows with the new options, unsaid.
+        model.setOptions(strictOptions());
         QTRY_VERIFY_WITH_TIMEOUT(
             !model.busy() && model.result() &&
                 std::any_of(model.result()->issues.begin(), model.result()->issues.end(),
                             [](const Issue& issue) { return issue.id.starts_with("imp-"); }),
             30000);
+        QVERIFY(!model.lastApplied());
+        model.setOptions(next);
+        WAIT_IDLE(model);
+        QCOMPARE(text(model.lastApplied()), message);
     }
 
     void decisionsHoldUntilARecordChanges()

@@ -14,16 +14,21 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QDragEnterEvent>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QSettings>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -95,6 +100,7 @@ ContentView::ContentView(AppModel& model, QWidget* parent) : QMainWindow(parent)
 
     m_applySheet = new ApplySheet(model, this);
     createActions();
+    createStatusBar();
     restoreLayout();
 
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) { refresh(int(field)); });
@@ -115,6 +121,10 @@ void ContentView::createActions()
                         QStringLiteral("Undo the last batch of changes"), QKeySequence::Undo);
     m_undo->setIconText(QStringLiteral("Undo"));
     connect(m_undo, &QAction::triggered, &m_model, &AppModel::undoLast);
+    m_redo = makeAction(this, "redoAction", QStringLiteral("Redo"), "arrow.uturn.forward",
+                        QStringLiteral("Apply the batch of changes just undone again"),
+                        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z));
+    connect(m_redo, &QAction::triggered, &m_model, &AppModel::redo);
     m_undoAll = makeAction(this, "undoAllAction", QStringLiteral("Undo All Changes"), {},
                            QStringLiteral("Go back to the file as it was opened"));
     connect(m_undoAll, &QAction::triggered, &m_model, &AppModel::undoAll);
@@ -197,6 +207,7 @@ void ContentView::createActions()
     auto* editMenu = menuBar()->addMenu(QStringLiteral("&Edit"));
     editMenu->setObjectName(QStringLiteral("editMenu"));
     editMenu->addAction(m_undo);
+    editMenu->addAction(m_redo);
     editMenu->addAction(m_undoAll);
     editMenu->addSeparator();
     editMenu->addAction(find);
@@ -252,7 +263,7 @@ void ContentView::createActions()
     toolbar->addAction(m_save);
     toolbar->addSeparator();
     toolbar->addAction(m_review);
-    m_sessionActions = {open, sample, m_undo, m_undoAll, m_report, m_save, m_review};
+    m_sessionActions = {open, sample, m_undo, m_redo, m_undoAll, m_report, m_save, m_review};
 }
 
 void ContentView::createDecisionActions(QMenu* editMenu, QMenu* viewMenu)
@@ -340,6 +351,7 @@ void ContentView::refresh(int field)
     for (QAction* action : std::as_const(m_sessionActions))
         action->setEnabled(idle);
     m_undo->setEnabled(idle && !m_model.history().empty());
+    m_redo->setEnabled(idle && !m_model.undone().empty());
     m_undoAll->setEnabled(idle && !m_model.history().empty());
     m_report->setEnabled(idle && m_model.result());
     m_exportMenu->setEnabled(m_report->isEnabled());
@@ -354,8 +366,61 @@ void ContentView::refresh(int field)
     for (QAction* action : std::as_const(m_viewActions))
         action->setEnabled(open);
     refreshDecisionActions();
+    if (is(Field::lastApplied)) {
+        m_statusMessage->setText(m_model.lastApplied().value_or(QString()));
+        const qsizetype skipped = m_model.skipped().size();
+        m_skippedButton->setText(QString::number(skipped) + QStringLiteral(" skipped…"));
+        m_skippedButton->setVisible(skipped > 0);
+    }
     if (is(Field::error))
         showError();
+}
+
+void ContentView::createStatusBar()
+{
+    // Added as the bar's own widgets, not as a passing message, so that a menu's help text shown
+    // over it gives way to it again.
+    m_statusMessage = new QLabel(this);
+    m_statusMessage->setObjectName(QStringLiteral("statusMessage"));
+    m_statusMessage->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_skippedButton = new QPushButton(this);
+    m_skippedButton->setObjectName(QStringLiteral("skippedButton"));
+    m_skippedButton->setToolTip(QStringLiteral("List the fixes that were skipped, and why"));
+    m_skippedButton->hide();
+    connect(m_skippedButton, &QPushButton::clicked, this, &ContentView::showSkipped);
+    statusBar()->setObjectName(QStringLiteral("statusBar"));
+    statusBar()->addWidget(m_statusMessage);
+    statusBar()->addWidget(m_skippedButton);
+}
+
+void ContentView::showSkipped()
+{
+    auto* dialog = new QDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setObjectName(QStringLiteral("skippedList"));
+    dialog->setWindowTitle(QStringLiteral("Skipped Fixes"));
+    dialog->setWindowModality(Qt::WindowModal);
+    const QStringList& skipped = m_model.skipped();
+    auto* why = new QLabel(
+        (skipped.size() == 1 ? QStringLiteral("This fix was skipped because another change")
+                             : QStringLiteral("These fixes were skipped because other changes")) +
+            QStringLiteral(" in the same batch had already altered its lines. The lines are as that change "
+                           "left them; tick the fix again if its finding is still listed."),
+        dialog);
+    why->setObjectName(QStringLiteral("skippedWhy"));
+    why->setWordWrap(true);
+    auto* list = new QListWidget(dialog);
+    list->setObjectName(QStringLiteral("skippedFixes"));
+    list->setAccessibleName(QStringLiteral("Skipped fixes"));
+    list->addItems(skipped);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, dialog);
+    connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addWidget(why);
+    layout->addWidget(list, 1);
+    layout->addWidget(buttons);
+    dialog->resize(620, 320);
+    dialog->open();
 }
 
 void ContentView::showError()

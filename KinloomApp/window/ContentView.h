@@ -8,6 +8,7 @@ class QMenu;
 class QMessageBox;
 class QMimeData;
 class QProgressBar;
+class QPushButton;
 class QStackedWidget;
 
 namespace kinloom {
@@ -19,7 +20,8 @@ class MainSplitView;
 class SettingsView;
 
 /// The main window: the empty state or the findings, the toolbar, the busy overlay with its
-/// progress bar, the apply sheet, and the alert for failures. A family-tree file dropped anywhere on
+/// progress bar, the apply sheet, the status bar with the last action's result, and the alert for
+/// failures. A family-tree file dropped anywhere on
 /// it opens. The window's size and splitter positions are kept between runs.
 class ContentView final : public QMainWindow
 {
@@ -49,6 +51,9 @@ private:
     void refreshDecisionActions();
     void showSettings();
     void showAbout();
+    /// The fixes the last apply skipped, and why.
+    void showSkipped();
+    void createStatusBar();
     void setDropTargeted(bool targeted);
     void refresh(int field);
     void showError();
@@ -68,9 +73,12 @@ private:
     SettingsView* m_settings = nullptr;
     QMessageBox* m_alert = nullptr;
     QMessageBox* m_about = nullptr;
+    QLabel* m_statusMessage = nullptr; ///< the result of the last action, until the next one
+    QPushButton* m_skippedButton = nullptr;
     QList<QAction*> m_sessionActions; ///< disabled while work runs
     QList<QAction*> m_viewActions;    ///< enabled while a file is open
     QAction* m_undo = nullptr;
+    QAction* m_redo = nullptr;
     QAction* m_undoAll = nullptr;
     QMenu* m_exportMenu = nullptr;
     QAction* m_report = nullptr;

@@ -26,6 +26,7 @@
 #include <QTest>
 #include <QToolButton>
 #include <QTreeView>
+#include <QTreeWidget>
 
 using namespace kinloom;
 
@@ -237,8 +238,28 @@ private Q_SLOTS:
         QTest::mouseClick(child<QPushButton>("tickAllButton"), Qt::LeftButton);
         QCOMPARE(m_model->selection(), std::set<std::string>(ids.begin(), ids.end()));
         child<QAction>("reviewAction")->trigger();
-        QCOMPARE(child<QListWidget>("applyList")->count(), int(ids.size()));
+        auto* sheet = child<QTreeWidget>("applyList");
+        QStringList lines;
+        for (QTreeWidgetItemIterator it(sheet); *it; ++it)
+            lines << (*it)->text(0);
+        // Grouped by kind, each line naming its person.
+        QCOMPARE(lines,
+                 (QStringList{"Sex not in the standard form  ·  2", "Write as “M”\nJohn Smith (@I1@) · SEX",
+                              "Write as “F”\nAnn Smith (@I3@) · SEX"}));
         QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size()));
+
+        // The space bar unticks a line, which stays listed to tick again; a group's box does all its lines.
+        QCOMPARE(sheet->currentItem(), sheet->topLevelItem(0)->child(0));
+        QTest::keyClick(sheet, Qt::Key_Space);
+        QCOMPARE(m_model->selection().size(), ids.size() - 1);
+        QCOMPARE(sheet->topLevelItem(0)->childCount(), 2);
+        QCOMPARE(sheet->topLevelItem(0)->checkState(0), Qt::PartiallyChecked);
+        QCOMPARE(child<QPushButton>("applyButton")->text(), ApplySheet::applyTitle(ids.size() - 1));
+        sheet->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+        QVERIFY(m_model->selection().empty());
+        QVERIFY(!child<QPushButton>("applyButton")->isEnabled());
+        sheet->topLevelItem(0)->setCheckState(0, Qt::Checked);
+        QCOMPARE(m_model->selection(), std::set<std::string>(ids.begin(), ids.end()));
     }
 
     void bulkTickingLeavesFixesToCheckAndUntickAllClears()
@@ -328,8 +349,8 @@ private Q_SLOTS:
         store.write("[1, 2");
         store.close();
         open(smithFamily);
-        QVERIFY2(labelText("lastAppliedLabel").contains(QStringLiteral("set aside")),
-                 qPrintable(labelText("lastAppliedLabel")));
+        QVERIFY2(labelText("statusMessage").contains(QStringLiteral("set aside")),
+                 qPrintable(labelText("statusMessage")));
         auto* alert = m_window->findChild<QMessageBox*>(QStringLiteral("errorAlert"));
         QVERIFY(!alert || !alert->isVisible());
         QVERIFY(!child<QToolButton>("showDismissedButton")->isVisible());
@@ -386,6 +407,15 @@ private Q_SLOTS:
         };
         const char* nothingToSave = "No changes to save yet: tick fixes and apply them first";
         saveOffers(false, nothingToSave);
+        // The list keeps its place through the apply, an undo and a redo.
+        auto* tree = child<QTreeView>("issueTree");
+        tree->setCurrentIndex(tree->model()->index(1, 0, tree->currentIndex().parent()));
+        const auto currentRecords = [this, tree] {
+            const Issue* issue = m_window->mainSplit()->issueList()->listModel()->issue(tree->currentIndex());
+            return issue ? issue->records : std::vector<std::string>();
+        };
+        const std::vector<std::string> records = currentRecords();
+        QVERIFY(!records.empty());
         child<QAction>("reviewAction")->trigger();
         QVERIFY(child<QWidget>("applySheet")->isVisible());
         auto* apply = child<QPushButton>("applyButton");
@@ -393,7 +423,14 @@ private Q_SLOTS:
         QTest::mouseClick(apply, Qt::LeftButton);
         QVERIFY(!m_model->showApply());
         WAIT_IDLE(*m_model);
-        QCOMPARE(m_model->lastApplied().value_or(QString()), QStringLiteral("Applied 1 change."));
+        QCOMPARE(currentRecords(), records);
+        QCOMPARE(labelText("statusMessage"), QStringLiteral("Applied 1 change."));
+        QVERIFY(!child<QPushButton>("skippedButton")->isVisible());
+        for (const char* action : {"undoAction", "redoAction"}) {
+            child<QAction>(action)->trigger();
+            WAIT_IDLE(*m_model);
+            QCOMPARE(currentRecords(), records);
+        }
         // The list rescanned while busy still offers to tick what is left.
         QVERIFY(child<QPushButton>("tickAllButton")->isEnabled());
         QCOMPARE(labelText("unsavedLabel"), QStringLiteral("1 change applied, not yet saved"));
@@ -426,9 +463,9 @@ private Q_SLOTS:
         m_model->setSelected(issue->fix->id, true);
 
         child<QAction>("reviewAction")->trigger();
-        auto* list = child<QListWidget>("applyList");
-        QCOMPARE(list->count(), 1);
-        QVERIFY(list->item(0)->text().contains(QStringLiteral("“Boston, Massachusetts”")));
+        auto* list = child<QTreeWidget>("applyList");
+        QCOMPARE(list->topLevelItemCount(), 1);
+        QVERIFY(list->topLevelItem(0)->child(0)->text(0).contains(QStringLiteral("“Boston, Massachusetts”")));
         child<QPushButton>("applyCancelButton")->click();
 
         const QModelIndex row = child<QTreeView>("issueTree")->currentIndex();
@@ -443,7 +480,8 @@ private Q_SLOTS:
         QCOMPARE(firstLine.data(IssueListModel::PreviewAfterRole).toString(),
                  QStringLiteral("boston,  massachusetts"));
         child<QAction>("reviewAction")->trigger();
-        QVERIFY(list->item(0)->text().contains(QStringLiteral("“boston,  massachusetts”")));
+        QVERIFY(
+            list->topLevelItem(0)->child(0)->text(0).contains(QStringLiteral("“boston,  massachusetts”")));
     }
 
     void duplicateComparisonShowsBothRecords()
@@ -742,6 +780,7 @@ private Q_SLOTS:
                                      "Close Window",
                                      "Quit",
                                      "Undo Last Batch",
+                                     "Redo",
                                      "Undo All Changes",
                                      "Find",
                                      "Not a Problem",
@@ -761,6 +800,7 @@ private Q_SLOTS:
                                      "Open Sample Tree",
                                      "About Kinloom"}));
         QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
+        QCOMPARE(child<QAction>("redoAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+Z")));
         QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
 
         child<QAction>("openSampleAction")->trigger();

@@ -19,6 +19,7 @@ struct SymbolIcon
 constexpr std::array symbolIcons{
     SymbolIcon{"folder", "document-open", QStyle::SP_DialogOpenButton},
     SymbolIcon{"arrow.uturn.backward", "edit-undo", QStyle::SP_ArrowBack},
+    SymbolIcon{"arrow.uturn.forward", "edit-redo", QStyle::SP_ArrowForward},
     SymbolIcon{"doc.text.magnifyingglass", "edit-find", QStyle::SP_FileDialogContentsView},
     SymbolIcon{"magnifyingglass", "edit-find", QStyle::SP_FileDialogContentsView},
     SymbolIcon{"square.and.arrow.down.on.square", "document-save-as", QStyle::SP_DialogSaveButton},

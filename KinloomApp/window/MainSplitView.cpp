@@ -2,12 +2,14 @@
 
 #include "session/AppModel.h"
 #include "window/ChangesView.h"
-#include "window/findings/IssueListView.h"
 #include "window/OverviewView.h"
 #include "window/SelectionBar.h"
 #include "window/SidebarView.h"
+#include "window/findings/IssueListModel.h"
+#include "window/findings/IssueListView.h"
 
 #include <QStackedWidget>
+#include <QTreeView>
 #include <QVBoxLayout>
 
 namespace kinloom {
@@ -41,8 +43,21 @@ MainSplitView::MainSplitView(AppModel& model, QWidget* parent)
     setSizes({220, 780});
 
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
-        if (field == AppModel::Field::sidebar)
+        switch (field) {
+        case AppModel::Field::sidebar:
             showSelected();
+            break;
+        // Each is changed before the rescan it leads to, while the list still shows the old findings.
+        case AppModel::Field::history:
+        case AppModel::Field::options:
+            rememberPlace();
+            break;
+        case AppModel::Field::result:
+            restorePlace();
+            break;
+        default:
+            break;
+        }
     });
     showSelected();
 }
@@ -61,6 +76,79 @@ void MainSplitView::showSelected()
     case SidebarItem::Kind::changes:
         m_stack->setCurrentWidget(m_changes);
         break;
+    }
+}
+
+namespace {
+
+/// A finding's row for any row under it, such as a line of its preview.
+QModelIndex findingRow(QModelIndex index)
+{
+    while (index.parent().isValid() && index.parent().parent().isValid())
+        index = index.parent();
+    return index;
+}
+
+} // namespace
+
+void MainSplitView::rememberPlace()
+{
+    m_current.reset();
+    m_top.reset();
+    if (!m_model.result() || m_stack->currentWidget() != m_issueList)
+        return;
+    const IssueListModel& list = *m_issueList->listModel();
+    const auto rowOf = [&list](QModelIndex index) -> std::optional<Row> {
+        index = findingRow(index);
+        if (!index.isValid())
+            return std::nullopt;
+        if (!index.parent().isValid())
+            return Row{std::string(list.groupKind(index.row())), {}, index.row(), 0};
+        const Issue* issue = list.issue(index);
+        return Row{std::string(list.groupKind(index.parent().row())), issue ? issue->id : std::string(),
+                   index.parent().row(), index.row()};
+    };
+    m_current = rowOf(m_issueList->tree()->currentIndex());
+    m_top = rowOf(m_issueList->tree()->indexAt(QPoint(0, 0)));
+}
+
+void MainSplitView::restorePlace()
+{
+    const std::optional<Row> current = std::exchange(m_current, std::nullopt);
+    const std::optional<Row> top = std::exchange(m_top, std::nullopt);
+    const IssueListModel& list = *m_issueList->listModel();
+    const int groups = list.rowCount();
+    if (!m_model.result() || groups == 0)
+        return;
+    // The same finding; when it went, the one now in its place in its group; when the whole group
+    // went, the start of the group now in its place.
+    const auto find = [&](const Row& row) {
+        int group = 0;
+        while (group < groups && list.groupKind(group) != row.kind)
+            ++group;
+        const bool sameGroup = group < groups;
+        const QModelIndex parent = list.index(sameGroup ? group : std::min(row.group, groups - 1), 0);
+        const int rows = list.rowCount(parent);
+        if (!sameGroup)
+            return rows > 0 ? list.index(0, 0, parent) : parent;
+        if (row.finding.empty() || rows == 0)
+            return parent;
+        for (int i = 0; i < rows; ++i) {
+            const QModelIndex index = list.index(i, 0, parent);
+            if (const Issue* issue = list.issue(index); issue && issue->id == row.finding)
+                return index;
+        }
+        return list.index(std::min(row.row, rows - 1), 0, parent);
+    };
+    QTreeView* tree = m_issueList->tree();
+    if (top)
+        tree->scrollTo(find(*top), QAbstractItemView::PositionAtTop);
+    if (current) {
+        const QModelIndex place = find(*current);
+        if (place.parent().isValid())
+            tree->expand(place.parent());
+        tree->setCurrentIndex(place);
+        tree->scrollTo(place);
     }
 }
 

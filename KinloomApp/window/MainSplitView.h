@@ -2,6 +2,9 @@
 
 #include <QSplitter>
 
+#include <optional>
+#include <string>
+
 class QStackedWidget;
 
 namespace kinloom {
@@ -13,7 +16,8 @@ class OverviewView;
 class SelectionBar;
 class SidebarView;
 
-/// The sidebar beside the view of its selected entry, with the selection bar under that view.
+/// The sidebar beside the view of its selected entry, with the selection bar under that view. A
+/// rescan after an apply, an undo or a change of settings leaves the list where it was.
 class MainSplitView final : public QSplitter
 {
     Q_OBJECT
@@ -27,7 +31,21 @@ public:
     [[nodiscard]] ChangesView* changesView() const { return m_changes; }
 
 private:
+    /// A row of the findings list, known by what it shows rather than where, with where it was.
+    struct Row
+    {
+        std::string kind;    ///< the group's kind
+        std::string finding; ///< the finding's id; empty for the group's own row
+        int group = 0;
+        int row = 0;
+    };
+
     void showSelected();
+    void rememberPlace();
+    void restorePlace();
+
+    std::optional<Row> m_current; ///< the list's current row before the rescan
+    std::optional<Row> m_top;     ///< the row at the top of the list before the rescan
 
     AppModel& m_model;
     SidebarView* m_sidebar = nullptr;

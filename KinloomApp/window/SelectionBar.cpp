@@ -47,9 +47,6 @@ SelectionBar::SelectionBar(AppModel& model, QWidget* parent) : QFrame(parent), m
     setFrameShape(QFrame::StyledPanel);
     m_ticked = new QLabel(this);
     m_ticked->setObjectName(QStringLiteral("tickedLabel"));
-    m_lastApplied = new QLabel(this);
-    m_lastApplied->setObjectName(QStringLiteral("lastAppliedLabel"));
-    m_lastApplied->setForegroundRole(QPalette::PlaceholderText);
     m_unsaved = new QLabel(this);
     m_unsaved->setObjectName(QStringLiteral("unsavedLabel"));
     m_decide = new QPushButton(this);
@@ -59,14 +56,14 @@ SelectionBar::SelectionBar(AppModel& model, QWidget* parent) : QFrame(parent), m
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 4, 10, 4);
     layout->addWidget(m_ticked);
-    layout->addWidget(m_lastApplied, 1);
+    layout->addStretch(1);
     layout->addWidget(m_unsaved);
     layout->addWidget(m_decide);
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
-        if (field == AppModel::Field::selection || field == AppModel::Field::lastApplied ||
-            field == AppModel::Field::changes || field == AppModel::Field::savedChanges ||
-            field == AppModel::Field::currentFinding || field == AppModel::Field::dismissed ||
-            field == AppModel::Field::sidebar || field == AppModel::Field::result)
+        if (field == AppModel::Field::selection || field == AppModel::Field::changes ||
+            field == AppModel::Field::savedChanges || field == AppModel::Field::currentFinding ||
+            field == AppModel::Field::dismissed || field == AppModel::Field::sidebar ||
+            field == AppModel::Field::result)
             refresh();
     });
     refresh();
@@ -78,7 +75,6 @@ void SelectionBar::refresh()
     m_ticked->setText(ticked == 0   ? QStringLiteral("No fixes ticked")
                       : ticked == 1 ? QStringLiteral("1 fix ticked")
                                     : QString::number(ticked) + QStringLiteral(" fixes ticked"));
-    m_lastApplied->setText(m_model.lastApplied().value_or(QString()));
     m_unsaved->setText(unsavedText(m_model));
 
     // The button acts on the finding selected in the list on show.

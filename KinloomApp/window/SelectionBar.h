@@ -11,8 +11,8 @@ namespace kinloom {
 class AppModel;
 struct Issue;
 
-/// The line under the lists: how many fixes are ticked, the result of the last action, how many
-/// applied changes are not saved yet, and "Not a Problem" (or "Bring Back") for the selected finding.
+/// The line under the lists: how many fixes are ticked, how many applied changes are not saved yet, and "Not
+/// a Problem" (or "Bring Back") for the selected finding.
 class SelectionBar final : public QFrame
 {
     Q_OBJECT
@@ -35,7 +35,6 @@ private:
 
     AppModel& m_model;
     QLabel* m_ticked = nullptr;
-    QLabel* m_lastApplied = nullptr;
     QLabel* m_unsaved = nullptr;
     QPushButton* m_decide = nullptr;
 };
