@@ -2,6 +2,11 @@
 include(GNUInstallDirs)
 
 install(TARGETS kinloom-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# The GEDCOM grammars compiled into the engine travel with their licence and notices.
+set(grammar_dir ${PROJECT_SOURCE_DIR}/KinloomKit/structure)
+install(FILES ${grammar_dir}/gedcom7/LICENSE ${grammar_dir}/gedcom7/NOTICE
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kinloom/gedcom7-grammar)
+install(FILES ${grammar_dir}/gedcom551/NOTICE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kinloom/gedcom551-grammar)
 
 if(KINLOOM_BUILD_APP)
     install(TARGETS kinloom RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -21,7 +21,8 @@ usr=$root/usr
 
 sizes=(16 24 32 48 64 128 256)
 expected=(bin/kinloom bin/kinloom-cli share/applications/kinloom.desktop share/mime/packages/kinloom.xml
-    share/icons/hicolor/scalable/apps/kinloom.svg)
+    share/icons/hicolor/scalable/apps/kinloom.svg share/doc/kinloom/gedcom7-grammar/LICENSE
+    share/doc/kinloom/gedcom7-grammar/NOTICE share/doc/kinloom/gedcom551-grammar/NOTICE)
 for size in "${sizes[@]}"; do
     expected+=("share/icons/hicolor/${size}x${size}/apps/kinloom.png")
 done

@@ -24,7 +24,7 @@ constexpr std::array<CategoryNames, allIssueCategories.size()> categoryNames{{
 namespace {
 
 using enum IssueCategory;
-constexpr std::array<FindingKind, 46> findingKinds{{
+constexpr std::array<FindingKind, 57> findingKinds{{
     {"dup", duplicates, "The same person twice"},
     {"dupfam", duplicates, "Same couple, two families"},
     {"imp-order", impossibleDates, "Born after their child"},
@@ -71,6 +71,17 @@ constexpr std::array<FindingKind, 46> findingKinds{{
     {"file-read", file, "How the file was read"},
     {"file-nohead", file, "No header", true},
     {"file-line", file, "Unreadable line kept as is"},
+    {"struct-header", file, "Header parts missing", true},
+    {"struct-spaces", file, "Extra spaces between the parts of a line"},
+    {"struct-long", file, "Lines longer than 255 characters"},
+    {"struct-cont", file, "Continuation lines under a tag that takes no text"},
+    {"struct-misplaced", file, "Tag where the standard does not allow it"},
+    {"struct-unknown", file, "Tag the standard does not know"},
+    {"struct-pointer", file, "Text where a link belongs"},
+    {"struct-target", file, "Link to a record of another kind"},
+    {"struct-value", file, "Text on a tag that takes none"},
+    {"struct-enum", file, "Value not among the standard\u2019s choices"},
+    {"struct-required", file, "Required part missing"},
 }};
 
 } // namespace

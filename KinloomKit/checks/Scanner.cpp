@@ -4,6 +4,7 @@
 #include "checks/Checks.h"
 #include "document/Text.h"
 #include "family/TreeIndex.h"
+#include "structure/StructureChecks.h"
 
 #include <algorithm>
 #include <cctype>
@@ -61,9 +62,10 @@ struct Walked
     std::array<std::size_t, GedcomDates::allStyles.size()> styleCounts{};
 };
 
-// File checks (reading notes, unreadable lines kept as they are, a missing header) and the first
-// half of the date-format checks: every DATE value outside the header is counted and styled.
-Walked walkDocument(const GedcomDocument& document, bool v7)
+// File checks (reading notes, unreadable lines kept as they are, a missing header, and unless
+// `structure` is false the file's structure) and the first half of the date-format checks: every
+// DATE value outside the header is counted and styled.
+Walked walkDocument(const GedcomDocument& document, bool v7, bool structure)
 {
     Walked walked;
     std::vector<Issue>& issues = walked.fileIssues;
@@ -71,7 +73,11 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
         issues.push_back({"file-read-" + std::to_string(i), IssueCategory::file, Severity::info,
                           "How the file was read", document.readNotes[i]});
     bool hasHeader = false;
+    StructureChecks::Walk structureWalk =
+        structure ? StructureChecks::start(document.version()) : StructureChecks::Walk{};
     for (NodeView record : document.records()) {
+        // While the record's lines are at hand.
+        StructureChecks::checkRecord(structureWalk, record);
         const bool header = record.tag() == "HEAD";
         hasHeader = hasHeader || header;
         record.walk([&](NodeView node) {
@@ -109,6 +115,8 @@ Walked walkDocument(const GedcomDocument& document, bool v7)
         issues.push_back(
             {"file-nohead", IssueCategory::file, Severity::warning, "No header",
              "The file has no HEAD record. Most programs still read it, but it may not be a GEDCOM file."});
+    std::vector<Issue> structureIssues = StructureChecks::finish(std::move(structureWalk), document);
+    std::move(structureIssues.begin(), structureIssues.end(), std::back_inserter(issues));
     return walked;
 }
 
@@ -633,7 +641,10 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     if (oneThread)
         duplicates.wait();
     stages.reach(Stages::file);
-    const Walked walked = walkDocument(document, v7);
+    const bool structure = !std::ranges::all_of(allFindingKinds(), [&](const FindingKind& kind) {
+        return !kind.id.starts_with("struct-") || options.skips(kind.id);
+    });
+    const Walked walked = walkDocument(document, v7, structure);
     const NumericDateOrder order = orderKnown.get();
     if (options.numericOrder == NumericDateOrder::automatic && order != NumericDateOrder::automatic)
         stats.numericOrder = order;

@@ -1,0 +1,482 @@
+#include "structure/StructureChecks.h"
+
+#include "changes/FixApplier.h"
+#include "document/Text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kinloom::StructureChecks {
+using Grammar::Payload;
+using Kind = Hit::Kind;
+using Text::trimmed;
+
+namespace {
+
+constexpr std::size_t linesShown = 3;
+constexpr std::size_t lineCharacters = 80;
+// GEDCOM 5.5.1 counts a line's characters, its terminator included.
+constexpr std::size_t longestLine = 255;
+constexpr std::string_view dropped = "programs that follow the standard may drop";
+
+std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+std::size_t characterCount(std::string_view text)
+{
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+/// A line as the user wrote it, without its indentation, cut to a length a detail can hold.
+std::string shownLine(NodeView node)
+{
+    std::string_view line = node.raw().value_or("");
+    while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
+        line.remove_prefix(1);
+    std::size_t end = 0;
+    for (std::size_t seen = 0; end < line.size() && seen < lineCharacters; ++seen) {
+        ++end;
+        while (end < line.size() && (static_cast<unsigned char>(line[end]) & 0xC0) == 0x80)
+            ++end;
+    }
+    return quoted(end < line.size() ? std::string(line.substr(0, end)) + "\u2026" : std::string(line));
+}
+
+bool isPointer(std::string_view value)
+{
+    return value.size() >= 3 && value.front() == '@' && value.back() == '@' && value[1] != '#';
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+        return (x >= 'a' && x <= 'z' ? x - 32 : x) == (y >= 'a' && y <= 'z' ? y - 32 : y);
+    });
+}
+
+/// Whether the value is one the enumeration allows. GEDCOM 5.5.1 writes some of its values in
+/// lower case and programs write them in any case; GEDCOM 7 values are tags, extensions included.
+bool isAllowed(std::string_view value, std::span<const std::string_view> values, bool v7)
+{
+    if (v7 && value.starts_with('_'))
+        return true;
+    return std::ranges::any_of(values, [&](std::string_view allowed) {
+        if (allowed == "(\u2026)")
+            return value.size() >= 2 && value.front() == '(' && value.back() == ')';
+        return v7 ? value == allowed : equalsIgnoringCase(value, allowed);
+    });
+}
+
+/// Doubled blanks between level, xref and tag, as the line was read.
+bool hasDoubledSpaces(std::string_view line)
+{
+    std::size_t i = 0;
+    while (i < line.size() && (line[i] == ' ' || line[i] == '\t'))
+        ++i;
+    while (i < line.size() && line[i] >= '0' && line[i] <= '9')
+        ++i;
+    if (line.substr(i).starts_with("  "))
+        return true;
+    while (i < line.size() && line[i] == ' ')
+        ++i;
+    if (i < line.size() && line[i] == '@') {
+        const std::size_t close = line.find('@', i + 1);
+        if (close != std::string_view::npos && line.substr(close + 1).starts_with("  "))
+            return true;
+    }
+    return false;
+}
+
+// The links whose kind of record the link checks already judge, by the tags they are on.
+bool linkChecksJudge(std::string_view tag)
+{
+    static constexpr std::array<std::string_view, 11> judged{"FAMC", "FAMS", "HUSB", "WIFE", "CHIL", "SOUR",
+                                                             "REPO", "OBJE", "SUBM", "NOTE", "SNOTE"};
+    return std::ranges::find(judged, tag) != judged.end();
+}
+
+/// The checks of a line's spacing and length, which hold for every line, extensions included.
+void checkLine(Walk& walk, NodeView node, NodeView parent)
+{
+    const std::optional<std::string_view> raw = node.raw();
+    if (!raw)
+        return;
+    if (hasDoubledSpaces(*raw))
+        walk.hits.push_back({Kind::spaces, 0, 0, node, parent});
+    if (!walk.v7 && raw->size() > longestLine && characterCount(*raw) + 1 > longestLine)
+        walk.hits.push_back({Kind::longLine, 0, 0, node, parent});
+}
+
+/// Line checks for the lines below one the grammar does not describe.
+void checkLinesBelow(Walk& walk, NodeView node)
+{
+    for (NodeView child : node.children()) {
+        if (!child.isMalformed())
+            checkLine(walk, child, node);
+        checkLinesBelow(walk, child);
+    }
+}
+
+/// The value of a line against what its structure takes.
+void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t structure, NodeView record)
+{
+    const Grammar::Table& grammar = *walk.grammar;
+    const Grammar::Structure& described = grammar[structure];
+    const std::optional<std::string_view> written = node.value();
+    const std::string_view value = trimmed(written.value_or(""));
+    const std::uint64_t key = Grammar::tagKey(node.tag());
+    // Blanks between tag and value belong to a text value, and to no other.
+    if (written && written->starts_with(' ') && !value.empty() && described.payload != Payload::text &&
+        (described.payload != Payload::pointerOrText || isPointer(value)))
+        walk.hits.push_back({Kind::spaces, 0, structure, node, parent});
+
+    switch (described.payload) {
+    case Payload::none:
+        if (!value.empty())
+            walk.hits.push_back({Kind::value, key, structure, node, parent});
+        break;
+    case Payload::flag:
+        if (!value.empty() && value != "Y")
+            walk.hits.push_back({Kind::value, key, structure, node, parent});
+        break;
+    case Payload::pointer:
+    case Payload::pointerOrNone:
+    case Payload::pointerOrText:
+        if (isPointer(value)) {
+            if (!linkChecksJudge(node.tag()) && value != "@VOID@")
+                walk.links.push_back({node, record, described.target});
+        } else if (described.payload == Payload::pointer ||
+                   (described.payload == Payload::pointerOrNone && !value.empty())) {
+            walk.hits.push_back({Kind::pointer, key, structure, node, parent});
+        }
+        break;
+    case Payload::enumeration:
+    case Payload::enumerationList: {
+        // The missing-details checks read SEX, with fixes of their own.
+        if (value.empty() || node.tag() == "SEX")
+            break;
+        const std::span<const std::string_view> values = grammar.enumOf(structure);
+        bool allowed = true;
+        if (described.payload == Payload::enumeration) {
+            allowed = isAllowed(value, values, walk.v7);
+        } else {
+            for (std::size_t start = 0; start <= value.size() && allowed;) {
+                const std::size_t end = std::min(value.find(',', start), value.size());
+                allowed = isAllowed(trimmed(value.substr(start, end - start)), values, walk.v7);
+                start = end + 1;
+            }
+        }
+        if (!allowed)
+            walk.hits.push_back({Kind::enumeration, key, structure, node, parent});
+        break;
+    }
+    case Payload::text:
+    case Payload::typed:
+        break;
+    }
+}
+
+// Structures nest only as deep as the grammar goes, so the recursion is as shallow as the grammar.
+void checkChildren(Walk& walk, NodeView node, std::uint16_t structure, NodeView record)
+{
+    const Grammar::Table& grammar = *walk.grammar;
+    const std::span<const Grammar::Substructure> subs = grammar.subsOf(structure);
+    std::array<std::uint8_t, 128> counts{};
+    for (NodeView child : node.children()) {
+        if (child.isMalformed())
+            continue;
+        checkLine(walk, child, node);
+        const std::string_view tag = child.tag();
+        if (tag.starts_with('_')) {
+            checkLinesBelow(walk, child);
+            continue;
+        }
+        const std::uint64_t key = Grammar::tagKey(tag);
+        const std::optional<std::uint16_t> found = grammar.find(structure, key);
+        if (!found) {
+            const Payload payload = grammar[structure].payload;
+            // GEDCOM 7 continues any text on CONT lines, and has no CONC.
+            if (walk.v7 && tag == "CONT" && (payload == Payload::text || payload == Payload::pointerOrText))
+                continue;
+            const Kind kind = tag == "CONT" || tag == "CONC" ? Kind::cont
+                              : Grammar::isStandardTag(key)  ? Kind::misplaced
+                                                             : Kind::unknown;
+            walk.hits.push_back(
+                {kind, kind == Kind::cont ? Grammar::tagKey(node.tag()) : key, structure, child, node});
+            checkLinesBelow(walk, child);
+            continue;
+        }
+        const Grammar::Substructure& sub = subs[*found];
+        counts[*found] = static_cast<std::uint8_t>(std::min(counts[*found] + 1, 255));
+        checkValue(walk, child, node, sub.structure, record);
+        checkChildren(walk, child, sub.structure, record);
+    }
+    // A link stands for its record: what a record needs is not asked of a link to one.
+    if (isPointer(trimmed(node.value().value_or(""))))
+        return;
+    for (std::size_t i = 0; i < subs.size(); ++i) {
+        if (subs[i].min > 0 && counts[i] == 0) {
+            if (record.tag() == "HEAD")
+                walk.headerMissing.push_back(std::string(node.tag()) + " " +
+                                             std::string(grammar[subs[i].structure].tag));
+            else
+                walk.hits.push_back({Kind::required, subs[i].tag, subs[i].structure, node, node});
+        }
+    }
+}
+
+struct KindText
+{
+    std::string_view id;
+    Severity severity;
+};
+
+constexpr std::array<KindText, 9> kindTexts{{
+    {"struct-spaces", Severity::warning},
+    {"struct-long", Severity::warning},
+    {"struct-cont", Severity::warning},
+    {"struct-misplaced", Severity::warning},
+    {"struct-unknown", Severity::warning},
+    {"struct-pointer", Severity::warning},
+    {"struct-value", Severity::warning},
+    {"struct-enum", Severity::warning},
+    {"struct-required", Severity::warning},
+}};
+
+/// "A, B and C"
+std::string listed(const std::vector<std::string>& items)
+{
+    std::string text;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        text += (i == 0 ? "" : i + 1 == items.size() ? " and " : ", ") + items[i];
+    return text;
+}
+
+/// The finding for a record's lines of one kind and key.
+Issue finding(const Walk& walk, NodeView record, std::span<const Hit* const> group)
+{
+    const Hit& first = *group.front();
+    const Grammar::Table& grammar = *walk.grammar;
+    const std::string version(grammar.version);
+    const std::string lineTag(first.node.tag());
+    const std::string tag = first.kind == Kind::cont       ? std::string(first.parent.tag())
+                            : first.kind == Kind::required ? std::string(grammar[first.detail].tag)
+                                                           : lineTag;
+    std::string title;
+    std::string why;
+    Severity severity = kindTexts[static_cast<std::size_t>(first.kind)].severity;
+    switch (first.kind) {
+    case Kind::spaces:
+        title = "Extra spaces between the parts of a line";
+        why =
+            "GEDCOM puts one space between level, tag and value; strict programs may misread these lines, or "
+            "refuse the file.";
+        break;
+    case Kind::longLine:
+        title = "Lines longer than 255 characters";
+        why = version + " allows lines of up to 255 characters; " + std::string(dropped) +
+              " what goes beyond. Longer text is continued on CONC lines.";
+        break;
+    case Kind::cont:
+        title = "Continuation lines under " + tag;
+        why = version + " allows no continuation lines (CONT, CONC) under " + tag + "; " +
+              std::string(dropped) + " the text they carry.";
+        break;
+    case Kind::misplaced: {
+        std::vector<std::string> parents;
+        for (const Hit* hit : group) {
+            const std::string parent(hit->node == record ? "" : hit->parent.tag());
+            if (std::ranges::find(parents, parent) == parents.end())
+                parents.push_back(parent);
+        }
+        std::string where;
+        for (std::size_t i = 0; i < parents.size(); ++i)
+            where += (i == 0                    ? ""
+                      : i + 1 == parents.size() ? " or "
+                                                : ", ") +
+                     (parents[i].empty() ? "as a record" : (i == 0 ? "under " : "") + parents[i]);
+        title = tag + " where the standard does not allow it";
+        why =
+            version + " does not allow " + tag + " " + where + "; " + std::string(dropped) + " these lines.";
+        break;
+    }
+    case Kind::unknown:
+        title = "Tag the standard does not know: " + tag;
+        why = version + " has no tag " + tag + ", and a program\u2019s own tags begin with an underscore (_" +
+              tag + "); " + std::string(dropped) + " these lines.";
+        break;
+    case Kind::pointer:
+        title = "Text where a link belongs: " + tag;
+        why = tag + " links to a record (@\u2026@) in " + version + "; " + std::string(dropped) +
+              " these lines.";
+        break;
+    case Kind::value: {
+        const bool flag = grammar[first.detail].payload == Payload::flag;
+        const bool onlyY = std::ranges::all_of(
+            group, [](const Hit* hit) { return trimmed(hit->node.value().value_or("")) == "Y"; });
+        // "DIV Y" says no more than the tag itself.
+        if (onlyY)
+            severity = Severity::info;
+        title = "Text on " + tag + ", which takes none";
+        why = tag +
+              (flag ? " takes no text in " + version + ", only \u201CY\u201D; "
+                    : " takes no text in " + version + "; ") +
+              std::string(dropped) + " it. A NOTE under the line would keep it.";
+        break;
+    }
+    case Kind::enumeration: {
+        std::vector<std::string> values;
+        for (std::string_view value : grammar.enumOf(first.detail))
+            values.push_back(value == "(\u2026)" ? "a text in brackets" : std::string(value));
+        title = tag + " value not among the standard\u2019s choices";
+        why = version + " writes " + tag + " as one of " + listed(values) + "; " + std::string(dropped) +
+              " other values.";
+        break;
+    }
+    case Kind::required:
+        title = lineTag + " without " + tag;
+        why = version + " requires " + tag + " under " + lineTag + "; " + std::string(dropped) +
+              " or refuse what lacks it.";
+        break;
+    }
+
+    std::vector<std::string> shown;
+    for (std::size_t i = 0; i < std::min(group.size(), linesShown); ++i) {
+        const Hit& hit = *group[i];
+        const bool under = hit.parent != record && hit.kind != Kind::required && hit.kind != Kind::spaces &&
+                           hit.kind != Kind::longLine;
+        shown.push_back(shownLine(hit.node) + (under ? " under " + std::string(hit.parent.tag()) : ""));
+    }
+    if (group.size() > linesShown)
+        shown.push_back(std::to_string(group.size() - linesShown) + " more");
+    const std::string label = recordLabel(record);
+    const auto xref = record.xref();
+    return Issue{std::string(kindTexts[static_cast<std::size_t>(first.kind)].id) + "-" +
+                     std::to_string(first.node.id()),
+                 IssueCategory::file,
+                 severity,
+                 title,
+                 label + ": " + listed(shown) + ". " + why,
+                 xref ? std::vector<std::string>{std::string(*xref)} : std::vector<std::string>{}};
+}
+
+} // namespace
+
+Walk start(const GedcomVersion& version)
+{
+    Walk walk;
+    walk.v7 = std::holds_alternative<GedcomVersion::V7>(version.value);
+    // A file of an older version, or of none stated, meets importers that read it as 5.5.1.
+    walk.grammar = walk.v7 ? &Grammar::gedcom7() : &Grammar::gedcom551();
+    return walk;
+}
+
+void checkRecord(Walk& walk, NodeView record)
+{
+    if (!walk.grammar || record.isMalformed())
+        return;
+    walk.hits.clear();
+    checkLine(walk, record, record);
+    const std::string_view tag = record.tag();
+    walk.hasTrailer = walk.hasTrailer || tag == "TRLR";
+    if (tag.starts_with('_')) {
+        checkLinesBelow(walk, record);
+    } else if (const auto found = walk.grammar->find(0, Grammar::tagKey(tag))) {
+        const std::uint16_t structure = walk.grammar->subsOf(0)[*found].structure;
+        checkValue(walk, record, record, structure, record);
+        checkChildren(walk, record, structure, record);
+    } else {
+        const std::uint64_t key = Grammar::tagKey(tag);
+        walk.hits.push_back(
+            {Grammar::isStandardTag(key) ? Kind::misplaced : Kind::unknown, key, 0, record, record});
+        checkLinesBelow(walk, record);
+    }
+    if (walk.hits.empty())
+        return;
+
+    // One finding per kind and tag, in the order first met.
+    std::vector<std::pair<std::size_t, const Hit*>> grouped;
+    std::vector<const Hit*> firsts;
+    grouped.reserve(walk.hits.size());
+    for (const Hit& hit : walk.hits) {
+        const std::size_t same = static_cast<std::size_t>(
+            std::ranges::find_if(
+                firsts, [&](const Hit* first) { return first->kind == hit.kind && first->key == hit.key; }) -
+            firsts.begin());
+        if (same == firsts.size())
+            firsts.push_back(&hit);
+        grouped.emplace_back(same, &hit);
+    }
+    std::ranges::stable_sort(grouped, {}, &std::pair<std::size_t, const Hit*>::first);
+    std::vector<const Hit*> group;
+    for (std::size_t start = 0; start < grouped.size();) {
+        group.clear();
+        std::size_t end = start;
+        for (; end < grouped.size() && grouped[end].first == grouped[start].first; ++end)
+            group.push_back(grouped[end].second);
+        walk.issues.push_back(finding(walk, record, group));
+        start = end;
+    }
+}
+
+std::vector<Issue> finish(Walk&& walk, const GedcomDocument& document)
+{
+    std::vector<Issue> issues = std::move(walk.issues);
+    if (!walk.grammar)
+        return issues;
+
+    if (!walk.links.empty()) {
+        std::vector<std::pair<std::string_view, std::string_view>> records;
+        for (NodeView record : document.records()) {
+            if (const auto xref = record.xref())
+                records.emplace_back(*xref, record.tag());
+        }
+        std::ranges::sort(records);
+        for (const Walk::Link& link : walk.links) {
+            const std::string_view value = trimmed(link.node.value().value_or(""));
+            const auto found = std::ranges::lower_bound(records, std::pair(value, std::string_view()));
+            // A link to no record at all is the link checks' to report.
+            if (found == records.end() || found->first != value)
+                continue;
+            const std::string_view expected = (*walk.grammar)[link.target].tag;
+            if (found->second == expected)
+                continue;
+            const auto xref = link.record.xref();
+            issues.push_back(Issue{
+                "struct-target-" + std::to_string(link.node.id()), IssueCategory::file, Severity::error,
+                std::string(link.node.tag()) + " links to a " + std::string(found->second) + " record",
+                recordLabel(link.record) + ": " + shownLine(link.node) + ". " + std::string(link.node.tag()) +
+                    " links to a " + std::string(expected) + " record in " +
+                    std::string(walk.grammar->version) + ", and " + std::string(value) + " is a " +
+                    std::string(found->second) + " record; " + std::string(dropped) + " the link.",
+                xref ? std::vector<std::string>{std::string(*xref)} : std::vector<std::string>{}});
+        }
+    }
+
+    // A file without a header at all is the file checks' to report.
+    std::string lacking;
+    if (!walk.headerMissing.empty())
+        lacking = "The header lacks " + listed(walk.headerMissing);
+    if (!walk.hasTrailer)
+        lacking += lacking.empty() ? "The file has no TRLR line at its end"
+                                   : ", and the file has no TRLR line at its end";
+    if (!lacking.empty())
+        issues.push_back(
+            Issue{"struct-header", IssueCategory::file, Severity::warning, "Header parts missing",
+                  lacking + ". Programs that follow the standard may refuse the file, or ask for what "
+                            "is missing."});
+    return issues;
+}
+
+std::vector<Issue> check(const GedcomDocument& document)
+{
+    Walk walk = start(document.version());
+    for (NodeView record : document.records())
+        checkRecord(walk, record);
+    return finish(std::move(walk), document);
+}
+
+} // namespace kinloom::StructureChecks
