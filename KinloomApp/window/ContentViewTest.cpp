@@ -742,7 +742,11 @@ private Q_SLOTS:
         window.show();
         model.openFile(writeFile(QStringLiteral("Tree.ged"), smithFamily));
         WAIT_IDLE(model);
-        model.setSelected(model.result()->issues.front().fix->id, true);
+        const std::vector<Issue>& issues = model.result()->issues;
+        model.setSelected(
+            std::find_if(issues.begin(), issues.end(), [](const Issue& i) { return i.fix.has_value(); })
+                ->fix->id,
+            true);
         model.applySelection();
         WAIT_IDLE(model);
         QVERIFY(model.hasUnsavedChanges());
