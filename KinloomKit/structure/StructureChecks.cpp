@@ -127,7 +127,7 @@ void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t struct
     const Grammar::Structure& described = grammar[structure];
     const std::optional<std::string_view> written = node.value();
     const std::string_view value = trimmed(written.value_or(""));
-    const std::uint64_t key = Grammar::tagKey(node.tag());
+    const auto key = [&] { return Grammar::tagKey(node.tag()); };
     // Blanks between tag and value belong to a text value, and to no other.
     if (written && written->starts_with(' ') && !value.empty() && described.payload != Payload::text &&
         (described.payload != Payload::pointerOrText || isPointer(value)))
@@ -136,11 +136,11 @@ void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t struct
     switch (described.payload) {
     case Payload::none:
         if (!value.empty())
-            walk.hits.push_back({Kind::value, key, structure, node, parent});
+            walk.hits.push_back({Kind::value, key(), structure, node, parent});
         break;
     case Payload::flag:
         if (!value.empty() && value != "Y")
-            walk.hits.push_back({Kind::value, key, structure, node, parent});
+            walk.hits.push_back({Kind::value, key(), structure, node, parent});
         break;
     case Payload::pointer:
     case Payload::pointerOrNone:
@@ -150,7 +150,7 @@ void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t struct
                 walk.links.push_back({node, record, described.target});
         } else if (described.payload == Payload::pointer ||
                    (described.payload == Payload::pointerOrNone && !value.empty())) {
-            walk.hits.push_back({Kind::pointer, key, structure, node, parent});
+            walk.hits.push_back({Kind::pointer, key(), structure, node, parent});
         }
         break;
     case Payload::enumeration:
@@ -170,7 +170,7 @@ void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t struct
             }
         }
         if (!allowed)
-            walk.hits.push_back({Kind::enumeration, key, structure, node, parent});
+            walk.hits.push_back({Kind::enumeration, key(), structure, node, parent});
         break;
     }
     case Payload::text:
@@ -183,8 +183,14 @@ void checkValue(Walk& walk, NodeView node, NodeView parent, std::uint16_t struct
 void checkChildren(Walk& walk, NodeView node, std::uint16_t structure, NodeView record)
 {
     const Grammar::Table& grammar = *walk.grammar;
+    // Most lines have no lines below them and need none.
+    const bool required = walk.needsSubstructure[structure];
+    if (!required && !node.hasChildren())
+        return;
     const std::span<const Grammar::Substructure> subs = grammar.subsOf(structure);
-    std::array<std::uint8_t, 128> counts{};
+    std::array<std::uint8_t, 128> counts;
+    if (required)
+        counts.fill(0);
     for (NodeView child : node.children()) {
         if (child.isMalformed())
             continue;
@@ -195,7 +201,7 @@ void checkChildren(Walk& walk, NodeView node, std::uint16_t structure, NodeView 
             continue;
         }
         const std::uint64_t key = Grammar::tagKey(tag);
-        const std::optional<std::uint16_t> found = grammar.find(structure, key);
+        const std::optional<std::uint16_t> found = walk.find(structure, key);
         if (!found) {
             const Payload payload = grammar[structure].payload;
             // GEDCOM 7 continues any text on CONT lines, and has no CONC.
@@ -210,12 +216,13 @@ void checkChildren(Walk& walk, NodeView node, std::uint16_t structure, NodeView 
             continue;
         }
         const Grammar::Substructure& sub = subs[*found];
-        counts[*found] = static_cast<std::uint8_t>(std::min(counts[*found] + 1, 255));
+        if (required)
+            counts[*found] = static_cast<std::uint8_t>(std::min(counts[*found] + 1, 255));
         checkValue(walk, child, node, sub.structure, record);
         checkChildren(walk, child, sub.structure, record);
     }
     // A link stands for its record: what a record needs is not asked of a link to one.
-    if (isPointer(trimmed(node.value().value_or(""))))
+    if (!required || isPointer(trimmed(node.value().value_or(""))))
         return;
     for (std::size_t i = 0; i < subs.size(); ++i) {
         if (subs[i].min > 0 && counts[i] == 0) {
@@ -371,6 +378,10 @@ Walk start(const GedcomVersion& version)
     walk.v7 = std::holds_alternative<GedcomVersion::V7>(version.value);
     // A file of an older version, or of none stated, meets importers that read it as 5.5.1.
     walk.grammar = walk.v7 ? &Grammar::gedcom7() : &Grammar::gedcom551();
+    walk.needsSubstructure.resize(walk.grammar->structures.size());
+    for (std::uint16_t i = 0; i < walk.needsSubstructure.size(); ++i)
+        walk.needsSubstructure[i] =
+            std::ranges::any_of(walk.grammar->subsOf(i), [](const auto& sub) { return sub.min > 0; });
     return walk;
 }
 

@@ -4,7 +4,9 @@
 #include "document/GedcomDocument.h"
 #include "structure/Grammar.h"
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 // The file's structure against the grammar of its own version (7.x files against 7.0, every
@@ -42,6 +44,21 @@ struct Walk
     const Grammar::Table* grammar = nullptr; ///< none: nothing is checked
     bool v7 = false;
     bool hasTrailer = false;
+    std::vector<bool> needsSubstructure; ///< of each structure: whether it must hold some substructure
+
+    /// `grammar->find`, remembered: a tree uses few pairs of structure and tag, over and over.
+    [[nodiscard]] std::optional<std::uint16_t> find(std::uint16_t structure, std::uint64_t tag)
+    {
+        const std::uint64_t key = tag ^ (std::uint64_t{structure} << 48 | structure);
+        Found& slot = m_found[(key * 0x9E3779B97F4A7C15u) >> (64 - foundBits)];
+        if (slot.key != key || slot.structure != structure) {
+            const std::optional<std::uint16_t> place = grammar->find(structure, tag);
+            slot = {key, structure, place ? static_cast<std::int32_t>(*place) : -1};
+        }
+        return slot.place < 0 ? std::nullopt
+                              : std::optional<std::uint16_t>(static_cast<std::uint16_t>(slot.place));
+    }
+
     std::vector<Hit> hits; ///< the current record's; reused from record to record
     std::vector<std::string> headerMissing;
     struct Link
@@ -52,6 +69,16 @@ struct Walk
     };
     std::vector<Link> links; ///< links whose kind of record only these checks judge
     std::vector<Issue> issues;
+
+private:
+    static constexpr int foundBits = 10;
+    struct Found
+    {
+        std::uint64_t key = ~std::uint64_t{0};
+        std::uint16_t structure = 0;
+        std::int32_t place = -1;
+    };
+    std::array<Found, std::size_t{1} << foundBits> m_found{};
 };
 
 /// The walk for a document of this version.
