@@ -5,6 +5,7 @@
 #include "session/QtText.h"
 #include "window/ApplySheet.h"
 #include "window/EmptyStateView.h"
+#include "window/HelpView.h"
 #include "window/Icons.h"
 #include "window/MainSplitView.h"
 #include "window/SelectionBar.h"
@@ -180,6 +181,10 @@ void ContentView::createActions()
                                 QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &ContentView::showSettings);
+    auto* help = makeAction(this, "helpAction", QStringLiteral("How Kinloom Works"), {},
+                            QStringLiteral("What each list means, and how fixes, merges and the copy work"),
+                            QKeySequence::HelpContents);
+    connect(help, &QAction::triggered, this, &ContentView::showHelp);
     auto* about = makeAction(this, "aboutAction", QStringLiteral("About Kinloom"), {}, {});
     about->setMenuRole(QAction::AboutRole);
     connect(about, &QAction::triggered, this, &ContentView::showAbout);
@@ -248,6 +253,7 @@ void ContentView::createActions()
 
     auto* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
+    helpMenu->addAction(help);
     helpMenu->addAction(sample);
     helpMenu->addAction(about);
 
@@ -304,6 +310,15 @@ void ContentView::showSettings()
     m_settings->show();
     m_settings->raise();
     m_settings->activateWindow();
+}
+
+void ContentView::showHelp()
+{
+    if (!m_help)
+        m_help = new HelpView(this);
+    m_help->show();
+    m_help->raise();
+    m_help->activateWindow();
 }
 
 void ContentView::showAbout()
