@@ -219,6 +219,10 @@ private Q_SLOTS:
         QVERIFY(!child<QWidget>("issueTree")->isVisible());
         QCOMPARE(labelText("nothingLabel"), QStringLiteral("Nothing to fix here"));
         QCOMPARE(labelText("emptySentence"), QStringLiteral("No two people look like the same person."));
+        QVERIFY(child<QLabel>("categoryExplanation")->isVisible());
+        QCOMPARE(labelText("categoryExplanation"),
+                 QStringLiteral("People or families that seem to be recorded twice, compared by their names, "
+                                "dates, places and relatives."));
         QVERIFY(!child<QPushButton>("tickAllButton")->isEnabled());
     }
 
