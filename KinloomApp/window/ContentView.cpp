@@ -142,7 +142,7 @@ void ContentView::createActions()
     auto* reportMenu = new QMenu(this);
     reportMenu->setObjectName(QStringLiteral("reportMenu"));
     reportActions(reportMenu, QStringLiteral("Report as Text…"), QStringLiteral("Report as PDF…"), "report");
-    m_report = makeAction(this, "reportAction", QStringLiteral("Report"), "doc.text.magnifyingglass",
+    m_report = makeAction(this, "reportAction", QStringLiteral("Report"), "doc.text",
                           QStringLiteral("Save the list of findings"));
     m_report->setMenu(reportMenu);
 
@@ -204,6 +204,7 @@ void ContentView::createActions()
     fileMenu->addAction(m_save);
     m_exportMenu = fileMenu->addMenu(QStringLiteral("Export Report"));
     m_exportMenu->setObjectName(QStringLiteral("exportReportMenu"));
+    m_exportMenu->setIcon(symbolIcon("doc.text"));
     reportActions(m_exportMenu, QStringLiteral("as Text…"), QStringLiteral("as PDF…"), "export");
     fileMenu->addSeparator();
     fileMenu->addAction(closeWindow);
