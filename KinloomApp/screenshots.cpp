@@ -215,6 +215,12 @@ int main(int argc, char* argv[])
         about->close();
     }
 
+    window.findChild<QAction*>(QStringLiteral("helpAction"))->trigger();
+    if (auto* help = window.findChild<QWidget*>(QStringLiteral("helpWindow"))) {
+        ok = save(*help, folder, QStringLiteral("22 help")) && ok;
+        help->close();
+    }
+
     // A finding marked Not a Problem leaves the list, and Show Dismissed lists it to bring back.
     model.setSidebar(SidebarItem::forCategory(IssueCategory::impossibleDates));
     if (tree->model()->rowCount() > 0) {

@@ -5,6 +5,7 @@
 #include "session/QtText.h"
 #include "window/ApplySheet.h"
 #include "window/EmptyStateView.h"
+#include "window/HelpView.h"
 #include "window/Icons.h"
 #include "window/MainSplitView.h"
 #include "window/SelectionBar.h"
@@ -141,7 +142,7 @@ void ContentView::createActions()
     auto* reportMenu = new QMenu(this);
     reportMenu->setObjectName(QStringLiteral("reportMenu"));
     reportActions(reportMenu, QStringLiteral("Report as Text…"), QStringLiteral("Report as PDF…"), "report");
-    m_report = makeAction(this, "reportAction", QStringLiteral("Report"), "doc.text.magnifyingglass",
+    m_report = makeAction(this, "reportAction", QStringLiteral("Report"), "doc.text",
                           QStringLiteral("Save the list of findings"));
     m_report->setMenu(reportMenu);
 
@@ -180,6 +181,10 @@ void ContentView::createActions()
                                 QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &ContentView::showSettings);
+    auto* help = makeAction(this, "helpAction", QStringLiteral("How Kinloom Works"), {},
+                            QStringLiteral("What each list means, and how fixes, merges and the copy work"),
+                            QKeySequence::HelpContents);
+    connect(help, &QAction::triggered, this, &ContentView::showHelp);
     auto* about = makeAction(this, "aboutAction", QStringLiteral("About Kinloom"), {}, {});
     about->setMenuRole(QAction::AboutRole);
     connect(about, &QAction::triggered, this, &ContentView::showAbout);
@@ -199,6 +204,7 @@ void ContentView::createActions()
     fileMenu->addAction(m_save);
     m_exportMenu = fileMenu->addMenu(QStringLiteral("Export Report"));
     m_exportMenu->setObjectName(QStringLiteral("exportReportMenu"));
+    m_exportMenu->setIcon(symbolIcon("doc.text"));
     reportActions(m_exportMenu, QStringLiteral("as Text…"), QStringLiteral("as PDF…"), "export");
     fileMenu->addSeparator();
     fileMenu->addAction(closeWindow);
@@ -248,6 +254,7 @@ void ContentView::createActions()
 
     auto* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
+    helpMenu->addAction(help);
     helpMenu->addAction(sample);
     helpMenu->addAction(about);
 
@@ -304,6 +311,15 @@ void ContentView::showSettings()
     m_settings->show();
     m_settings->raise();
     m_settings->activateWindow();
+}
+
+void ContentView::showHelp()
+{
+    if (!m_help)
+        m_help = new HelpView(this);
+    m_help->show();
+    m_help->raise();
+    m_help->activateWindow();
 }
 
 void ContentView::showAbout()

@@ -16,6 +16,7 @@ namespace kinloom {
 class AppModel;
 class ApplySheet;
 class EmptyStateView;
+class HelpView;
 class MainSplitView;
 class SettingsView;
 
@@ -50,6 +51,7 @@ private:
     void createDecisionActions(QMenu* editMenu, QMenu* viewMenu);
     void refreshDecisionActions();
     void showSettings();
+    void showHelp();
     void showAbout();
     /// The fixes the last apply skipped, and why.
     void showSkipped();
@@ -71,6 +73,7 @@ private:
     QWidget* m_dropHighlight = nullptr;
     ApplySheet* m_applySheet = nullptr;
     SettingsView* m_settings = nullptr;
+    HelpView* m_help = nullptr;
     QMessageBox* m_alert = nullptr;
     QMessageBox* m_about = nullptr;
     QLabel* m_statusMessage = nullptr; ///< the result of the last action, until the next one

@@ -24,6 +24,8 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextBrowser>
 #include <QToolButton>
 #include <QTreeView>
 #include <QTreeWidget>
@@ -217,6 +219,10 @@ private Q_SLOTS:
         QVERIFY(!child<QWidget>("issueTree")->isVisible());
         QCOMPARE(labelText("nothingLabel"), QStringLiteral("Nothing to fix here"));
         QCOMPARE(labelText("emptySentence"), QStringLiteral("No two people look like the same person."));
+        QVERIFY(child<QLabel>("categoryExplanation")->isVisible());
+        QCOMPARE(labelText("categoryExplanation"),
+                 QStringLiteral("People or families that seem to be recorded twice, compared by their names, "
+                                "dates, places and relatives."));
         QVERIFY(!child<QPushButton>("tickAllButton")->isEnabled());
     }
 
@@ -801,11 +807,28 @@ private Q_SLOTS:
                                      "File",
                                      "Changes",
                                      "Show Dismissed",
+                                     "How Kinloom Works",
                                      "Open Sample Tree",
                                      "About Kinloom"}));
         QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
         QCOMPARE(child<QAction>("redoAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+Z")));
         QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
+
+        // The help is a page with a heading per topic, and Esc closes it.
+        child<QAction>("helpAction")->trigger();
+        auto* help = child<QTextBrowser>("helpText");
+        QTRY_VERIFY(help->isVisible());
+        QStringList headings;
+        for (QTextBlock block = help->document()->begin(); block.isValid(); block = block.next()) {
+            if (block.blockFormat().headingLevel() > 0)
+                headings << block.text();
+        }
+        QCOMPARE(headings, QStringList({"What Kinloom does", "The lists", "Ticking and applying",
+                                        "Check before applying", "Merging two records",
+                                        "Your file, the copy and the change log"}));
+        QVERIFY(help->toPlainText().contains(QStringLiteral("Broken links. Links between people")));
+        QTest::keyClick(help, Qt::Key_Escape);
+        QVERIFY(!help->isVisible());
 
         child<QAction>("openSampleAction")->trigger();
         WAIT_IDLE(*m_model);

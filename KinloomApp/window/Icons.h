@@ -9,7 +9,8 @@
 namespace kinloom {
 
 /// The icon for one of the app's symbol names ("arrow.uturn.backward"): the icon theme's, or the
-/// style's own when the theme has none. Unknown names give an empty icon.
+/// style's own when the theme has none; "doc.text", the report's page, is drawn. Unknown names give
+/// an empty icon.
 [[nodiscard]] QIcon symbolIcon(std::string_view symbol);
 
 /// The symbol name of a finding category's sidebar entry.

@@ -2,6 +2,7 @@
 
 #include "session/AppModel.h"
 #include "session/QtText.h"
+#include "window/Icons.h"
 #include "window/SettingsView.h"
 
 #include <QFormLayout>
@@ -69,7 +70,7 @@ OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(paren
     settingsLayout->addWidget(settingsNote);
     settingsLayout->addWidget(m_settingsList);
 
-    auto* exportPdf = new QPushButton(QStringLiteral("Export Report (PDF)"), page);
+    auto* exportPdf = new QPushButton(symbolIcon("doc.text"), QStringLiteral("Export Report (PDF)"), page);
     exportPdf->setObjectName(QStringLiteral("exportPdfButton"));
     connect(exportPdf, &QPushButton::clicked, this, [this] { m_model.exportReport(TextFormat::pdf); });
 

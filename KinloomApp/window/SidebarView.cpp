@@ -2,6 +2,7 @@
 
 #include "session/AppModel.h"
 #include "session/QtText.h"
+#include "window/HelpView.h"
 #include "window/Icons.h"
 
 #include <QLocale>
@@ -76,8 +77,11 @@ SidebarView::SidebarView(AppModel& model, QWidget* parent) : QListWidget(parent)
     setSpacing(1);
 
     addItem(new QListWidgetItem(symbolIcon("chart.bar.doc.horizontal"), QStringLiteral("Overview")));
-    for (IssueCategory category : allIssueCategories)
-        addItem(new QListWidgetItem(symbolIcon(categorySymbol(category)), fromUtf8(title(category))));
+    for (IssueCategory category : allIssueCategories) {
+        auto* entry = new QListWidgetItem(symbolIcon(categorySymbol(category)), fromUtf8(title(category)));
+        entry->setToolTip(HelpView::categoryLine(category));
+        addItem(entry);
+    }
     addItem(new QListWidgetItem(symbolIcon("list.bullet.clipboard"), QStringLiteral("Changes")));
 
     m_dismissed = new QToolButton(this);

@@ -301,14 +301,16 @@ QVariant IssueListModel::data(const QModelIndex& index, int role) const
     switch (role) {
     case Qt::DisplayRole:
         return fromUtf8(issue.title);
-    case Qt::ToolTipRole:
     case DetailRole:
         return fromUtf8(issue.detail);
-    case FixTitleRole: {
+    case FixTitleRole:
+    case FixNeedsReviewRole: {
         if (!issue.fix)
-            return {};
+            return role == FixTitleRole ? QVariant() : QVariant(false);
         const std::optional<Fix> chosen = m_model.chosenPlaceFix(issue);
         const Fix& fix = chosen ? *chosen : *issue.fix;
+        if (role == FixNeedsReviewRole)
+            return fix.needsReview;
         // Fixes that need a look first say so in the row, as the apply sheet does.
         return fromUtf8(fix.title) +
                (fix.needsReview ? QStringLiteral(" (check before applying)") : QString());

@@ -35,6 +35,7 @@ public:
         PreviewAfterRole,              ///< of a preview line; none when it removes the line
         RowTypeRole,                   ///< a `RowType` as an int
         GroupCountRole,                ///< of a group: how many findings it shows
+        FixNeedsReviewRole,            ///< whether the fix to apply is one to check before applying
     };
 
     /// What a row of the tree is; a model without `RowTypeRole` has findings only.

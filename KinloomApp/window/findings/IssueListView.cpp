@@ -3,6 +3,7 @@
 #include "session/AppModel.h"
 #include "session/QtText.h"
 #include "window/DuplicateCompare.h"
+#include "window/HelpView.h"
 #include "window/Icons.h"
 #include "window/PlacePicker.h"
 #include "window/SelectionBar.h"
@@ -233,6 +234,7 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     titleFont.setPointSizeF(titleFont.pointSizeF() * 1.4);
     titleFont.setBold(true);
     m_title->setFont(titleFont);
+    m_explanation = wrappedLabel("categoryExplanation", this);
 
     m_tickAll = new QPushButton(symbolIcon("checklist"), QStringLiteral("Tick every fix in this list"), this);
     m_tickAll->setObjectName(QStringLiteral("tickAllButton"));
@@ -383,6 +385,7 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(header);
+    layout->addWidget(m_explanation);
     layout->addLayout(filters);
     layout->addWidget(m_note);
     layout->addWidget(m_summary);
@@ -500,6 +503,7 @@ void IssueListView::refresh()
     const bool dismissedList = m_model.showDismissed();
     m_title->setText(fromUtf8(kinloom::title(category)) +
                      (dismissedList ? QStringLiteral(": dismissed") : QString()));
+    m_explanation->setText(HelpView::categoryLine(category));
     m_note->setVisible(category == IssueCategory::duplicates);
 
     std::vector<const Issue*> issues;

@@ -61,6 +61,7 @@ private:
     AppModel& m_model;
     IssueListModel* m_listModel = nullptr;
     QLabel* m_title = nullptr;
+    QLabel* m_explanation = nullptr; ///< under the title: what the category's findings are about
     QLabel* m_note = nullptr;
     QLabel* m_summary = nullptr;
     QPushButton* m_tickAll = nullptr;

@@ -4,11 +4,14 @@
 #include "window/findings/IssueListModel.h"
 #include "window/findings/SeverityIcon.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QLocale>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QToolTip>
 
 namespace kinloom {
 
@@ -51,6 +54,16 @@ QRect IssueRow::checkBoxRect(const QStyleOptionViewItem& option)
     const int indicator = styleOf(option)->pixelMetric(QStyle::PM_IndicatorWidth, &option, option.widget);
     const int top = option.rect.top() + margin + 2 * line + 2 + (line - indicator) / 2;
     return {option.rect.left() + margin + iconSize + margin, top, indicator, indicator};
+}
+
+int IssueRow::textWidth(const QStyleOptionViewItem& option)
+{
+    return option.rect.width() - 3 * margin - iconSize - 1;
+}
+
+int IssueRow::fixWidth(const QStyleOptionViewItem& option)
+{
+    return option.rect.right() - margin - checkBoxRect(option).right() - margin;
 }
 
 QSize IssueRow::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
@@ -108,7 +121,7 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
     const int line = option.fontMetrics.height();
     const QRect area = option.rect.adjusted(margin, margin, -margin, -margin);
     const int textLeft = area.left() + iconSize + margin;
-    const int textWidth = area.right() - textLeft;
+    const int textWidth = IssueRow::textWidth(option);
     if (!m_font || option.font != *m_font) {
         m_font = option.font;
         m_bold = boldFont(option.font);
@@ -142,7 +155,7 @@ void IssueRow::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
             box.topLeft(),
             checkBox(option, index.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked));
         const int fixLeft = box.right() + margin;
-        const int fixWidth = area.right() - fixLeft;
+        const int fixWidth = IssueRow::fixWidth(option);
         const QString fixText = fixTitle.toString();
         drawLine(*painter, m_fixTitles, {option.font, text, background, fixWidth, ratio, dpi}, plain,
                  {fixLeft, area.top() + 2 * line + 2 + ascent}, fixText,
@@ -202,6 +215,45 @@ void IssueRow::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem&
     const int height = std::min(wanted.height(), option.rect.height() - 4);
     editor->setGeometry(option.rect.right() - margin - wanted.width(),
                         option.rect.top() + (option.rect.height() - height) / 2, wanted.width(), height);
+}
+
+QString IssueRow::toolTip(const QStyleOptionViewItem& option, const QModelIndex& index)
+{
+    if (rowType(index) != IssueListModel::RowType::finding)
+        return {};
+    const QFontMetricsF metrics(option.font);
+    const QFontMetricsF boldMetrics(boldFont(option.font));
+    const auto cut = [](const QFontMetricsF& by, const QString& text, int width) {
+        return by.horizontalAdvance(text) > width;
+    };
+    QString tip;
+    const QString title = index.data().toString();
+    if (cut(boldMetrics, title, textWidth(option)))
+        tip += QStringLiteral("<p><b>") + title.toHtmlEscaped() + QStringLiteral("</b></p>");
+    const QString detail = index.data(IssueListModel::DetailRole).toString();
+    if (cut(metrics, detail, textWidth(option)))
+        tip += QStringLiteral("<p>") + detail.toHtmlEscaped() + QStringLiteral("</p>");
+    if (const QString fix = index.data(IssueListModel::FixTitleRole).toString();
+        cut(metrics, fix, fixWidth(option)))
+        tip += QStringLiteral("<p>Fix: ") + fix.toHtmlEscaped() + QStringLiteral("</p>");
+    if (index.data(IssueListModel::FixNeedsReviewRole).toBool())
+        tip += QStringLiteral(
+            "<p>Check before applying: this fix may change what the record says, so ticking "
+            "a whole list or group leaves it out. Read its preview, then tick it yourself.</p>");
+    return tip;
+}
+
+bool IssueRow::helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                         const QModelIndex& index)
+{
+    if (event->type() != QEvent::ToolTip)
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    const QString tip = toolTip(option, index);
+    if (tip.isEmpty())
+        QToolTip::hideText();
+    else
+        QToolTip::showText(event->globalPos(), tip, view->viewport(), option.rect);
+    return true;
 }
 
 void IssueRow::drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style,

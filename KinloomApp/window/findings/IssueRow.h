@@ -28,6 +28,13 @@ public:
     /// A group's "Tick all" button sits at the right end of its row.
     void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const override;
+    /// Shows the tool tip of `toolTip`, or none.
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override;
+
+    /// A finding's tool tip: what its row cuts short (the title, the detail, the fix's title) and,
+    /// for a fix to check before applying, what that means; empty when it would only repeat the row.
+    [[nodiscard]] static QString toolTip(const QStyleOptionViewItem& option, const QModelIndex& index);
 
 protected:
     bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
@@ -38,6 +45,9 @@ private:
     /// How much of a group's row its "Tick all" button may take.
     [[nodiscard]] static int buttonRoom(const QStyleOptionViewItem& option);
     [[nodiscard]] static QRect checkBoxRect(const QStyleOptionViewItem& option);
+    /// The room of a finding's title and detail, and of its fix's title beside the tick box.
+    [[nodiscard]] static int textWidth(const QStyleOptionViewItem& option);
+    [[nodiscard]] static int fixWidth(const QStyleOptionViewItem& option);
     /// Draws a line of a row in `style` with `draw`: on a plain row from a kept picture once the
     /// line has been seen before, otherwise as text (over the highlight on a selected row).
     void drawLine(QPainter& painter, LinePictures& pictures, const LinePictures::Style& style, bool plain,

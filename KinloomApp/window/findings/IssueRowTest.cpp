@@ -187,6 +187,39 @@ private Q_SLOTS:
         QVERIFY(inkRight > textLeft + option.fontMetrics.horizontalAdvance(title) + 4);
     }
 
+    void toolTipAddsWhatTheRowCutsOrLeavesUnsaid_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<bool>("toCheck");
+        QTest::addColumn<QString>("tip"); ///< how it starts; empty for none
+        QTest::newRow("whole row") << 900 << false << QString();
+        QTest::newRow("narrow row") << 120 << false
+                                    << QStringLiteral(
+                                           "<p><b>Date not in the standard form</b></p><p>@I12@ INDI · "
+                                           "BIRT DATE: “abt 1839”</p><p>Fix: Write as “ABT 1839”</p>");
+        QTest::newRow("fix to check") << 900 << true << QStringLiteral("<p>Check before applying: ");
+    }
+
+    void toolTipAddsWhatTheRowCutsOrLeavesUnsaid()
+    {
+        QFETCH(int, width);
+        QFETCH(bool, toCheck);
+        QFETCH(QString, tip);
+        QStandardItemModel model;
+        auto* item = new QStandardItem(QStringLiteral("Date not in the standard form"));
+        item->setData(QStringLiteral("@I12@ INDI · BIRT DATE: “abt 1839”"), IssueListModel::DetailRole);
+        item->setData(QStringLiteral("Write as “ABT 1839”"), IssueListModel::FixTitleRole);
+        item->setData(toCheck, IssueListModel::FixNeedsReviewRole);
+        item->setData(int(IssueListModel::RowType::finding), IssueListModel::RowTypeRole);
+        model.appendRow(item);
+        QStyleOptionViewItem option;
+        option.font = listFont();
+        option.fontMetrics = QFontMetrics(option.font);
+        option.rect = QRect(0, 0, width, 60);
+        const QString shown = IssueRow::toolTip(option, model.index(0, 0));
+        QVERIFY2(shown.startsWith(tip) && shown.isEmpty() == tip.isEmpty(), qPrintable(shown));
+    }
+
     void aPictureIsMadeTheSecondTimeALineIsSeen()
     {
         LinePictures pictures;
