@@ -32,8 +32,9 @@ QString HelpView::categoryLine(IssueCategory category)
         return QStringLiteral("Links between people and families that lead nowhere, go one way only or "
                               "repeat, and records that nothing links to.");
     case IssueCategory::file:
-        return QStringLiteral("How the file was read: its encoding, its header, and any line that could not "
-                              "be read, which is kept as it is.");
+        return QStringLiteral("How the file was read and how it is built: lines the GEDCOM standard does not "
+                              "allow where they stand, which other programs may drop, and lines that could not "
+                              "be read, which are kept as they are.");
     }
     return {};
 }
