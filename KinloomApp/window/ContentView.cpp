@@ -5,6 +5,7 @@
 #include "session/QtText.h"
 #include "window/ApplySheet.h"
 #include "window/EmptyStateView.h"
+#include "window/FocusFrame.h"
 #include "window/Icons.h"
 #include "window/MainSplitView.h"
 #include "window/SelectionBar.h"
@@ -99,6 +100,7 @@ ContentView::ContentView(AppModel& model, QWidget* parent) : QMainWindow(parent)
     m_dropHighlight->hide();
 
     m_applySheet = new ApplySheet(model, this);
+    new FocusFrame(this);
     createActions();
     createStatusBar();
     restoreLayout();
