@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
@@ -154,6 +155,18 @@ int main(int argc, char* argv[])
                       .arg(QLatin1String(name.data(), qsizetype(name.size())))) &&
              ok;
     }
+
+    // The keyboard in the findings list, its frame round the list and its current finding ticked.
+    model.setSidebar(SidebarItem::forCategory(IssueCategory::dateFormats));
+    window.activateWindow();
+    tree->setFocus(Qt::TabFocusReason);
+    if (tree->model()->rowCount() > 0) {
+        tree->setCurrentIndex(tree->model()->index(0, 0, tree->model()->index(0, 0)));
+        QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, QStringLiteral(" "));
+        QApplication::sendEvent(tree, &space);
+    }
+    ok = save(window, folder, QStringLiteral("22 keyboard in the findings")) && ok;
+    model.setSelection({});
 
     // A search typed, shown in the category where it finds most.
     window.findChild<QAction*>(QStringLiteral("findAction"))->trigger();

@@ -106,6 +106,9 @@ void ApplySheet::done(int result)
 {
     QSettings().setValue(sizeKey, size());
     QDialog::done(result);
+    // Not every desktop hands the keyboard back to the window under a sheet that closes.
+    if (parentWidget())
+        parentWidget()->activateWindow();
 }
 
 void ApplySheet::rebuild()

@@ -5,6 +5,7 @@
 #include "session/QtText.h"
 #include "window/ApplySheet.h"
 #include "window/EmptyStateView.h"
+#include "window/FocusFrame.h"
 #include "window/HelpView.h"
 #include "window/Icons.h"
 #include "window/MainSplitView.h"
@@ -100,6 +101,7 @@ ContentView::ContentView(AppModel& model, QWidget* parent) : QMainWindow(parent)
     m_dropHighlight->hide();
 
     m_applySheet = new ApplySheet(model, this);
+    new FocusFrame(this);
     createActions();
     createStatusBar();
     restoreLayout();
@@ -151,8 +153,10 @@ void ContentView::createActions()
                         QStringLiteral("Write a new, cleaned file and its change log"), QKeySequence::Save);
     m_save->setIconText(QStringLiteral("Save Cleaned Copy"));
     connect(m_save, &QAction::triggered, this, [this] { (void)m_model.saveCleanedCopy(); });
-    m_review = makeAction(this, "reviewAction", QStringLiteral("Review && Apply…"), "checkmark.circle",
-                          QString(), QKeySequence(Qt::CTRL | Qt::Key_Return));
+    m_review =
+        makeAction(this, "reviewAction", QStringLiteral("Review && Apply…"), "checkmark.circle", QString());
+    // The keypad's Enter as well as Return; the menu shows the first.
+    m_review->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)});
     connect(m_review, &QAction::triggered, this, [this] { m_model.setShowApply(true); });
 
     auto* find =
@@ -359,8 +363,16 @@ void ContentView::refresh(int field)
         m_busyOverlay->setVisible(busy);
         if (busy)
             m_busyOverlay->raise();
+        // Disabling the views takes the keyboard from them; it goes back where it was afterwards.
+        if (busy && !m_focusBeforeBusy)
+            m_focusBeforeBusy = focusWidget();
         m_emptyState->setEnabled(!busy);
         m_mainSplit->setEnabled(!busy);
+        if (!busy) {
+            QWidget* before = std::exchange(m_focusBeforeBusy, nullptr);
+            if (before && before->isVisible() && (!focusWidget() || focusWidget() == this))
+                before->setFocus(Qt::OtherFocusReason);
+        }
     }
     const bool idle = !m_model.busy();
     const bool open = m_model.document().has_value();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 class QAction;
 class QLabel;
@@ -64,6 +65,7 @@ private:
 
     AppModel& m_model;
     bool m_dropTargeted = false;
+    QPointer<QWidget> m_focusBeforeBusy; ///< the control that had the keyboard when work began
     QStackedWidget* m_stack = nullptr;
     EmptyStateView* m_emptyState = nullptr;
     MainSplitView* m_mainSplit = nullptr;

@@ -11,6 +11,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -812,6 +813,7 @@ private Q_SLOTS:
                                      "About Kinloom"}));
         QCOMPARE(child<QAction>("settingsAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+,")));
         QCOMPARE(child<QAction>("redoAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+Z")));
+        QCOMPARE(child<QAction>("reviewAction")->shortcut(), QKeySequence(QStringLiteral("Ctrl+Return")));
         QVERIFY(!child<QAction>("showChangesAction")->isEnabled());
 
         // The help is a page with a heading per topic, and Esc closes it.
@@ -836,6 +838,75 @@ private Q_SLOTS:
         QVERIFY(m_model->result() && m_model->result()->issues.size() > 20);
         child<QAction>("showChangesAction")->trigger();
         QCOMPARE(m_model->sidebar(), SidebarItem::changes());
+    }
+
+    void theWholeJourneyByKeyboard()
+    {
+        open(smithFamily);
+        m_window->activateWindow();
+        QTRY_VERIFY(m_window->isActiveWindow());
+        const auto focused = [] { return QApplication::focusWidget(); };
+        const auto press = [focused](QKeyCombination key) {
+            QTest::keyClick(focused() ? focused() : QApplication::activeWindow(), key.key(),
+                            key.keyboardModifiers());
+        };
+        const auto framed = [this, focused] {
+            const auto* frame = child<QWidget>("focusFrame");
+            return frame->isVisible() && frame->parentWidget() == focused();
+        };
+        press(Qt::CTRL | Qt::Key_5);
+        QCOMPARE(m_model->sidebar(), SidebarItem::forCategory(IssueCategory::missing));
+        // Tab reaches the findings and leaves them again, either way.
+        auto* tree = child<QTreeView>("issueTree");
+        for (int i = 0; i < 10 && focused() != tree; ++i)
+            press(QKeyCombination(Qt::Key_Tab));
+        QCOMPARE(focused(), tree);
+        QVERIFY(framed());
+        press(QKeyCombination(Qt::Key_Tab));
+        QVERIFY(focused() != tree);
+        press(Qt::SHIFT | Qt::Key_Backtab);
+        QCOMPARE(focused(), tree);
+
+        press(QKeyCombination(Qt::Key_Down));
+        const Issue* issue = m_window->mainSplit()->issueList()->listModel()->issue(tree->currentIndex());
+        QVERIFY(issue && issue->fix);
+        const std::string fixID = issue->fix->id;
+        press(QKeyCombination(Qt::Key_Space));
+        QCOMPARE(m_model->selection(), std::set<std::string>{fixID});
+        // On a line of the fix's preview the space bar ticks the same fix.
+        press(QKeyCombination(Qt::Key_Right));
+        press(QKeyCombination(Qt::Key_Down));
+        QVERIFY(tree->currentIndex().parent().parent().isValid());
+        press(QKeyCombination(Qt::Key_Space));
+        QVERIFY(m_model->selection().empty());
+        press(QKeyCombination(Qt::Key_Space));
+        QCOMPARE(m_model->selection(), std::set<std::string>{fixID});
+        // Esc closes the review and keeps the tick; Return applies.
+        press(Qt::CTRL | Qt::Key_Return);
+        QTRY_COMPARE(focused(), child<QTreeWidget>("applyList"));
+        QVERIFY(framed());
+        press(QKeyCombination(Qt::Key_Escape));
+        QTRY_COMPARE(focused(), tree);
+        QCOMPARE(m_model->selection(), std::set<std::string>{fixID});
+        press(Qt::CTRL | Qt::Key_Return);
+        QTRY_COMPARE(focused(), child<QTreeWidget>("applyList"));
+        press(QKeyCombination(Qt::Key_Return));
+        WAIT_IDLE(*m_model);
+        QCOMPARE(m_model->changes().size(), 1u);
+        // The keyboard is back in the list after the work, ready for the next finding.
+        QTRY_COMPARE(focused(), tree);
+
+        press(Qt::CTRL | Qt::Key_Z);
+        WAIT_IDLE(*m_model);
+        QVERIFY(m_model->changes().empty());
+        QCOMPARE(focused(), tree);
+        press(Qt::CTRL | Qt::SHIFT | Qt::Key_Z);
+        WAIT_IDLE(*m_model);
+        QCOMPARE(m_model->changes().size(), 1u);
+        m_services->setNextFolder(m_dir.path());
+        press(Qt::CTRL | Qt::Key_S);
+        QVERIFY(!m_model->hasUnsavedChanges());
+        QVERIFY(QFile::exists(m_dir.filePath(QStringLiteral("Tree (tidied).ged"))));
     }
 
     void sidebarCountsFindingsAndKeyboardChoosesEntries()

@@ -38,6 +38,8 @@ void clearRows(QFormLayout* form)
 OverviewView::OverviewView(AppModel& model, QWidget* parent) : QScrollArea(parent), m_model(model)
 {
     setObjectName(QStringLiteral("overview"));
+    // A stop for Tab, from which the arrow keys scroll the page.
+    setAccessibleName(QStringLiteral("Overview"));
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
     auto* page = new QWidget(this);

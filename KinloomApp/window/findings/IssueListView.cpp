@@ -65,10 +65,25 @@ public:
 protected:
     void keyPressEvent(QKeyEvent* event) override
     {
+        const QModelIndex current = currentIndex();
+        if ((event->key() != Qt::Key_Space && event->key() != Qt::Key_Select) || !current.isValid()) {
+            QTreeView::keyPressEvent(event);
+            return;
+        }
         // The group's button would otherwise take the key and the focus with it.
-        if ((event->key() == Qt::Key_Space || event->key() == Qt::Key_Select) && currentIndex().isValid() &&
-            !currentIndex().parent().isValid()) {
-            onGroupSpace(currentIndex());
+        if (!current.parent().isValid()) {
+            onGroupSpace(current);
+            return;
+        }
+        // On a line of a fix's preview, the space bar ticks the fix, as on the finding's own row.
+        if (current.parent().parent().isValid()) {
+            const QModelIndex finding = current.parent();
+            if (finding.flags() & Qt::ItemIsUserCheckable)
+                model()->setData(finding,
+                                 finding.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked
+                                     ? Qt::Unchecked
+                                     : Qt::Checked,
+                                 Qt::CheckStateRole);
             return;
         }
         QTreeView::keyPressEvent(event);
@@ -368,6 +383,8 @@ IssueListView::IssueListView(AppModel& model, QWidget* parent) : QWidget(parent)
     detailsScroll->setWidget(m_details);
     detailsScroll->setWidgetResizable(true);
     detailsScroll->setFrameShape(QFrame::NoFrame);
+    // Tab goes straight to the controls inside, and the pane scrolls to show each.
+    detailsScroll->setFocusPolicy(Qt::NoFocus);
     m_detailsArea = detailsScroll;
 
     auto* listSplitter = new QSplitter(Qt::Vertical, this);
@@ -465,6 +482,9 @@ void IssueListView::dressGroups()
         button->setObjectName(QStringLiteral("tickGroupButton"));
         button->setAccessibleName(button->text() + QStringLiteral(": ") + index.data().toString());
         button->setToolTip(QStringLiteral("Ticks the fixes of this group that need no check first"));
+        // The space bar on the group's row does the same, so Tab leaves the list rather than
+        // stopping at each group's button.
+        button->setFocusPolicy(Qt::NoFocus);
         connect(button, &QPushButton::clicked, this, [this, group] { tickGroup(group); });
         m_tree->setIndexWidget(index, button);
     }
