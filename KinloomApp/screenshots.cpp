@@ -165,7 +165,7 @@ int main(int argc, char* argv[])
         QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, QStringLiteral(" "));
         QApplication::sendEvent(tree, &space);
     }
-    ok = save(window, folder, QStringLiteral("22 keyboard in the findings")) && ok;
+    ok = save(window, folder, QStringLiteral("23 keyboard in the findings")) && ok;
     model.setSelection({});
 
     // A search typed, shown in the category where it finds most.
