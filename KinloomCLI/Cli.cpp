@@ -33,16 +33,129 @@ constexpr const char* usageText =
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
     "       kinloom-cli dismiss|undismiss FILE ID... [OPTIONS]\n"
     "       kinloom-cli kinds\n"
+    "       kinloom-cli --help | --version | COMMAND --help\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X  --encoding NAME\n"
-    "         --skip KIND,… leaves those kinds of finding out (may be repeated; kinds lists them)\n"
+    "         --skip KIND,\u2026 leaves those kinds of finding out (may be repeated; kinds lists them)\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
     "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
     "         than once, and a value that is exactly one of the file\u2019s fix ids is not split\n"
     "DECISIONS: dismiss marks findings (ids as check --json lists them) as not a problem; check and\n"
     "         tidy leave them out (tidy applies their fixes only when named by id) until a record they\n"
     "         name changes. --show-dismissed lists them; --decisions STORE keeps them in STORE instead\n"
-    "         of the user\u2019s data folder\n";
+    "         of the user\u2019s data folder\n"
+    "Exit status: 0 done, 1 check --fail-on found a finding that severe, 2 a wrong command line or an\n"
+    "         output that cannot be written, 3 a file that cannot be read or is not a GEDCOM file.\n";
+
+constexpr const char* scanOptionsHelp =
+    "\nOPTIONS, which set how FILE is scanned (the defaults in brackets):\n"
+    "  --numeric-order auto|day-first|month-first\n"
+    "                           how dates such as 03/04/1890 are read [auto: as the file\u2019s other dates "
+    "show]\n"
+    "  --min-parent-age N       the youngest a parent can be at a child\u2019s birth, in years [12]\n"
+    "  --max-mother-age N       the oldest a mother can be at a child\u2019s birth [55]\n"
+    "  --max-father-age N       the oldest a father can be at a child\u2019s birth [80]\n"
+    "  --max-lifespan N         the longest a life can be [120]\n"
+    "  --duplicate-threshold X  how sure, from 0 to 1, a likely duplicate must be to be reported [0.65]\n"
+    "  --encoding NAME          read FILE in encoding NAME (UTF-8, ANSEL, Windows-1252, CP1251 \u2026, in "
+    "any\n"
+    "                           case) instead of the one it declares\n"
+    "  --skip KIND,\u2026            leave these kinds of finding out; may be repeated; kinloom-cli kinds "
+    "lists them\n";
+
+/// One command's help: its usage lines, what it does and its own options, whether the scan's
+/// options apply, and examples.
+struct CommandHelp
+{
+    std::string_view usage;
+    std::string_view about;
+    bool scans;
+    std::string_view examples;
+};
+
+const CommandHelp decideHelp = {
+    "usage: kinloom-cli dismiss FILE ID... [OPTIONS]\n"
+    "       kinloom-cli undismiss FILE ID... [OPTIONS]\n",
+    "dismiss marks findings of FILE, named by their ids as check --json lists them, as not a problem:\n"
+    "check and tidy leave them out until a record they name changes. undismiss brings them back.\n\n"
+    "  --decisions STORE  keep the decisions in the file STORE instead of the user\u2019s data folder\n",
+    true,
+    "  kinloom-cli dismiss tree.ged imp-alive-@I51@\n"
+    "  kinloom-cli undismiss tree.ged imp-alive-@I51@\n"};
+
+const std::map<std::string, CommandHelp, std::less<>> commandHelps = {
+    {"info",
+     {"usage: kinloom-cli info FILE [--json] [--encoding NAME]\n",
+      "Prints what reading FILE showed: its GEDCOM version, encoding, byte-order mark, line ending,\n"
+      "lines, records and reading notes.\n\n"
+      "  --json           print it as one JSON document\n"
+      "  --encoding NAME  read FILE in encoding NAME (UTF-8, ANSEL, Windows-1252, CP1251 \u2026, in any\n"
+      "                   case) instead of the one it declares\n",
+      false,
+      "  kinloom-cli info tree.ged\n"
+      "  kinloom-cli info old.ged --encoding ANSEL --json\n"}},
+    {"check",
+     {"usage: kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on "
+      "warning|error]\n",
+      "Scans FILE and prints the findings report.\n\n"
+      "  --json                    print the findings as one JSON document, each with its id and fix\n"
+      "  --report OUT.txt|OUT.pdf  write the report to the new file OUT.txt, or as pages to OUT.pdf\n"
+      "  --fail-on warning|error   exit with status 1 when a finding is that severe or worse\n"
+      "  --show-dismissed          list the findings dismissed earlier too, marked as dismissed\n"
+      "  --decisions STORE         read the dismissed findings from STORE instead of the user\u2019s data "
+      "folder\n",
+      true,
+      "  kinloom-cli check tree.ged\n"
+      "  kinloom-cli check tree.ged --report \"tree report.pdf\" --numeric-order day-first\n"
+      "  kinloom-cli check tree.ged --skip dup,dupfam --fail-on error\n"}},
+    {"tidy",
+     {"usage: kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n",
+      "Applies the chosen fixes to a copy of FILE, saved as \u201CNAME (tidied).ged\u201D beside FILE with "
+      "its\n"
+      "change log; FILE and other existing files are never written over.\n\n"
+      "  --out DIR            save the copy and its change log in DIR\n"
+      "  --fix WHAT           none (the default), all, or a comma list of categories (duplicates,\n"
+      "                       impossibleDates, dateFormats, places, missing, links, file) and fix ids as\n"
+      "                       check --json lists them; may be given more than once. all and the categories\n"
+      "                       take the fixes that need no review; one that does is applied when named by id\n"
+      "  --changelog txt|pdf  write the change log as text [txt] or PDF\n"
+      "  --show-dismissed     list the findings dismissed earlier\n"
+      "  --decisions STORE    read the dismissed findings from STORE instead of the user\u2019s data "
+      "folder\n",
+      true,
+      "  kinloom-cli tidy tree.ged --fix dateFormats,places\n"
+      "  kinloom-cli tidy tree.ged --fix all --out cleaned --changelog pdf\n"}},
+    {"sample",
+     {"usage: kinloom-cli sample OUT.ged [--people N] [--seed S]\n",
+      "Writes the sample tree, with a planted problem of every kind, to the new file OUT.ged.\n\n"
+      "  --people N  write a synthetic tree of N people instead\n"
+      "  --seed S    which synthetic tree of that size, a whole number [1]\n",
+      false,
+      "  kinloom-cli sample \"Sample Tree.ged\"\n"
+      "  kinloom-cli sample big.ged --people 100000\n"}},
+    {"dismiss", decideHelp},
+    {"undismiss", decideHelp},
+    {"kinds",
+     {"usage: kinloom-cli kinds\n",
+      "Lists every kind of finding, one a line: its id (what --skip takes), its category and its title.\n",
+      false, "  kinloom-cli kinds\n"}},
+};
+
+/// A command's usage lines and where to read more, for a command line it refused.
+std::string commandUsage(std::string_view command)
+{
+    const auto help = commandHelps.find(command);
+    if (help == commandHelps.end())
+        return usageText;
+    return std::string(help->second.usage) + "kinloom-cli " + std::string(command) +
+           " --help shows its options and examples.\n";
+}
+
+std::string commandHelp(const CommandHelp& help)
+{
+    return std::string(help.usage) + "\n" + std::string(help.about) + (help.scans ? scanOptionsHelp : "") +
+           "\nExamples:\n" + std::string(help.examples);
+}
 
 /// A command's arguments: positional ones in order, options by name ("--json" → "" when a flag),
 /// and the values of options that may be repeated, in order.
@@ -65,13 +178,14 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
     Arguments parsed;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
-        if (!argument.starts_with("--")) {
+        // "-" alone is a file name (standard input or output, to whoever reads it).
+        if (!argument.starts_with("-") || argument == "-") {
             parsed.positional.push_back(argument);
             continue;
         }
         const auto option = known.find(argument);
         if (option == known.end()) {
-            err << "kinloom-cli: unknown option " << argument << "\n" << usageText;
+            err << "kinloom-cli: unknown option " << argument << "\n" << commandUsage(arguments[0]);
             return std::nullopt;
         }
         if (!option->second) {
@@ -79,19 +193,19 @@ std::optional<Arguments> parseArguments(const std::vector<std::string>& argument
             continue;
         }
         if (i + 1 == arguments.size()) {
-            err << "kinloom-cli: " << argument << " needs a value\n" << usageText;
+            err << "kinloom-cli: " << argument << " needs a value\n" << commandUsage(arguments[0]);
             return std::nullopt;
         }
         const std::string& value = arguments[++i];
         if (repeatableOptions.contains(argument)) {
             parsed.repeated[argument].push_back(value);
         } else if (!parsed.options.emplace(argument, value).second) {
-            err << "kinloom-cli: " << argument << " can be given only once\n" << usageText;
+            err << "kinloom-cli: " << argument << " can be given only once\n" << commandUsage(arguments[0]);
             return std::nullopt;
         }
     }
     if (idsAfterFile ? parsed.positional.size() < 2 : parsed.positional.size() != 1) {
-        err << usageText;
+        err << commandUsage(arguments[0]);
         return std::nullopt;
     }
     return parsed;
@@ -696,7 +810,8 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     std::optional<std::string> reportPath;
     if (const auto option = parsed.options.find("--report"); option != parsed.options.end()) {
         if (!hasExtension(option->second, ".txt") && !hasExtension(option->second, ".pdf")) {
-            err << "kinloom-cli: --report needs a file name ending in .txt or .pdf\n" << usageText;
+            err << "kinloom-cli: --report needs a file name ending in .txt or .pdf\n"
+                << commandUsage("check");
             return usage;
         }
         reportPath = option->second;
@@ -1048,7 +1163,9 @@ int sample(const std::vector<std::string>& arguments, std::ostream& out, std::os
 int kinds(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     if (arguments.size() != 1) {
-        err << usageText;
+        if (arguments[1].starts_with("-"))
+            err << "kinloom-cli: unknown option " << arguments[1] << "\n";
+        err << commandUsage("kinds");
         return usage;
     }
     std::size_t idWidth = 0, categoryWidth = 0;
@@ -1074,6 +1191,24 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         return usage;
     }
     const std::string& command = arguments[0];
+    if (command == "--version") {
+        out << "kinloom-cli " KINLOOM_VERSION "\n";
+        return done;
+    }
+    if (command == "--help" || command == "-h" || command == "help") {
+        // "help COMMAND" is "COMMAND --help".
+        const auto help = arguments.size() == 2 ? commandHelps.find(arguments[1]) : commandHelps.end();
+        out << (help != commandHelps.end() ? commandHelp(help->second) : usageText);
+        return done;
+    }
+    // --help anywhere after a command asks for its help rather than running it.
+    if (const auto help = commandHelps.find(command);
+        help != commandHelps.end() &&
+        std::any_of(arguments.begin() + 1, arguments.end(),
+                    [](const std::string& argument) { return argument == "--help" || argument == "-h"; })) {
+        out << commandHelp(help->second);
+        return done;
+    }
     if (command == "info")
         return info(arguments, out, err, terminal);
     if (command == "check")
@@ -1086,11 +1221,8 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         return kinds(arguments, out, err);
     if (command == "dismiss" || command == "undismiss")
         return decide(arguments, out, err, terminal, command == "dismiss");
-    if (command == "--help" || command == "help") {
-        out << usageText;
-        return done;
-    }
-    err << "kinloom-cli: unknown command " << command << "\n" << usageText;
+    err << "kinloom-cli: unknown " << (command.starts_with("-") ? "option " : "command ") << command << "\n"
+        << usageText;
     return usage;
 }
 

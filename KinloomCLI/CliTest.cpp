@@ -155,7 +155,6 @@ TEST_F(CliTest, RefusalsAndStatuses)
         {{"info", notGedcom, "--xml"}, Cli::usage, ""},
         {{"info"}, Cli::usage, ""},
         {{"frobnicate"}, Cli::usage, ""},
-        {{"kinds", "--json"}, Cli::usage, ""},
         {{}, Cli::usage, ""},
         {{"sample", notGedcom},
          Cli::usage,
@@ -175,6 +174,72 @@ TEST_F(CliTest, RefusalsAndStatuses)
     // Nothing was written over or beside the refused files.
     EXPECT_EQ(std::filesystem::file_size(notGedcom), 15u);
     EXPECT_FALSE(std::filesystem::exists(m_folder / "x.ged"));
+}
+
+TEST_F(CliTest, HelpVersionAndUnknownOptions)
+{
+    const std::string path = write("tree.ged", SampleTree::sampleText());
+    struct Case
+    {
+        std::vector<std::string> arguments;
+        int status;
+        std::string outStart; ///< what stdout starts with
+        std::string err;
+    };
+    const std::string checkUsage =
+        "usage: kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] "
+        "[--fail-on warning|error]\nkinloom-cli check --help shows its options and "
+        "examples.\n";
+    const Case cases[] = {
+        {{"--help"}, Cli::done, "usage: kinloom-cli info FILE", ""},
+        {{"-h"}, Cli::done, "usage: kinloom-cli info FILE", ""},
+        {{"--version"}, Cli::done, "kinloom-cli " KINLOOM_VERSION "\n", ""},
+        // A command's help wins over the rest of its command line, which is not run.
+        {{"check", "--help"}, Cli::done, "usage: kinloom-cli check FILE", ""},
+        {{"tidy", path, "--fix", "all", "-h"}, Cli::done, "usage: kinloom-cli tidy FILE", ""},
+        {{"help", "dismiss"}, Cli::done, "usage: kinloom-cli dismiss FILE ID...", ""},
+        {{"check", path, "--frobnicate"},
+         Cli::usage,
+         "",
+         "kinloom-cli: unknown option --frobnicate\n" + checkUsage},
+        {{"check", path, "-x"}, Cli::usage, "", "kinloom-cli: unknown option -x\n" + checkUsage},
+        {{"check", path, "--report"}, Cli::usage, "", "kinloom-cli: --report needs a value\n" + checkUsage},
+        {{"kinds", "--json"},
+         Cli::usage,
+         "",
+         "kinloom-cli: unknown option --json\nusage: kinloom-cli kinds\nkinloom-cli kinds --help shows its "
+         "options and examples.\n"},
+        {{"--frobnicate"}, Cli::usage, "", ""},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = runCli(c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << testing::PrintToString(c.arguments) << outcome.err;
+        EXPECT_TRUE(outcome.out.starts_with(c.outStart)) << outcome.out;
+        EXPECT_EQ(outcome.out.empty(), c.outStart.empty()) << outcome.out;
+        if (!c.err.empty()) {
+            EXPECT_EQ(outcome.err, c.err);
+        }
+    }
+    EXPECT_TRUE(runCli({"--frobnicate"}).err.starts_with("kinloom-cli: unknown option --frobnicate\nusage:"));
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "tree (tidied).ged"));
+}
+
+// Each command's help lists only options the command takes, and gives examples.
+TEST_F(CliTest, HelpListsOnlyOptionsTheCommandTakes)
+{
+    for (const std::string command : {"info", "check", "tidy", "sample", "dismiss", "undismiss", "kinds"}) {
+        const std::string help = runCli({command, "--help"}).out;
+        EXPECT_NE(help.find("  kinloom-cli " + command, help.find("\nExamples:\n")), std::string::npos)
+            << help;
+        std::istringstream lines(help);
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.starts_with("  --"))
+                continue;
+            const std::string option = line.substr(2, line.find(' ', 2) - 2);
+            const Outcome outcome = runCli({command, option});
+            EXPECT_EQ(outcome.err.find("unknown option"), std::string::npos) << command << " " << option;
+        }
+    }
 }
 
 TEST_F(CliTest, KindsListsEveryKindOfFinding)

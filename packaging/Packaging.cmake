@@ -7,10 +7,44 @@ set(grammar_dir ${PROJECT_SOURCE_DIR}/KinloomKit/structure)
 install(FILES ${grammar_dir}/gedcom7/LICENSE ${grammar_dir}/gedcom7/NOTICE
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kinloom/gedcom7-grammar)
 install(FILES ${grammar_dir}/gedcom551/NOTICE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kinloom/gedcom551-grammar)
+# Debian's machine-readable copyright file: Kinloom's licence and those of what the programs hold.
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kinloom)
+
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/kinloom-cli.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME kinloom-cli)
+if(KINLOOM_BUILD_TESTS)
+    add_test(NAME CompletionTest
+        COMMAND ${CMAKE_CURRENT_LIST_DIR}/completion-test.sh ${CMAKE_CURRENT_LIST_DIR}/kinloom-cli.bash
+            $<TARGET_FILE:kinloom-cli>)
+endif()
+
+# The manual pages are written in scdoc's plain format and compressed, as Debian ships them.
+find_program(KINLOOM_SCDOC scdoc REQUIRED)
+set(man_pages kinloom-cli)
+if(KINLOOM_BUILD_APP)
+    list(APPEND man_pages kinloom)
+endif()
+set(man_outputs)
+foreach(page ${man_pages})
+    configure_file(${PROJECT_SOURCE_DIR}/docs/${page}.1.scd ${CMAKE_BINARY_DIR}/man/${page}.1.scd @ONLY)
+    set(man ${CMAKE_BINARY_DIR}/man/${page}.1.gz)
+    add_custom_command(OUTPUT ${man}
+        COMMAND sh -c "${KINLOOM_SCDOC} < ${page}.1.scd | gzip -9n > ${page}.1.gz"
+        DEPENDS ${CMAKE_BINARY_DIR}/man/${page}.1.scd
+        WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/man
+        COMMENT "Writing the manual page ${page}(1)"
+        VERBATIM)
+    list(APPEND man_outputs ${man})
+    install(FILES ${man} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endforeach()
+add_custom_target(kinloom-man-pages ALL DEPENDS ${man_outputs})
 
 if(KINLOOM_BUILD_APP)
     install(TARGETS kinloom RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    install(FILES ${CMAKE_CURRENT_LIST_DIR}/kinloom.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    # The desktop entry, the metainfo and the icon share the app's id, which desktops match them by.
+    set(app_id org.kinloom.Kinloom)
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/${app_id}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/${app_id}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
     install(FILES ${CMAKE_CURRENT_LIST_DIR}/kinloom-mime.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages
         RENAME kinloom.xml)
 
@@ -23,7 +57,8 @@ if(KINLOOM_BUILD_APP)
     # Below 32 pixels the six-node tree blurs into a smudge, so the small sizes have a simpler drawing.
     find_program(KINLOOM_RSVG_CONVERT rsvg-convert REQUIRED)
     set(icons_dir ${CMAKE_CURRENT_LIST_DIR}/icons)
-    install(FILES ${icons_dir}/kinloom.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+    install(FILES ${icons_dir}/kinloom.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
+        RENAME ${app_id}.svg)
     set(icon_pngs)
     foreach(size 16 24 32 48 64 128 256)
         if(size LESS 32)
@@ -31,7 +66,7 @@ if(KINLOOM_BUILD_APP)
         else()
             set(source ${icons_dir}/kinloom.svg)
         endif()
-        set(png ${CMAKE_BINARY_DIR}/icons/${size}x${size}/kinloom.png)
+        set(png ${CMAKE_BINARY_DIR}/icons/${size}x${size}/${app_id}.png)
         add_custom_command(OUTPUT ${png}
             COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/icons/${size}x${size}
             COMMAND ${KINLOOM_RSVG_CONVERT} --width ${size} --height ${size} --output ${png} ${source}
@@ -57,7 +92,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Find and fix problems in family-tree file
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Kinloom developers <developers@kinloom.invalid>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Kinloom project <developers@kinloom.org>")
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 # CPack puts the summary above this and indents it as a Debian description.
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Kinloom tidies up family trees kept in GEDCOM files, as written by any

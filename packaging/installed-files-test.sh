@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the build into a temporary folder as the package does, and checks what a desktop finds
-# there: each file in its freedesktop place and nothing else, a .desktop file that validates and
-# names an installed program and icon, a MIME package that maps .ged files to the type the
-# .desktop file opens, and the icon at every size.
+# there: each file in its freedesktop place and nothing else, a .desktop file and AppStream metainfo
+# that validate and name an installed program and icon, a MIME package that maps .ged files to the
+# type the .desktop file opens, the icon at every size, manual pages that man reads without a
+# warning, and programs that answer --help and --version without a display.
 # Usage: installed-files-test.sh CMAKE BUILD_DIR
 set -euo pipefail
 cmake=$1
@@ -20,11 +21,14 @@ DESTDIR="$root" "$cmake" --install "$build" --prefix /usr >/dev/null
 usr=$root/usr
 
 sizes=(16 24 32 48 64 128 256)
-expected=(bin/kinloom bin/kinloom-cli share/applications/kinloom.desktop share/mime/packages/kinloom.xml
-    share/icons/hicolor/scalable/apps/kinloom.svg share/doc/kinloom/gedcom7-grammar/LICENSE
-    share/doc/kinloom/gedcom7-grammar/NOTICE share/doc/kinloom/gedcom551-grammar/NOTICE)
+id=org.kinloom.Kinloom
+expected=(bin/kinloom bin/kinloom-cli "share/applications/$id.desktop" "share/metainfo/$id.metainfo.xml"
+    share/mime/packages/kinloom.xml "share/icons/hicolor/scalable/apps/$id.svg" share/doc/kinloom/copyright
+    share/doc/kinloom/gedcom7-grammar/LICENSE share/doc/kinloom/gedcom7-grammar/NOTICE
+    share/doc/kinloom/gedcom551-grammar/NOTICE share/man/man1/kinloom.1.gz share/man/man1/kinloom-cli.1.gz
+    share/bash-completion/completions/kinloom-cli)
 for size in "${sizes[@]}"; do
-    expected+=("share/icons/hicolor/${size}x${size}/apps/kinloom.png")
+    expected+=("share/icons/hicolor/${size}x${size}/apps/$id.png")
 done
 wanted=$(printf '%s\n' "${expected[@]}" | sort)
 installed=$(cd "$usr" && find . -type f -printf '%P\n' | sort)
@@ -39,7 +43,37 @@ if ! "$usr/bin/kinloom-cli" sample "$root/tree.ged" >/dev/null || ! "$usr/bin/ki
     fail "the installed kinloom-cli does not run"
 fi
 
-desktop=$usr/share/applications/kinloom.desktop
+# --help and --version print and exit, and need no display; an unknown option is named.
+for program in kinloom kinloom-cli; do
+    help=$(env -u DISPLAY -u WAYLAND_DISPLAY QT_QPA_PLATFORM= "$usr/bin/$program" --help 2>&1) &&
+        [[ $help == *"FILE"* ]] || fail "$program --help does not print its usage: $help"
+    version=$(env -u DISPLAY -u WAYLAND_DISPLAY QT_QPA_PLATFORM= "$usr/bin/$program" --version 2>&1) &&
+        [[ $version =~ ^(Kinloom|kinloom-cli)\ [0-9]+\.[0-9]+$ ]] || fail "$program --version prints \"$version\""
+    status=0
+    refusal=$(QT_QPA_PLATFORM=offscreen "$usr/bin/$program" --frobnicate 2>&1 >/dev/null) || status=$?
+    [ "$status" -eq 2 ] && [[ $refusal == *frobnicate* ]] ||
+        fail "$program --frobnicate exits with $status and says \"$refusal\""
+done
+
+# man prints groff's warnings on stderr; lexgrog reads the page's NAME line as apropos and whatis do.
+for page in kinloom kinloom-cli; do
+    man_page=$usr/share/man/man1/$page.1.gz
+    [ -f "$man_page" ] || continue
+    if ! out=$(MANWIDTH=80 man --warnings -l "$man_page" 2>&1 >/dev/null) || [ -n "$out" ]; then
+        fail "man warns about $page(1): $out"
+    fi
+    lexgrog "$man_page" | grep -q "\"$page - " || fail "lexgrog finds no NAME line in $page(1)"
+done
+
+# The AppStream validator exits non-zero on errors and warnings; --no-net leaves the URLs unfetched.
+metainfo=$usr/share/metainfo/$id.metainfo.xml
+if [ -f "$metainfo" ] && ! out=$(appstreamcli validate --no-net "$metainfo" 2>&1); then
+    fail "appstreamcli validate: $out"
+fi
+grep -q "<launchable type=\"desktop-id\">$id.desktop</launchable>" "$metainfo" ||
+    fail "the metainfo does not launch $id.desktop"
+
+desktop=$usr/share/applications/$id.desktop
 # desktop-file-validate exits 0 on warnings and hints, so any output counts as a failure.
 if ! out=$(desktop-file-validate "$desktop" 2>&1) || [ -n "$out" ]; then
     fail "desktop-file-validate: $out"
@@ -66,9 +100,9 @@ grep -qx '50:application/x-gedcom:\*\.ged' "$root/mime/globs2" || fail "*.ged do
 grep -qx 'application/x-gedcom text/plain' "$root/mime/subclasses" || fail "application/x-gedcom is not a kind of text"
 grep -qa '0 HEAD' "$root/mime/magic" || fail "no content rule recognises a file that starts with \"0 HEAD\""
 
-xmllint --noout "$usr/share/icons/hicolor/scalable/apps/kinloom.svg" || fail "the SVG icon is not well-formed"
+xmllint --noout "$usr/share/icons/hicolor/scalable/apps/$id.svg" || fail "the SVG icon is not well-formed"
 for size in "${sizes[@]}"; do
-    png=$usr/share/icons/hicolor/${size}x${size}/apps/kinloom.png
+    png=$usr/share/icons/hicolor/${size}x${size}/apps/$id.png
     [ -f "$png" ] || continue
     # A PNG starts with its 8-byte signature, then the IHDR chunk whose width and height are 32-bit big-endian.
     signature=$(od -An -tx1 -N8 "$png" | tr -d ' \n')

@@ -339,7 +339,10 @@ void ContentView::showAbout()
             QStringLiteral(
                 "Kinloom finds and fixes the problems in a family-tree file, and saves the result "
                 "as a new, cleaned copy beside a change log.\n\nYour family tree never leaves this ") +
-            computerWord() + QStringLiteral(": Kinloom makes no network connections at all."));
+            computerWord() +
+            QStringLiteral(
+                ": Kinloom makes no network connections at all.\n\nKinloom is free software: you may "
+                "share and change it under the GNU General Public License, version 3 or later."));
         m_about->setWindowModality(Qt::WindowModal);
     }
     m_about->open();
