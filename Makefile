@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # The README's two commands, plus benchmarks and fuzzing.
 BUILD      ?= build
 FUZZ_BUILD ?= build-fuzz

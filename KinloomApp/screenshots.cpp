@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Opens a family-tree file in the real window and saves a picture of each screen, for people to
 // look at: kinloom-screenshots OUTDIR FILE.ged [SEARCH] (the words typed in the search's picture)
 #include "desktop/QtPlatformServices.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The session model driven headless on a synthetic tree, as the window drives it: opening until the
 // findings are stored, applying a batch of 10,000 fixes and scanning again, and the memory an undo
 // history of 20 batches holds next to the session as opened.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Benchmarks on synthetic trees: reading throughput, peak memory while reading, the cost of
 // copying a document and writing it back, and on large trees applying a batch of date fixes and
 // merging a batch of people. Each read runs in a fresh process of this program so that its peak

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Date reading throughput on one core: standard values read to ranges, other writings normalized,
 // and the style of both. Values are made up the way family-tree files write them.
 #include "family/GedcomDates.h"

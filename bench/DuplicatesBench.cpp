@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The duplicate finder on synthetic trees: time, pairs scored, and how many of the planted
 // duplicate pairs it finds at the default threshold, with why it misses the others. Then on
 // crowds of look-alikes, each in a process of its own so that its peak memory is its own: time,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The real window, offscreen, on a tree with one finding per person in a category: how long the
 // list takes to show once the findings are stored, how long scrolling it from top to bottom page by
 // page takes (each page painted), how long each keystroke of a search takes to show its list, and

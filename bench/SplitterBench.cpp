@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The yardstick the whole commands are measured against: the least any reader of a GEDCOM file must
 // do. It reads the file and splits every line into level, xref, tag and value, kept as offsets in
 // one compact array, and prints how long that took and the memory it took.

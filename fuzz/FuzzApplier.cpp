@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The applier's promises on any document: applying every fix of a scan leaves the given document
 // as it was, each fix is applied or reported skipped exactly once, the result can be written and
 // read back, and applying the same batch to the result changes nothing more (unless records share

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The date reader's promises on any text, in both GEDCOM versions and every numeric order: no
 // crash; ranges never run backwards; a fix is itself standard; an ambiguity has two or more
 // readings that each read; and reading all at once agrees with the single functions.

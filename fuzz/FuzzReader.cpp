@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reader's promises on any bytes: no crash, ids 1..n in line order, nextID = lines + 1, and
 // the nodes render back to the decoded text line for line. The writer's: a document saved without
 // edits gives back the bytes it was read from with only the line breaks made uniform, and after

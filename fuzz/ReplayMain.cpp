@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs a fuzz target over every file of the folders (or files) named on the command line, so
 // the targets build and replay their seeds without libFuzzer.
 #include <cstddef>

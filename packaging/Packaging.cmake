@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installing into the freedesktop places and building a Debian package with CPack.
 include(GNUInstallDirs)
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Loads the bash completion of kinloom-cli as bash-completion does and asks it what Tab offers after
 # each line, in a folder of a few files; the encodings and categories it offers must be the tool's.
 # Usage: completion-test.sh COMPLETION_SCRIPT KINLOOM_CLI

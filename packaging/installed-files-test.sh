@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs the build into a temporary folder as the package does, and checks what a desktop finds
 # there: each file in its freedesktop place and nothing else, a .desktop file and AppStream metainfo
 # that validate and name an installed program and icon, a MIME package that maps .ged files to the

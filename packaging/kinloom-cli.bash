@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Bash completion for kinloom-cli: its commands, each command's options, the values options take,
 # and .ged files where a file goes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "changes/FixApplier.h"
 #include "checks/Scanner.h"
 #include "document/GedcomReader.h"

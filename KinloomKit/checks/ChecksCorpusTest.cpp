@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The findings of every check on real trees of the corpus folder (../shared/corpus or
 // KINLOOM_CORPUS; without it the test skips itself), held to JudgedFindings.tsv: findings sampled
 // from every kind on several trees, each judged by reading the records and their families and by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The duplicate finder over every real file of the corpus folder (../shared/corpus or
 // KINLOOM_CORPUS; without it the tests skip themselves): no pair it reports rests on a placeholder
 // name ("LIVING", "Son_1", "Twin-Boy_2"), a parish tree of many namesakes is not buried in pairs

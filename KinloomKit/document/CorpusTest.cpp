@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads every real file of the corpus folder and checks what its manifest's byte facts imply:
 // the encoding chosen (pinned here), the byte-order mark, the notes, the line breaks, the number
 // of lines, and that an unchanged save gives the bytes back with uniform line breaks.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Code pages declared in the header, files whose header names the wrong one, and the guards that
 // keep plausible readings. Test files are written with the platform converter, as another program
 // would write them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 // For the tests that read the real files of the corpus folder and the tables judged from them.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Turns the GEDCOM grammars kept here as tables into compiled C++ tables (GrammarTables.inc).
 
 gedcom7/ holds FamilySearch's machine-readable GEDCOM 7.0 tables as published (Apache-2.0, see

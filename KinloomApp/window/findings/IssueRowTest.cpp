@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A finding's row, and the quick ways it draws its text: they must look like laying the text out
 // whole, the same pixels or the same words with the same ellipsis when a line is cut.
 #include "window/findings/IssueRow.h"
