@@ -595,17 +595,29 @@ Json editJSON(const Edit& edit)
                     {"from", optionalText(set.from)},
                     {"to", optionalText(set.to)}};
         }
+        Json operator()(const Edit::Rewrite& rewrite) const
+        {
+            return {{"kind", "rewrite"},
+                    {"node", rewrite.node},
+                    {"from", rewrite.from},
+                    {"to", rewrite.to},
+                    {"trimValue", rewrite.trimValue}};
+        }
         Json operator()(const Edit::Remove& remove) const
         {
             return {{"kind", "remove"}, {"node", remove.node}};
         }
         Json operator()(const Edit::Add& add) const
         {
+            Json below = Json::array();
+            for (const auto& [tag, value] : add.below)
+                below.push_back({{"tag", tag}, {"value", value}});
             return {{"kind", "add"},
                     {"record", add.record},
                     {"under", add.under ? Json(*add.under) : Json(nullptr)},
                     {"tag", add.tag},
-                    {"value", optionalText(add.value)}};
+                    {"value", optionalText(add.value)},
+                    {"below", below}};
         }
         Json operator()(const Edit::AddRecord& add) const
         {

@@ -637,8 +637,10 @@ std::string contents(const std::filesystem::path& file)
 }
 
 // Node 9 is a date with a sure rewrite; node 11 one that can only be kept as a phrase (needs review).
-const std::string datedTree = "0 HEAD\n1 GEDC\n2 VERS 5.5.1\n1 CHAR UTF-8\n0 @I1@ INDI\n1 NAME John /Smith/\n"
-                              "1 SEX M\n1 BIRT\n2 DATE 1890-03-12\n1 DEAT\n2 DATE spring 1950\n0 TRLR\n";
+const std::string datedTree =
+    "0 HEAD\n1 SOUR X\n1 SUBM @U1@\n1 GEDC\n2 VERS 5.5.1\n2 FORM LINEAGE-LINKED\n1 CHAR "
+    "UTF-8\n0 @I1@ INDI\n1 NAME John /Smith/\n1 SEX M\n1 BIRT\n2 DATE 1890-03-12\n1 DEAT\n"
+    "2 DATE spring 1950\n0 @U1@ SUBM\n1 NAME A\n0 TRLR\n";
 
 } // namespace
 
@@ -658,11 +660,11 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
         {"all", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
         {"dateFormats", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950"},
         {"places,links", "Applied 0 fixes.\n", "1890-03-12", "spring 1950"},
-        {"date-11", "Applied 1 fix.\n", "1890-03-12", "(spring 1950)"},
-        {"dateFormats,date-11", "Applied 2 fixes.\n", "12 MAR 1890", "(spring 1950)"},
+        {"date-14", "Applied 1 fix.\n", "1890-03-12", "(spring 1950)"},
+        {"dateFormats,date-14", "Applied 2 fixes.\n", "12 MAR 1890", "(spring 1950)"},
         {"dateFormats,places", "Applied 0 fixes.\n", "1890-03-12", "spring 1950", {}, {"--skip", "date"}},
-        {"all,date-11", "Applied 1 fix.\n", "1890-03-12", "(spring 1950)", "date-9"},
-        {"date-9", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950", "date-9"},
+        {"all,date-14", "Applied 1 fix.\n", "1890-03-12", "(spring 1950)", "date-12"},
+        {"date-12", "Applied 1 fix.\n", "12 MAR 1890", "spring 1950", "date-12"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -696,7 +698,7 @@ TEST_F(CliTest, TidyAppliesTheChosenFixes)
     const Outcome recheck = runCli({"check", (m_folder / "all" / "Dated (tidied).ged").string(), "--json"});
     ASSERT_EQ(recheck.status, Cli::done);
     for (const auto& finding : nlohmann::json::parse(recheck.out)["findings"])
-        EXPECT_NE(finding["id"], "date-9");
+        EXPECT_NE(finding["id"], "date-12");
     EXPECT_EQ(contents(path), datedTree);
 }
 
@@ -715,27 +717,22 @@ TEST_F(CliTest, DecisionsHideFindingsUntilLifted)
         std::string notInOut = {};
     };
     const Step steps[] = {
-        {{"dismiss", path, "date-9", "date-11"},
+        {{"dismiss", path, "date-12", "date-14"},
          Cli::done,
          "Dismissed 2 findings; check and tidy leave them out until one of their records changes.\n",
          ""},
         {{"check", path}, Cli::done, hidden2, "", "Date not in the standard form"},
-        {{"check", path, "--json"}, Cli::done, "\"id\": \"date-styles\"", hidden2, "date-9"},
+        {{"check", path, "--json"}, Cli::done, "\"id\": \"date-styles\"", hidden2, "date-12"},
         {{"check", path, "--show-dismissed"},
          Cli::done,
          "Date not in the standard form (dismissed)",
          "",
          "hidden"},
-        {{"check", path, "--json", "--show-dismissed"}, Cli::done, "\"id\": \"date-9\"", "", "(dismissed)"},
-        // The only date warning was dismissed (the header's missing parts are left out); another store
-        // has no decisions.
-        {{"check", path, "--fail-on", "warning", "--skip", "struct-header"}, Cli::done, hidden2, ""},
-        {{"check", path, "--fail-on", "warning", "--skip", "struct-header", "--decisions", other},
-         Cli::foundProblems,
-         "",
-         "",
-         "hidden"},
-        {{"undismiss", path, "date-9", "date-styles"}, Cli::done, "Brought back 1 finding.\n", ""},
+        {{"check", path, "--json", "--show-dismissed"}, Cli::done, "\"id\": \"date-12\"", "", "(dismissed)"},
+        // The only date warning was dismissed; another store has no decisions.
+        {{"check", path, "--fail-on", "warning"}, Cli::done, hidden2, ""},
+        {{"check", path, "--fail-on", "warning", "--decisions", other}, Cli::foundProblems, "", "", "hidden"},
+        {{"undismiss", path, "date-12", "date-styles"}, Cli::done, "Brought back 1 finding.\n", ""},
         {{"check", path},
          Cli::done,
          "1 finding hidden by earlier decisions; --show-dismissed lists them\n",
@@ -773,7 +770,7 @@ TEST_F(CliTest, DecisionsHideFindingsUntilLifted)
     // The dismissed finding is marked in the JSON as such, and the store is the user's data folder's.
     const auto json = nlohmann::json::parse(runCli({"check", path, "--json", "--show-dismissed"}).out);
     for (const auto& finding : json["findings"])
-        EXPECT_EQ(finding["dismissed"], finding["id"] == "date-11") << finding["id"];
+        EXPECT_EQ(finding["dismissed"], finding["id"] == "date-14") << finding["id"];
     EXPECT_TRUE(std::filesystem::exists(m_folder / "data" / "kinloom" / "decisions.json"));
 }
 

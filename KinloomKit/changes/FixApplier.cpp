@@ -140,6 +140,42 @@ void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& 
     });
 }
 
+/// Lines written anew from their parts, renamed, while their tag is still `from`.
+void rewriteLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+{
+    const NodeLocator locator(document);
+    forEachEdit<Edit::Rewrite>(fixes, [&](std::size_t fix, const Edit::Rewrite& edit) {
+        const auto place = locator.find(edit.node);
+        if (!place)
+            return;
+        const NodeView record = document.record(place->record);
+        const std::vector<NodeView> path = pathTo(record, edit.node);
+        if (path.empty() || path.back().tag() != edit.from || path.back().isMalformed())
+            return;
+        const NodeView node = path.back();
+        const int level = static_cast<int>(path.size()) - 1;
+        std::optional<std::string_view> value = node.value();
+        if (edit.trimValue && value && value->find_first_not_of(' ') != std::string_view::npos)
+            value = value->substr(value->find_first_not_of(' '));
+        const std::string written = detail::renderLine(level, node.xref(), edit.to, value);
+        const std::string before(
+            node.raw() ? *node.raw() : detail::renderLine(level, node.xref(), node.tag(), node.value()));
+        if (before == written)
+            return;
+        std::string line = recordLabel(record);
+        for (std::size_t i = 1; i < path.size(); ++i)
+            line += (i > 1 ? " " : " \u00B7 ") + std::string(path[i].tag());
+        line += ": " + quoted(before) + " \u2192 " + quoted(written);
+        const std::optional<std::string> newValue = value ? std::optional<std::string>(*value) : std::nullopt;
+        document.update(place->record, edit.node, [&](GedcomNode& changed) {
+            changed.setTag(edit.to);
+            changed.setValue(newValue);
+            changed.setRaw(std::nullopt);
+        });
+        ledger.record(fix, std::move(line));
+    });
+}
+
 /// The record an added line points to, when its value is a cross-reference.
 std::optional<std::string_view> linkTarget(const Edit::Add& edit)
 {
@@ -160,11 +196,13 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
         if (const auto target = linkTarget(edit))
             records.emplace(*target, 0);
     });
+    // A record without an xref (HEAD) is named by its tag.
     std::unordered_set<std::string_view> found;
     for (std::size_t index = 0; index < document.recordCount() && found.size() < records.size(); ++index) {
-        const auto xref = document.record(index).xref();
-        if (xref && records.contains(*xref) && found.insert(*xref).second)
-            records[*xref] = index;
+        const NodeView record = document.record(index);
+        const std::string_view name = record.xref().value_or(record.tag());
+        if (records.contains(name) && found.insert(name).second)
+            records[name] = index;
     }
 
     forEachEdit<Edit::Add>(fixes, [&](std::size_t fix, const Edit::Add& edit) {
@@ -195,6 +233,10 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
         }
         line += ": + " + std::to_string(level) + " " + edit.tag + (edit.value ? " " + *edit.value : "");
         GedcomNode added = document.newNode(edit.tag, edit.value);
+        for (const auto& [tag, value] : edit.below) {
+            line += " / " + std::to_string(level + 1) + " " + tag + " " + value;
+            added.children().push_back(document.newNode(tag, value));
+        }
         document.update(index, parent->id(), [&](GedcomNode& node) {
             auto& children = node.children();
             auto at = children.end();
@@ -215,18 +257,24 @@ void addLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& l
 /// New records, before the trailer; an xref the file has already is left as it is.
 void addRecords(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
 {
-    std::unordered_set<std::string> xrefs;
+    // Records without an xref are known by their tags, kept apart from the xrefs by their lack of at-signs.
+    std::unordered_set<std::string> names;
     std::size_t trailer = document.recordCount();
     for (std::size_t index = 0; index < document.recordCount(); ++index) {
         const NodeView record = document.record(index);
-        if (const auto xref = record.xref())
-            xrefs.emplace(*xref);
-        else if (record.tag() == "TRLR")
+        names.emplace(record.xref().value_or(record.tag()));
+        if (!record.xref() && record.tag() == "TRLR")
             trailer = index;
     }
     forEachEdit<Edit::AddRecord>(fixes, [&](std::size_t fix, const Edit::AddRecord& edit) {
-        if (!xrefs.insert(edit.xref).second)
+        if (!names.insert(edit.xref.empty() ? edit.tag : edit.xref).second)
             return;
+        if (edit.xref.empty()) {
+            const bool last = edit.tag == "TRLR";
+            document.insertRecord(last ? document.recordCount() : trailer++, document.newNode(edit.tag));
+            ledger.record(fix, "Added record " + edit.tag);
+            return;
+        }
         document.insertRecord(trailer++, document.newNode(edit.tag, std::nullopt, edit.xref));
         ledger.record(fix, "Added record " + edit.xref + " " + edit.tag);
     });
@@ -295,6 +343,8 @@ ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
     Ledger ledger(fixes);
     if (hasEdits<Edit::SetValue>(fixes))
         setValues(fixes, working, ledger);
+    if (hasEdits<Edit::Rewrite>(fixes))
+        rewriteLines(fixes, working, ledger);
     if (hasEdits<Edit::AddRecord>(fixes))
         addRecords(fixes, working, ledger);
     if (hasEdits<Edit::Add>(fixes))

@@ -44,9 +44,9 @@ struct ApplyResult
 
 namespace FixApplier {
 
-/// Carries out the fixes' edits on a copy of `document`: values first, then new records, added lines,
-/// removals and merges, each edit checked against the document as it is by then. Entries are numbered from
-/// `firstID`; fixes that share an id share one entry. Only the records edited are cloned.
+/// Carries out the fixes' edits on a copy of `document`: values and rewritten lines first, then new records, added
+/// lines, removals and merges, each edit checked against the document as it is by then. Entries are numbered
+/// from `firstID`; fixes that share an id share one entry. Only the records edited are cloned.
 [[nodiscard]] ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
                                 std::int64_t firstID);
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -90,6 +91,17 @@ struct Edit
         std::optional<std::string> to;
         bool operator==(const SetValue&) const = default;
     };
+    /// Write a line anew from its parts with single spaces between them, with the tag `to`, and without
+    /// blanks before its value when `trimValue` (a value that is not text); `from` is the tag the check
+    /// saw. A line that would be written as it stands is left alone.
+    struct Rewrite
+    {
+        std::int64_t node = 0;
+        std::string from;
+        std::string to;
+        bool trimValue = false;
+        bool operator==(const Rewrite&) const = default;
+    };
     /// Remove a node and its subtree.
     struct Remove
     {
@@ -100,15 +112,18 @@ struct Edit
     /// when it is there, else at the end (a record's CHAN block stays last).
     struct Add
     {
-        std::string record;
+        std::string record; ///< its xref, or its tag when it has none ("HEAD")
         std::optional<std::int64_t> under;
         std::string tag;
         std::optional<std::string> value;
         std::optional<std::int64_t> after;
+        std::vector<std::pair<std::string, std::string>>
+            below; ///< tags and values of lines under the new one
         bool operator==(const Add&) const = default;
     };
     /// Add an empty record with this xref before the trailer, unless a record has the xref already;
-    /// Add edits of the same batch fill it.
+    /// Add edits of the same batch fill it. Without an xref: a record of this tag (TRLR goes last),
+    /// unless the file has one.
     struct AddRecord
     {
         std::string xref;
@@ -125,11 +140,11 @@ struct Edit
 
     /// An edit of one kind; `emplace_back(Edit::Remove{id})` works with every compiler this way.
     template <class Kind>
-    requires std::is_constructible_v<std::variant<SetValue, Remove, Add, AddRecord, Merge>, Kind>
+    requires std::is_constructible_v<std::variant<SetValue, Rewrite, Remove, Add, AddRecord, Merge>, Kind>
     Edit(Kind kind) : value(std::move(kind))
     {}
 
-    std::variant<SetValue, Remove, Add, AddRecord, Merge> value;
+    std::variant<SetValue, Rewrite, Remove, Add, AddRecord, Merge> value;
 
     bool operator==(const Edit&) const = default;
 };

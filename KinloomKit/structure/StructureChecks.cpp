@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
 
 namespace kinloom::StructureChecks {
 using Grammar::Payload;
@@ -228,8 +229,7 @@ void checkChildren(Walk& walk, NodeView node, std::uint16_t structure, NodeView 
     for (std::size_t i = 0; i < subs.size(); ++i) {
         if (subs[i].min > 0 && counts[i] == 0) {
             if (record.tag() == "HEAD")
-                walk.headerMissing.push_back(std::string(node.tag()) + " " +
-                                             std::string(grammar[subs[i].structure].tag));
+                walk.headerMissing.push_back({node, subs[i].structure});
             else
                 walk.hits.push_back({Kind::required, subs[i].tag, subs[i].structure, node, node});
         }
@@ -261,6 +261,310 @@ std::string listed(const std::vector<std::string>& items)
     for (std::size_t i = 0; i < items.size(); ++i)
         text += (i == 0 ? "" : i + 1 == items.size() ? " and " : ", ") + items[i];
     return text;
+}
+
+/// A line as read, without its indentation.
+std::string asRead(NodeView node)
+{
+    std::string_view line = node.raw().value_or("");
+    while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
+        line.remove_prefix(1);
+    return std::string(line);
+}
+
+int levelOf(NodeView record, NodeView node)
+{
+    return static_cast<int>(pathTo(record, node.id()).size()) - 1;
+}
+
+/// A line as it will be written: from its parts, with single spaces.
+std::string standardLine(int level, NodeView node, std::string_view tag,
+                         std::optional<std::string_view> value)
+{
+    return detail::renderLine(level, node.xref(), tag, value);
+}
+
+std::string placeOf(NodeView record, NodeView node)
+{
+    return node == record ? recordLabel(record)
+                          : recordLabel(record) + " \u00B7 " + tagPath(record, node.id());
+}
+
+bool hasContinuation(NodeView node)
+{
+    return std::ranges::any_of(node.children(),
+                               [](NodeView child) { return child.tag() == "CONT" || child.tag() == "CONC"; });
+}
+
+std::string plural(std::size_t count, std::string_view one, std::string_view many)
+{
+    return std::string(count == 1 ? one : many);
+}
+
+/// Doubled blanks before the tag, or before a value that is not text: the line written anew. Text
+/// values keep their blanks, which are content.
+void fixSpaces(NodeView record, std::span<const Hit* const> group, Fix& fix)
+{
+    for (std::size_t i = 0; i < group.size(); ++i) {
+        const NodeView node = group[i]->node;
+        // A line with blanks too many both before its tag and before its value has both hits, one
+        // after the other: one row.
+        bool beforeValue = group[i]->detail != 0;
+        for (; i + 1 < group.size() && group[i + 1]->node == node; ++i)
+            beforeValue = beforeValue || group[i + 1]->detail != 0;
+        std::optional<std::string_view> value = node.value();
+        if (beforeValue)
+            value = value->substr(value->find_first_not_of(' '));
+        fix.edits.emplace_back(
+            Edit::Rewrite{node.id(), std::string(node.tag()), std::string(node.tag()), beforeValue});
+        fix.preview.push_back({placeOf(record, node), asRead(node),
+                               standardLine(levelOf(record, node), node, node.tag(), value)});
+    }
+    fix.title = plural(fix.edits.size(), "Write this line with single spaces",
+                       "Write these lines with single spaces");
+}
+
+/// An unknown tag becomes a program's own tag, which the standard lets programs keep or leave.
+void fixUnknown(NodeView record, std::span<const Hit* const> group, Fix& fix)
+{
+    const std::string tag(group.front()->node.tag());
+    for (const Hit* hit : group) {
+        fix.edits.emplace_back(Edit::Rewrite{hit->node.id(), tag, "_" + tag});
+        fix.preview.push_back(
+            {placeOf(record, hit->node), asRead(hit->node),
+             standardLine(levelOf(record, hit->node), hit->node, "_" + tag, hit->node.value())});
+    }
+    fix.title = "Rename to _" + tag;
+}
+
+/// Text on ALIA is another name; an empty link line says nothing.
+void fixPointers(NodeView record, std::span<const Hit* const> group, bool v7, Fix& fix)
+{
+    const auto xref = record.xref();
+    const std::string tag(group.front()->node.tag());
+    for (const Hit* hit : group) {
+        const NodeView node = hit->node;
+        const std::string_view value = trimmed(node.value().value_or(""));
+        const int level = levelOf(record, node);
+        if (tag == "ALIA" && xref && !value.empty() && !hasContinuation(node)) {
+            const std::string type = v7 ? "AKA" : "aka";
+            fix.edits.emplace_back(Edit::Rewrite{node.id(), "ALIA", "NAME"});
+            fix.edits.emplace_back(Edit::Add{std::string(*xref), node.id(), "TYPE", type});
+            std::string path = placeOf(record, node);
+            path.replace(path.size() - 4, 4, "NAME");
+            fix.preview.push_back({path, asRead(node), standardLine(level, node, "NAME", node.value())});
+            fix.preview.push_back(
+                {path + " TYPE", std::nullopt, std::to_string(level + 1) + " TYPE " + type});
+            fix.title = "Write as NAME with TYPE " + type;
+        } else if ((tag == "HUSB" || tag == "WIFE" || tag == "CHIL") && value.empty() &&
+                   !node.hasChildren()) {
+            fix.edits.emplace_back(Edit::Remove{node.id()});
+            fix.preview.push_back({placeOf(record, node), asRead(node), std::nullopt});
+            fix.title = "Remove the empty " + tag + " " + plural(fix.edits.size(), "line", "lines");
+        }
+    }
+}
+
+/// Text on a line that takes none goes into a NOTE under it; a lone “Y” there says no more than the
+/// tag and is dropped.
+void fixValues(const Walk& walk, NodeView record, std::span<const Hit* const> group, Fix& fix)
+{
+    const auto xref = record.xref();
+    const std::string tag(group.front()->node.tag());
+    bool moved = false, removed = false;
+    for (const Hit* hit : group) {
+        const NodeView node = hit->node;
+        if (hasContinuation(node))
+            continue;
+        const std::string from(node.value().value_or(""));
+        const std::string_view text = trimmed(from);
+        const int level = levelOf(record, node);
+        const std::string place = placeOf(record, node);
+        const bool flag = (*walk.grammar)[hit->detail].payload == Payload::flag;
+        if (text == "Y") {
+            fix.edits.emplace_back(Edit::SetValue{node.id(), from, std::nullopt});
+            fix.preview.push_back({place, asRead(node), standardLine(level, node, tag, std::nullopt)});
+            continue;
+        }
+        // “N” says that the event did not take place, which the line says only by not being there: a
+        // suggestion, since the file then no longer says so.
+        if (equalsIgnoringCase(text, "N") || equalsIgnoringCase(text, "NO")) {
+            if (!node.hasChildren()) {
+                fix.edits.emplace_back(Edit::Remove{node.id()});
+                fix.preview.push_back({place, asRead(node), std::nullopt});
+                fix.needsReview = true;
+                removed = true;
+            }
+            continue;
+        }
+        // A NOTE of 5.5.1 that begins with an at-sign would read as a link.
+        if (!xref || text.starts_with('@') || !walk.grammar->find(hit->detail, Grammar::tagKey("NOTE")))
+            continue;
+        // “Y” says that the event took place when nothing under it does.
+        const std::optional<std::string> to =
+            flag && !node.hasChildren() ? std::optional<std::string>("Y") : std::nullopt;
+        fix.edits.emplace_back(Edit::SetValue{node.id(), from, to});
+        fix.edits.emplace_back(Edit::Add{std::string(*xref), node.id(), "NOTE", std::string(text)});
+        fix.preview.push_back({place, asRead(node), standardLine(level, node, tag, to)});
+        fix.preview.push_back(
+            {place + " NOTE", std::nullopt, std::to_string(level + 1) + " NOTE " + std::string(text)});
+        moved = true;
+    }
+    fix.title = moved     ? "Move the text into a NOTE under " + tag
+                : removed ? "Remove " + tag + ", whose \u201CN\u201D says it did not take place"
+                          : "Write " + tag + " without \u201CY\u201D";
+}
+
+/// GEDCOM 5.5 put a file's FORM beside FILE, under OBJE; 5.5.1 and 7.0 put it under FILE.
+void fixMisplaced(NodeView record, std::span<const Hit* const> group, Fix& fix)
+{
+    const auto xref = record.xref();
+    for (const Hit* hit : group) {
+        const NodeView form = hit->node, object = hit->parent;
+        if (!xref || form.tag() != "FORM" || object.tag() != "OBJE" || form.hasChildren() ||
+            trimmed(form.value().value_or("")).empty())
+            continue;
+        std::optional<NodeView> file;
+        std::size_t files = 0, forms = 0;
+        for (NodeView child : object.children()) {
+            files += child.tag() == "FILE";
+            forms += child.tag() == "FORM";
+            if (child.tag() == "FILE")
+                file = child;
+        }
+        if (files != 1 || forms != 1 || file->firstChild("FORM"))
+            continue;
+        const std::string value(*form.value());
+        fix.edits.emplace_back(Edit::Add{std::string(*xref), file->id(), "FORM", value});
+        fix.edits.emplace_back(Edit::Remove{form.id()});
+        fix.preview.push_back({placeOf(record, form), asRead(form), std::nullopt});
+        fix.preview.push_back({placeOf(record, *file) + " FORM", std::nullopt,
+                               std::to_string(levelOf(record, *file) + 1) + " FORM " + value});
+    }
+    fix.title = "Move FORM under FILE";
+}
+
+/// The fix for a record's lines of one kind and key, where one cannot change what the file says.
+std::optional<Fix> fixOf(const Walk& walk, NodeView record, std::span<const Hit* const> group,
+                         const std::string& id)
+{
+    Fix fix{id, {}, {}, {}, false};
+    switch (group.front()->kind) {
+    case Kind::spaces:
+        fixSpaces(record, group, fix);
+        break;
+    case Kind::unknown:
+        fixUnknown(record, group, fix);
+        break;
+    case Kind::pointer:
+        fixPointers(record, group, walk.v7, fix);
+        break;
+    case Kind::value:
+        fixValues(walk, record, group, fix);
+        break;
+    case Kind::misplaced:
+        fixMisplaced(record, group, fix);
+        break;
+    default:
+        break;
+    }
+    if (fix.edits.empty())
+        return std::nullopt;
+    return fix;
+}
+
+/// The CHAR value that names an encoding, for those 5.5.1 names and ANSI; none for others.
+std::optional<std::string> charValue(TextEncoding encoding)
+{
+    switch (encoding) {
+    case TextEncoding::utf8:
+        return "UTF-8";
+    case TextEncoding::utf16LE:
+    case TextEncoding::utf16BE:
+        return "UNICODE";
+    case TextEncoding::ansel:
+        return "ANSEL";
+    case TextEncoding::ascii:
+        return "ASCII";
+    case TextEncoding::windows1252:
+        return "ANSI";
+    default:
+        return std::nullopt;
+    }
+}
+
+/// The header's missing parts added, and the trailer.
+std::optional<Fix> headerFix(const Walk& walk, const GedcomDocument& document)
+{
+    Fix fix{"struct-header", {}, {}, {}, false};
+    const std::string version = walk.v7 ? "7.0" : "5.5.1";
+    std::size_t parts = 0;
+    for (const Walk::Missing& missing : walk.headerMissing) {
+        const std::string_view parent = missing.parent.tag();
+        const std::string_view tag = (*walk.grammar)[missing.structure].tag;
+        const bool top = parent == "HEAD";
+        const std::string place = top ? "HEAD" : "HEAD \u00B7 " + std::string(parent);
+        const std::string level = top ? "1 " : "2 ";
+        const auto add = [&](std::string value, std::vector<std::pair<std::string, std::string>> below = {}) {
+            fix.preview.push_back(
+                {place, std::nullopt, level + std::string(tag) + (value.empty() ? "" : " " + value)});
+            for (const auto& [belowTag, belowValue] : below)
+                fix.preview.push_back({(top ? "HEAD \u00B7 " : place + " ") + std::string(tag), std::nullopt,
+                                       (top ? "2 " : "3 ") + belowTag + " " + belowValue});
+            fix.edits.emplace_back(Edit::Add{
+                "HEAD", top ? std::nullopt : std::optional(missing.parent.id()), std::string(tag),
+                value.empty() ? std::nullopt : std::optional(value), std::nullopt, std::move(below)});
+            ++parts;
+        };
+        if (top && tag == "GEDC") {
+            add({}, walk.v7 ? std::vector<std::pair<std::string, std::string>>{{"VERS", version}}
+                            : std::vector<std::pair<std::string, std::string>>{{"VERS", version},
+                                                                               {"FORM", "LINEAGE-LINKED"}});
+        } else if (parent == "GEDC" && tag == "VERS") {
+            add(version);
+        } else if (parent == "GEDC" && tag == "FORM") {
+            add("LINEAGE-LINKED");
+        } else if (top && tag == "CHAR") {
+            if (const auto name = charValue(document.encoding))
+                add(*name);
+        } else if (top && tag == "SOUR") {
+            add("Kinloom");
+        } else if (top && tag == "SUBM") {
+            // The file's submitter record, or a new one.
+            std::optional<std::string> submitter;
+            std::unordered_set<std::string_view> taken;
+            for (NodeView record : document.records()) {
+                const auto xref = record.xref();
+                if (xref && record.tag() == "SUBM") {
+                    submitter = std::string(*xref);
+                    break;
+                }
+                if (xref && xref->starts_with("@U"))
+                    taken.insert(*xref);
+            }
+            if (!submitter) {
+                std::size_t n = 1;
+                while (taken.contains("@U" + std::to_string(n) + "@"))
+                    ++n;
+                submitter = "@U" + std::to_string(n) + "@";
+                fix.edits.emplace_back(Edit::AddRecord{*submitter, "SUBM"});
+                fix.edits.emplace_back(Edit::Add{*submitter, std::nullopt, "NAME", "Unknown"});
+                fix.preview.push_back({"New record", std::nullopt, "0 " + *submitter + " SUBM"});
+                fix.preview.push_back({"New record", std::nullopt, "1 NAME Unknown"});
+            }
+            add(*submitter);
+        }
+    }
+    if (!walk.hasTrailer) {
+        fix.edits.emplace_back(Edit::AddRecord{"", "TRLR"});
+        fix.preview.push_back({"End of the file", std::nullopt, "0 TRLR"});
+    }
+    if (fix.edits.empty())
+        return std::nullopt;
+    fix.title = parts == 0        ? "Add the TRLR line at the end"
+                : walk.hasTrailer ? "Add the missing header parts"
+                                  : "Add the missing header parts and the TRLR line";
+    return fix;
 }
 
 /// The finding for a record's lines of one kind and key.
@@ -362,13 +666,15 @@ Issue finding(const Walk& walk, NodeView record, std::span<const Hit* const> gro
         shown.push_back(std::to_string(group.size() - linesShown) + " more");
     const std::string label = recordLabel(record);
     const auto xref = record.xref();
-    return Issue{std::string(kindTexts[static_cast<std::size_t>(first.kind)].id) + "-" +
-                     std::to_string(first.node.id()),
+    const std::string id = std::string(kindTexts[static_cast<std::size_t>(first.kind)].id) + "-" +
+                           std::to_string(first.node.id());
+    return Issue{id,
                  IssueCategory::file,
                  severity,
                  title,
                  label + ": " + listed(shown) + ". " + why,
-                 xref ? std::vector<std::string>{std::string(*xref)} : std::vector<std::string>{}};
+                 xref ? std::vector<std::string>{std::string(*xref)} : std::vector<std::string>{},
+                 fixOf(walk, record, group, id)};
 }
 
 } // namespace
@@ -439,6 +745,17 @@ std::vector<Issue> finish(Walk&& walk, const GedcomDocument& document)
     std::vector<Issue> issues = std::move(walk.issues);
     if (!walk.grammar)
         return issues;
+    // A line kept as the bytes it was read from would be written from its text, which does not give
+    // them back: it is reported without a fix.
+    if (document.hasKeptBytes()) {
+        for (Issue& issue : issues) {
+            if (issue.fix && std::ranges::any_of(issue.fix->edits, [&](const Edit& edit) {
+                    const auto* rewrite = std::get_if<Edit::Rewrite>(&edit.value);
+                    return rewrite && document.keptBytes(rewrite->node);
+                }))
+                issue.fix.reset();
+        }
+    }
 
     if (!walk.links.empty()) {
         std::vector<std::pair<std::string_view, std::string_view>> records;
@@ -470,16 +787,23 @@ std::vector<Issue> finish(Walk&& walk, const GedcomDocument& document)
 
     // A file without a header at all is the file checks' to report.
     std::string lacking;
-    if (!walk.headerMissing.empty())
-        lacking = "The header lacks " + listed(walk.headerMissing);
+    if (!walk.headerMissing.empty()) {
+        std::vector<std::string> parts;
+        for (const Walk::Missing& missing : walk.headerMissing)
+            parts.push_back(std::string(missing.parent.tag()) + " " +
+                            std::string((*walk.grammar)[missing.structure].tag));
+        lacking = "The header lacks " + listed(parts);
+    }
     if (!walk.hasTrailer)
         lacking += lacking.empty() ? "The file has no TRLR line at its end"
                                    : ", and the file has no TRLR line at its end";
-    if (!lacking.empty())
+    if (!lacking.empty()) {
         issues.push_back(
             Issue{"struct-header", IssueCategory::file, Severity::warning, "Header parts missing",
                   lacking + ". Programs that follow the standard may refuse the file, or ask for what "
                             "is missing."});
+        issues.back().fix = headerFix(walk, document);
+    }
     return issues;
 }
 

@@ -61,7 +61,12 @@ struct Walk
     }
 
     std::vector<Hit> hits; ///< the current record's; reused from record to record
-    std::vector<std::string> headerMissing;
+    struct Missing
+    {
+        NodeView parent;
+        std::uint16_t structure = 0;
+    };
+    std::vector<Missing> headerMissing; ///< required parts the header lacks
     struct Link
     {
         NodeView node;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "structure/StructureChecks.h"
 
+#include "changes/FixApplier.h"
 #include "document/GedcomReader.h"
+#include "document/GedcomWriter.h"
 #include "sample/Corpus.h"
 #include "structure/Grammar.h"
 
@@ -116,6 +118,107 @@ TEST(StructureChecksTest, OneFindingPerRecordKindAndTag)
                      "\u201C2 RIN 3\u201D under BURI and 1 more. GEDCOM 5.5.1 does not allow RIN under "
                      "BIRT, DEAT, BURI or CHR; programs that follow the standard may drop these lines.",
                      {"@I1@"}}));
+}
+
+// Each fix as the user previews it, the file once it is applied, and no fix offered again.
+TEST(StructureChecksTest, FixesPreviewAndResult)
+{
+    struct Case
+    {
+        std::string text;
+        std::string title;
+        std::vector<PreviewLine> preview;
+        std::string after; ///< the file once the fix is applied
+        bool needsReview = false;
+    };
+    const std::string ann = "Ann Lee (@I1@)", family = "@F1@ FAM";
+    const std::vector<Case> cases{
+        {v551("0 @I1@  INDI\n1 NAME Ann /Lee/\n1  SEX  M\n1 NOTE  spaced\n2 CONT  text\n"),
+         "Write these lines with single spaces",
+         {{ann, "0 @I1@  INDI", "0 @I1@ INDI"}, {ann + " \u00B7 SEX", "1  SEX  M", "1 SEX M"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SEX M\n1 NOTE  spaced\n2 CONT  text\n")},
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 HEAL Frail\n2 DATE 1900\n1 HEAL Weak\n"),
+         "Rename to _HEAL",
+         {{ann + " \u00B7 HEAL", "1 HEAL Frail", "1 _HEAL Frail"},
+          {ann + " \u00B7 HEAL", "1 HEAL Weak", "1 _HEAL Weak"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 _HEAL Frail\n2 DATE 1900\n1 _HEAL Weak\n")},
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 ALIA Nan\n"),
+         "Write as NAME with TYPE aka",
+         {{ann + " \u00B7 NAME", "1 ALIA Nan", "1 NAME Nan"},
+          {ann + " \u00B7 NAME TYPE", std::nullopt, "2 TYPE aka"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 NAME Nan\n2 TYPE aka\n")},
+        {v7("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 ALIA Nan\n"),
+         "Write as NAME with TYPE AKA",
+         {{ann + " \u00B7 NAME", "1 ALIA Nan", "1 NAME Nan"},
+          {ann + " \u00B7 NAME TYPE", std::nullopt, "2 TYPE AKA"}},
+         v7("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 NAME Nan\n2 TYPE AKA\n")},
+        {v551("0 @F1@ FAM\n1 HUSB\n1 CHIL @I1@\n0 @I1@ INDI\n1 FAMC @F1@\n"),
+         "Remove the empty HUSB line",
+         {{family + " \u00B7 HUSB", "1 HUSB", std::nullopt}},
+         v551("0 @F1@ FAM\n1 CHIL @I1@\n0 @I1@ INDI\n1 FAMC @F1@\n")},
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 RESI Leeds\n2 DATE 1900\n"),
+         "Move the text into a NOTE under RESI",
+         {{ann + " \u00B7 RESI", "1 RESI Leeds", "1 RESI"},
+          {ann + " \u00B7 RESI NOTE", std::nullopt, "2 NOTE Leeds"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 RESI\n2 DATE 1900\n2 NOTE Leeds\n")},
+        // Text on a line that takes “Y” says the event took place.
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 DEAT aged 3\n"),
+         "Move the text into a NOTE under DEAT",
+         {{ann + " \u00B7 DEAT", "1 DEAT aged 3", "1 DEAT Y"},
+          {ann + " \u00B7 DEAT NOTE", std::nullopt, "2 NOTE aged 3"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 DEAT Y\n2 NOTE aged 3\n")},
+        {v551("0 @F1@ FAM\n1 DIV Y\n"),
+         "Write DIV without \u201CY\u201D",
+         {{family + " \u00B7 DIV", "1 DIV Y", "1 DIV"}},
+         v551("0 @F1@ FAM\n1 DIV\n")},
+        {v551("0 @F1@ FAM\n1 DIV N\n"),
+         "Remove DIV, whose \u201CN\u201D says it did not take place",
+         {{family + " \u00B7 DIV", "1 DIV N", std::nullopt}},
+         v551("0 @F1@ FAM\n"),
+         true},
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 OBJE\n2 FORM jpg\n2 FILE a.jpg\n2 TITL A\n"),
+         "Move FORM under FILE",
+         {{ann + " \u00B7 OBJE FORM", "2 FORM jpg", std::nullopt},
+          {ann + " \u00B7 OBJE FILE FORM", std::nullopt, "3 FORM jpg"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 OBJE\n2 FILE a.jpg\n3 FORM jpg\n2 TITL A\n")},
+        {"0 HEAD\n1 CHAR UTF-8\n0 @I1@ INDI\n",
+         "Add the missing header parts and the TRLR line",
+         {{"HEAD", std::nullopt, "1 GEDC"},
+          {"HEAD \u00B7 GEDC", std::nullopt, "2 VERS 5.5.1"},
+          {"HEAD \u00B7 GEDC", std::nullopt, "2 FORM LINEAGE-LINKED"},
+          {"HEAD", std::nullopt, "1 SOUR Kinloom"},
+          {"New record", std::nullopt, "0 @U1@ SUBM"},
+          {"New record", std::nullopt, "1 NAME Unknown"},
+          {"HEAD", std::nullopt, "1 SUBM @U1@"},
+          {"End of the file", std::nullopt, "0 TRLR"}},
+         "0 HEAD\n1 CHAR UTF-8\n1 GEDC\n2 VERS 5.5.1\n2 FORM LINEAGE-LINKED\n1 SOUR Kinloom\n1 SUBM @U1@\n"
+         "0 @I1@ INDI\n0 @U1@ SUBM\n1 NAME Unknown\n0 TRLR\n"},
+        // The file's own submitter is the one the header names.
+        {"0 HEAD\n1 SOUR X\n1 GEDC\n2 VERS 5.5.1\n2 FORM LINEAGE-LINKED\n1 CHAR UTF-8\n0 @U1@ SUBM\n1 NAME "
+         "A\n0 TRLR\n",
+         "Add the missing header parts",
+         {{"HEAD", std::nullopt, "1 SUBM @U1@"}},
+         "0 HEAD\n1 SOUR X\n1 GEDC\n2 VERS 5.5.1\n2 FORM LINEAGE-LINKED\n1 CHAR UTF-8\n1 SUBM @U1@\n0 @U1@ "
+         "SUBM\n"
+         "1 NAME A\n0 TRLR\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        const GedcomDocument document = GedcomReader::read(c.text);
+        std::vector<Fix> fixes;
+        for (const Issue& issue : StructureChecks::check(document)) {
+            if (issue.fix)
+                fixes.push_back(*issue.fix);
+        }
+        ASSERT_EQ(fixes.size(), 1u);
+        EXPECT_EQ(fixes[0].title, c.title);
+        EXPECT_EQ(fixes[0].preview, c.preview);
+        EXPECT_EQ(fixes[0].needsReview, c.needsReview);
+        const std::string after = GedcomWriter::render(FixApplier::apply(fixes, document, 1).document);
+        EXPECT_EQ(after, c.after);
+        for (const Issue& issue : StructureChecks::check(GedcomReader::read(after)))
+            EXPECT_FALSE(issue.fix) << issue.id;
+    }
 }
 
 // Every source row is in the compiled tables: a table changed without running the generator, or a
