@@ -702,6 +702,12 @@ constexpr char sampleGedcom[] =
     // A research note nobody refers to.
     R"(0 @N2@ NOTE Research log: look for Sarah Hartley in the 1841 census.
 1 CONT Nothing found in Leeds; try Halifax next.
+)"
+    // Not cited anywhere, and written by a program that doubles a space and keeps a tag of its own
+    // without the underscore.
+    R"(0 @R1@ REPO
+1  NAME Leeds Central Library
+1 HOUR Monday to Friday, 9 to 5
 0 TRLR
 )";
 

@@ -35,7 +35,9 @@ std::optional<Line> parseLine(std::string_view text)
         line.level = line.level * 10 + (text[i++] - '0');
     if (i == 0 || i > 2 || i >= text.size() || text[i] != ' ')
         return std::nullopt;
-    ++i;
+    // One line is planted with a doubled space after its level.
+    while (i < text.size() && text[i] == ' ')
+        ++i;
     if (i < text.size() && text[i] == '@') {
         const std::size_t close = text.find('@', i + 1);
         if (close == std::string_view::npos || close == i + 1 || close + 1 >= text.size() ||
