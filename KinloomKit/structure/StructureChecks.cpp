@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace kinloom::StructureChecks {
@@ -444,7 +445,7 @@ void fixMisplaced(NodeView record, std::span<const Hit* const> group, Fix& fix)
     fix.title = "Move FORM under FILE";
 }
 
-/// The fix for a record's lines of one kind and key, where one cannot change what the file says.
+/// The fix for a record's lines of one kind and key, where there is one.
 std::optional<Fix> fixOf(const Walk& walk, NodeView record, std::span<const Hit* const> group,
                          const std::string& id)
 {
@@ -473,6 +474,99 @@ std::optional<Fix> fixOf(const Walk& walk, NodeView record, std::span<const Hit*
     return fix;
 }
 
+/// The records a fix may link to by name: the file's repositories and submitters, and new ones under xrefs
+/// the file does not use, each made once in a scan. Read from the file only when first asked.
+class NewRecords
+{
+public:
+    explicit NewRecords(const GedcomDocument& document) : m_document(document) {}
+
+    /// The xref of the record of this tag with this NAME, and whether the file lacks it.
+    std::pair<std::string, bool> named(std::string_view tag, std::string_view name)
+    {
+        load();
+        std::string key = std::string(tag) + '\n' + std::string(name);
+        if (const auto found = m_named.find(key); found != m_named.end())
+            return found->second;
+        std::pair<std::string, bool> made{fresh(tag == "REPO" ? "@R" : "@U"), true};
+        m_named.emplace(std::move(key), made);
+        return made;
+    }
+
+private:
+    void load()
+    {
+        if (m_loaded)
+            return;
+        m_loaded = true;
+        for (NodeView record : m_document.records()) {
+            const auto xref = record.xref();
+            if (!xref)
+                continue;
+            if (xref->starts_with("@R") || xref->starts_with("@U"))
+                m_taken.emplace(*xref);
+            if (record.tag() != "REPO" && record.tag() != "SUBM")
+                continue;
+            if (const auto name = record.firstChild("NAME"); name && name->value())
+                m_named.try_emplace(std::string(record.tag()) + '\n' + std::string(trimmed(*name->value())),
+                                    std::string(*xref), false);
+        }
+    }
+
+    std::string fresh(std::string_view prefix)
+    {
+        std::string xref;
+        do
+            xref = std::string(prefix) + std::to_string(++m_last[prefix == "@R"]) + "@";
+        while (m_taken.contains(xref));
+        return xref;
+    }
+
+    const GedcomDocument& m_document;
+    bool m_loaded = false;
+    std::unordered_set<std::string> m_taken;
+    std::unordered_map<std::string, std::pair<std::string, bool>> m_named;
+    std::array<std::size_t, 2> m_last{};
+};
+
+/// Text on REPO or SUBM names the record the line links to: the file's record of that name, or a new one.
+/// A suggestion: the text may say more than a name, and a record is linked to by more than one line.
+void fixNamed(const Walk& walk, NewRecords& records, std::vector<Issue>& issues)
+{
+    for (std::size_t i = 0; i < walk.named.size();) {
+        const std::size_t index = walk.named[i].issue;
+        Issue& issue = issues[index];
+        const std::string kind = walk.named[i].node.tag() == "REPO" ? "repository" : "submitter";
+        Fix fix{issue.id, {}, {}, {}, true};
+        std::vector<std::string> names;
+        bool made = false;
+        for (; i < walk.named.size() && walk.named[i].issue == index; ++i) {
+            const NodeView node = walk.named[i].node, record = walk.named[i].record;
+            const std::string tag(node.tag());
+            const std::string from(node.value().value_or(""));
+            const std::string name(trimmed(from));
+            const auto [xref, isNew] = records.named(tag, name);
+            if (std::ranges::find(names, name) == names.end()) {
+                names.push_back(name);
+                if (isNew) {
+                    fix.edits.emplace_back(Edit::AddRecord{xref, tag});
+                    fix.edits.emplace_back(Edit::Add{xref, std::nullopt, "NAME", name});
+                    fix.preview.push_back({"New record", std::nullopt, "0 " + xref + " " + tag});
+                    fix.preview.push_back({"New record", std::nullopt, "1 NAME " + name});
+                }
+            }
+            made = made || isNew;
+            fix.edits.emplace_back(Edit::SetValue{node.id(), from, xref});
+            fix.preview.push_back(
+                {placeOf(record, node), asRead(node), standardLine(levelOf(record, node), node, tag, xref)});
+        }
+        fix.title = names.size() > 1 ? "Link each " + kind + " to a record of its own"
+                    : made           ? "Make " + quoted(names[0]) + " a " + kind + " record of its own"
+                                     : "Link to the " + kind + " record named " + quoted(names[0]);
+        issue.fix = std::move(fix);
+    }
+}
+
 /// The CHAR value that names an encoding, for those 5.5.1 names and ANSI; none for others.
 std::optional<std::string> charValue(TextEncoding encoding)
 {
@@ -494,7 +588,7 @@ std::optional<std::string> charValue(TextEncoding encoding)
 }
 
 /// The header's missing parts added, and the trailer.
-std::optional<Fix> headerFix(const Walk& walk, const GedcomDocument& document)
+std::optional<Fix> headerFix(const Walk& walk, const GedcomDocument& document, NewRecords& records)
 {
     Fix fix{"struct-header", {}, {}, {}, false};
     const std::string version = walk.v7 ? "7.0" : "5.5.1";
@@ -532,21 +626,15 @@ std::optional<Fix> headerFix(const Walk& walk, const GedcomDocument& document)
         } else if (top && tag == "SUBM") {
             // The file's submitter record, or a new one.
             std::optional<std::string> submitter;
-            std::unordered_set<std::string_view> taken;
             for (NodeView record : document.records()) {
                 const auto xref = record.xref();
                 if (xref && record.tag() == "SUBM") {
                     submitter = std::string(*xref);
                     break;
                 }
-                if (xref && xref->starts_with("@U"))
-                    taken.insert(*xref);
             }
             if (!submitter) {
-                std::size_t n = 1;
-                while (taken.contains("@U" + std::to_string(n) + "@"))
-                    ++n;
-                submitter = "@U" + std::to_string(n) + "@";
+                submitter = records.named("SUBM", "Unknown").first;
                 fix.edits.emplace_back(Edit::AddRecord{*submitter, "SUBM"});
                 fix.edits.emplace_back(Edit::Add{*submitter, std::nullopt, "NAME", "Unknown"});
                 fix.preview.push_back({"New record", std::nullopt, "0 " + *submitter + " SUBM"});
@@ -737,6 +825,14 @@ void checkRecord(Walk& walk, NodeView record)
             group.push_back(grouped[end].second);
         walk.issues.push_back(finding(walk, record, group));
         start = end;
+        const std::string_view linkTag = group.front()->node.tag();
+        if (group.front()->kind != Kind::pointer || (linkTag != "REPO" && linkTag != "SUBM"))
+            continue;
+        for (const Hit* hit : group) {
+            const std::string_view text = trimmed(hit->node.value().value_or(""));
+            if (!text.empty() && !text.starts_with('@') && !hasContinuation(hit->node))
+                walk.named.push_back({walk.issues.size() - 1, hit->node, record});
+        }
     }
 }
 
@@ -745,6 +841,8 @@ std::vector<Issue> finish(Walk&& walk, const GedcomDocument& document)
     std::vector<Issue> issues = std::move(walk.issues);
     if (!walk.grammar)
         return issues;
+    NewRecords linked(document);
+    fixNamed(walk, linked, issues);
     // A line kept as the bytes it was read from would be written from its text, which does not give
     // them back: it is reported without a fix.
     if (document.hasKeptBytes()) {
@@ -802,7 +900,7 @@ std::vector<Issue> finish(Walk&& walk, const GedcomDocument& document)
             Issue{"struct-header", IssueCategory::file, Severity::warning, "Header parts missing",
                   lacking + ". Programs that follow the standard may refuse the file, or ask for what "
                             "is missing."});
-        issues.back().fix = headerFix(walk, document);
+        issues.back().fix = headerFix(walk, document, linked);
     }
     return issues;
 }

@@ -74,6 +74,14 @@ struct Walk
         std::uint16_t target = 0;
     };
     std::vector<Link> links; ///< links whose kind of record only these checks judge
+    struct Named
+    {
+        std::size_t issue = 0; ///< its finding, in `issues`
+        NodeView node;
+        NodeView record;
+    };
+    /// Text on REPO and SUBM, which a record of its own could hold: fixed once the file's xrefs are known.
+    std::vector<Named> named;
     std::vector<Issue> issues;
 
 private:

@@ -181,6 +181,21 @@ TEST(StructureChecksTest, FixesPreviewAndResult)
          {{ann + " \u00B7 OBJE FORM", "2 FORM jpg", std::nullopt},
           {ann + " \u00B7 OBJE FILE FORM", std::nullopt, "3 FORM jpg"}},
          v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 OBJE\n2 FILE a.jpg\n3 FORM jpg\n2 TITL A\n")},
+        // Text where a link belongs names a record: a new one, under an xref the file does not use …
+        {v551("0 @R1@ REPO\n1 NAME Archive\n0 @S1@ SOUR\n1 TITL Register\n1 REPO Some library\n2 CALN 7\n"),
+         "Make \u201CSome library\u201D a repository record of its own",
+         {{"New record", std::nullopt, "0 @R2@ REPO"},
+          {"New record", std::nullopt, "1 NAME Some library"},
+          {"@S1@ SOUR \u00B7 REPO", "1 REPO Some library", "1 REPO @R2@"}},
+         v551("0 @R1@ REPO\n1 NAME Archive\n0 @S1@ SOUR\n1 TITL Register\n1 REPO @R2@\n2 CALN 7\n0 @R2@ "
+              "REPO\n1 NAME Some library\n"),
+         true},
+        // … or the file's record of that name.
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SUBM Ann\n"),
+         "Link to the submitter record named \u201CAnn\u201D",
+         {{ann + " \u00B7 SUBM", "1 SUBM Ann", "1 SUBM @U1@"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SUBM @U1@\n"),
+         true},
         {"0 HEAD\n1 CHAR UTF-8\n0 @I1@ INDI\n",
          "Add the missing header parts and the TRLR line",
          {{"HEAD", std::nullopt, "1 GEDC"},
