@@ -72,7 +72,17 @@ public:
             m_first[i] = first.emplace(fixes[i].id, i).first->second;
     }
 
-    void record(std::size_t fix, std::string line) { m_lines[m_first[fix]].push_back(std::move(line)); }
+    /// Adds a line and gives its place among the lines of its fix.
+    std::size_t record(std::size_t fix, std::string line)
+    {
+        std::vector<std::string>& lines = m_lines[m_first[fix]];
+        lines.push_back(std::move(line));
+        return lines.size() - 1;
+    }
+    void replace(std::size_t fix, std::size_t place, std::string line)
+    {
+        m_lines[m_first[fix]][place] = std::move(line);
+    }
     /// Whether the fix is the first of its id, the one that holds the pooled lines.
     [[nodiscard]] bool isFirst(std::size_t fix) const { return m_first[fix] == fix; }
     [[nodiscard]] std::vector<std::string>& lines(std::size_t fix) { return m_lines[fix]; }
@@ -108,8 +118,19 @@ std::string quoted(std::string_view text)
     return "\u201C" + std::string(text) + "\u201D";
 }
 
-/// Values: each node found by id in its record, changed only while its full value is still `from`.
-void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+/// A line whose value a fix set, as it was, and the place of that change among the fix's lines: a fix that
+/// also writes the line anew shows both as one change.
+struct ValueSet
+{
+    std::size_t fix = 0;
+    std::size_t place = 0;
+    std::string line;
+};
+
+/// Values: each node found by id in its record, changed only while its full value is still `from`. Lines the
+/// rewrites will want are kept in `set` when it is given.
+void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger,
+               std::unordered_map<std::int64_t, ValueSet>* set)
 {
     // Records are neither added nor removed in this pass, so the map's record indexes hold throughout;
     // the node itself is looked for in the record as it is now.
@@ -130,18 +151,27 @@ void setValues(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& 
             tags += (i > 1 ? " " : "") + std::string(path[i].tag());
         std::string line = recordLabel(record) + " \u00B7 " + tags + ": " + quoted(old) + " \u2192 " +
                            quoted(edit.to.value_or(""));
-        document.update(place->record, edit.node, [&](GedcomNode& node) {
-            node.setValue(edit.to);
-            std::erase_if(node.children(), [](const GedcomNode& child) {
+        const NodeView node = path.back();
+        std::string was;
+        if (set)
+            was = node.raw() ? std::string(*node.raw())
+                             : detail::renderLine(static_cast<int>(path.size()) - 1, node.xref(), node.tag(),
+                                                  node.value());
+        document.update(place->record, edit.node, [&](GedcomNode& changed) {
+            changed.setValue(edit.to);
+            std::erase_if(changed.children(), [](const GedcomNode& child) {
                 return child.tag() == "CONC" || child.tag() == "CONT";
             });
         });
-        ledger.record(fix, std::move(line));
+        const std::size_t at = ledger.record(fix, std::move(line));
+        if (set)
+            (*set)[edit.node] = {fix, at, std::move(was)};
     });
 }
 
 /// Lines written anew from their parts, renamed, while their tag is still `from`.
-void rewriteLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger)
+void rewriteLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledger& ledger,
+                  const std::unordered_map<std::int64_t, ValueSet>& set)
 {
     const NodeLocator locator(document);
     forEachEdit<Edit::Rewrite>(fixes, [&](std::size_t fix, const Edit::Rewrite& edit) {
@@ -158,8 +188,12 @@ void rewriteLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledge
         if (edit.trimValue && value && value->find_first_not_of(' ') != std::string_view::npos)
             value = value->substr(value->find_first_not_of(' '));
         const std::string written = detail::renderLine(level, node.xref(), edit.to, value);
-        const std::string before(
-            node.raw() ? *node.raw() : detail::renderLine(level, node.xref(), node.tag(), node.value()));
+        const auto valueSet = set.find(edit.node);
+        const bool sameFix = valueSet != set.end() && valueSet->second.fix == fix;
+        const std::string before(sameFix ? valueSet->second.line
+                                 : node.raw()
+                                     ? std::string(*node.raw())
+                                     : detail::renderLine(level, node.xref(), node.tag(), node.value()));
         if (before == written)
             return;
         std::string line = recordLabel(record);
@@ -172,7 +206,10 @@ void rewriteLines(const std::vector<Fix>& fixes, GedcomDocument& document, Ledge
             changed.setValue(newValue);
             changed.setRaw(std::nullopt);
         });
-        ledger.record(fix, std::move(line));
+        if (sameFix)
+            ledger.replace(fix, valueSet->second.place, std::move(line));
+        else
+            ledger.record(fix, std::move(line));
     });
 }
 
@@ -341,10 +378,12 @@ ApplyResult apply(const std::vector<Fix>& fixes, const GedcomDocument& document,
     ApplyResult result{document};
     GedcomDocument& working = result.document;
     Ledger ledger(fixes);
+    const bool rewrites = hasEdits<Edit::Rewrite>(fixes);
+    std::unordered_map<std::int64_t, ValueSet> set;
     if (hasEdits<Edit::SetValue>(fixes))
-        setValues(fixes, working, ledger);
-    if (hasEdits<Edit::Rewrite>(fixes))
-        rewriteLines(fixes, working, ledger);
+        setValues(fixes, working, ledger, rewrites ? &set : nullptr);
+    if (rewrites)
+        rewriteLines(fixes, working, ledger, set);
     if (hasEdits<Edit::AddRecord>(fixes))
         addRecords(fixes, working, ledger);
     if (hasEdits<Edit::Add>(fixes))
