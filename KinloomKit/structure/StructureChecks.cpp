@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -445,6 +446,134 @@ void fixMisplaced(NodeView record, std::span<const Hit* const> group, Fix& fix)
     fix.title = "Move FORM under FILE";
 }
 
+/// The parts of a text that reads as a line: a level, a tag the standards or a program could have written and
+/// perhaps a value, one blank apart.
+struct WrittenLine
+{
+    int level = 0;
+    std::string_view tag;
+    std::optional<std::string_view> value;
+};
+
+std::optional<WrittenLine> asLine(std::string_view text)
+{
+    std::size_t i = 0;
+    int level = 0;
+    for (; i < text.size() && i < 2 && text[i] >= '0' && text[i] <= '9'; ++i)
+        level = level * 10 + (text[i] - '0');
+    if (i == 0 || i == text.size() || text[i] != ' ')
+        return std::nullopt;
+    const std::size_t start = ++i;
+    while (i < text.size() &&
+           ((text[i] >= 'A' && text[i] <= 'Z') || (text[i] >= '0' && text[i] <= '9') || text[i] == '_'))
+        ++i;
+    const std::string_view tag = text.substr(start, i - start);
+    if (tag.empty() || (i < text.size() && text[i] != ' ') ||
+        !(tag.starts_with('_') || Grammar::isStandardTag(Grammar::tagKey(tag))))
+        return std::nullopt;
+    if (i + 1 >= text.size())
+        return WrittenLine{level, tag, std::nullopt};
+    return WrittenLine{level, tag, text.substr(i + 1)};
+}
+
+/// Whole lines a program wrote as the text of CONT lines under a line that takes none, written as the lines
+/// they are: in place one level below that line, and under the line before them a level deeper. Only where
+/// every continuation line under it reads so: other text there is the file's own. A link written again says
+/// no more, and goes.
+void fixContinuation(NodeView record, std::span<const Hit* const> group, Fix& fix)
+{
+    const std::string recordName(record.xref().value_or(record.tag()));
+    std::size_t rebuilt = 0, repeated = 0;
+    // The lines under one parent: the continuation lines read as lines, the others at level 0.
+    struct Line
+    {
+        NodeView node;
+        WrittenLine line;
+    };
+    std::vector<Line> lines;
+    for (std::size_t i = 0; i < group.size(); ++i) {
+        const NodeView parent = group[i]->parent;
+        if (i > 0 && group[i - 1]->parent == parent)
+            continue;
+        const int level = levelOf(record, parent);
+        lines.clear();
+        bool fits = true;
+        for (NodeView child : parent.children()) {
+            const bool continued = child.tag() == "CONT" || child.tag() == "CONC";
+            const std::optional<WrittenLine> line = !continued ? std::optional(WrittenLine{})
+                                                    : child.tag() == "CONT" && !child.hasChildren()
+                                                        ? asLine(child.value().value_or(""))
+                                                        : std::nullopt;
+            // A line a level deeper goes under the rebuilt line before it.
+            fits = line && (!continued || line->level == level + 1 ||
+                            (line->level == level + 2 && !lines.empty() && lines.back().line.level > level));
+            if (!fits)
+                break;
+            lines.push_back({child, *line});
+        }
+        if (!fits)
+            continue;
+        // The applier adds a line under another only once, and a link only to a record it finds: a
+        // deeper line written twice, or a deeper link, is left for the user.
+        std::vector<std::pair<std::string_view, std::optional<std::string_view>>> links, added;
+        std::optional<std::int64_t> above;
+        const std::string place = placeOf(record, parent);
+        std::vector<Edit> edits;
+        std::vector<PreviewLine> preview;
+        for (std::size_t j = 0; j < lines.size() && fits; ++j) {
+            const auto& [node, line] = lines[j];
+            const bool hasBelow = j + 1 < lines.size() && lines[j + 1].line.level == level + 2;
+            const std::optional<std::string_view> value = line.level == 0 ? node.value() : line.value;
+            const bool link = value && isPointer(trimmed(*value));
+            if (line.level == 0) {
+                if (link && !node.hasChildren())
+                    links.emplace_back(node.tag(), value);
+                continue;
+            }
+            const std::optional<std::string> to = value ? std::optional<std::string>(*value) : std::nullopt;
+            const std::string written =
+                std::to_string(line.level) + " " + std::string(line.tag) + (to ? " " + *to : "");
+            if (line.level == level + 2) {
+                fits = !link && std::ranges::find(added, std::pair(line.tag, value)) == added.end();
+                added.emplace_back(line.tag, value);
+                edits.emplace_back(Edit::Add{recordName, above, std::string(line.tag), to});
+                edits.emplace_back(Edit::Remove{node.id()});
+                preview.push_back({place, asRead(node), written});
+                continue;
+            }
+            added.clear();
+            if (link && !hasBelow && std::ranges::find(links, std::pair(line.tag, value)) != links.end()) {
+                edits.emplace_back(Edit::Remove{node.id()});
+                preview.push_back({place, asRead(node), std::nullopt});
+                ++repeated;
+                continue;
+            }
+            if (link && !hasBelow)
+                links.emplace_back(line.tag, value);
+            edits.emplace_back(Edit::SetValue{node.id(), std::string(*node.value()), to});
+            edits.emplace_back(Edit::Rewrite{node.id(), "CONT", std::string(line.tag)});
+            preview.push_back({place, asRead(node), written});
+            above = node.id();
+        }
+        if (!fits)
+            continue;
+        rebuilt += preview.size();
+        std::ranges::move(edits, std::back_inserter(fix.edits));
+        std::ranges::move(preview, std::back_inserter(fix.preview));
+    }
+    rebuilt -= repeated;
+    fix.needsReview = true;
+    const std::string without =
+        repeated == 1 ? "the repeated link" : std::to_string(repeated) + " repeated links";
+    if (rebuilt == 0)
+        fix.title = "Remove " + without + " written as continuation text";
+    else
+        fix.title =
+            (rebuilt == 1 ? "Rebuild the line written as continuation text"
+                          : "Rebuild " + std::to_string(rebuilt) + " lines written as continuation text") +
+            (repeated == 0 ? "" : ", without " + without);
+}
+
 /// The fix for a record's lines of one kind and key, where there is one.
 std::optional<Fix> fixOf(const Walk& walk, NodeView record, std::span<const Hit* const> group,
                          const std::string& id)
@@ -465,6 +594,9 @@ std::optional<Fix> fixOf(const Walk& walk, NodeView record, std::span<const Hit*
         break;
     case Kind::misplaced:
         fixMisplaced(record, group, fix);
+        break;
+    case Kind::cont:
+        fixContinuation(record, group, fix);
         break;
     default:
         break;

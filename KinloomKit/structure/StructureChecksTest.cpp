@@ -196,6 +196,28 @@ TEST(StructureChecksTest, FixesPreviewAndResult)
          {{ann + " \u00B7 SUBM", "1 SUBM Ann", "1 SUBM @U1@"}},
          v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SUBM @U1@\n"),
          true},
+        // Lines a program wrote as continuation text, a level deeper under the line before; a link
+        // written twice once.
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SEX F\n2 CONT 2 SOUR @S1@\n2 CONT 3 PAGE 12\n2 CONT 2 SOUR "
+              "@S2@\n2 CONT 2 SOUR @S2@\n0 @S1@ SOUR\n0 @S2@ SOUR\n"),
+         "Rebuild 3 lines written as continuation text, without the repeated link",
+         {{ann + " \u00B7 SEX", "2 CONT 2 SOUR @S1@", "2 SOUR @S1@"},
+          {ann + " \u00B7 SEX", "2 CONT 3 PAGE 12", "3 PAGE 12"},
+          {ann + " \u00B7 SEX", "2 CONT 2 SOUR @S2@", "2 SOUR @S2@"},
+          {ann + " \u00B7 SEX", "2 CONT 2 SOUR @S2@", std::nullopt}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SEX F\n2 SOUR @S1@\n3 PAGE 12\n2 SOUR @S2@\n0 @S1@ SOUR\n0 "
+              "@S2@ SOUR\n"),
+         true},
+        // Only where every continuation line under a line reads as a line below it.
+        {v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SOUR @S1@\n2 PAGE Roll 5, \n3 CONT 3 CONC page 2\n1 SOUR "
+              "@S1@\n2 PAGE Roll 6\n3 CONT 3 CONC page 3\n3 CONT 1880 Census\n1 SOUR @S1@\n2 PAGE 7\n3 CONT "
+              "4 CONC x\n0 @S1@ SOUR\n"),
+         "Rebuild the line written as continuation text",
+         {{ann + " \u00B7 SOUR PAGE", "3 CONT 3 CONC page 2", "3 CONC page 2"}},
+         v551("0 @I1@ INDI\n1 NAME Ann /Lee/\n1 SOUR @S1@\n2 PAGE Roll 5, \n3 CONC page 2\n1 SOUR @S1@\n2 "
+              "PAGE Roll 6\n3 CONT 3 CONC page 3\n3 CONT 1880 Census\n1 SOUR @S1@\n2 PAGE 7\n3 CONT 4 CONC "
+              "x\n0 @S1@ SOUR\n"),
+         true},
         {"0 HEAD\n1 CHAR UTF-8\n0 @I1@ INDI\n",
          "Add the missing header parts and the TRLR line",
          {{"HEAD", std::nullopt, "1 GEDC"},
