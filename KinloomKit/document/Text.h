@@ -26,6 +26,12 @@ namespace kinloom::Text {
     return text;
 }
 
+/// The text between curly double quotes, as findings and change lines quote what a file says.
+[[nodiscard]] inline std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
 /// The words of the text: the runs between blanks.
 [[nodiscard]] std::vector<std::string_view> words(std::string_view text);
 

@@ -13,6 +13,7 @@
 namespace kinloom::StructureChecks {
 using Grammar::Payload;
 using Kind = Hit::Kind;
+using Text::quoted;
 using Text::trimmed;
 
 namespace {
@@ -22,11 +23,6 @@ constexpr std::size_t lineCharacters = 80;
 // GEDCOM 5.5.1 counts a line's characters, its terminator included.
 constexpr std::size_t longestLine = 255;
 constexpr std::string_view dropped = "programs that follow the standard may drop";
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
 
 std::size_t characterCount(std::string_view text)
 {
