@@ -6,6 +6,7 @@
 #include "checks/SoundCodes.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <iterator>
 #include <span>
@@ -998,6 +999,50 @@ constexpr std::string_view frenchPlaces[] = {
     "Orléans, Loiret, France",
     "Périgueux, Dordogne, France",
 };
+// Surnames beyond each region's common ones, built from a stem and an ending as such names are
+// ("Ashford", "Steinbach", "Lindqvist", "Beaumont"): real trees hold thousands of surnames, most
+// of them rare.
+constexpr std::string_view englishStems[] = {
+    "Ash",  "Black", "Brad",  "Brook", "Cald", "Chap", "Cran", "Dal",  "Fair", "Gold",
+    "Hart", "Hath",  "Holl",  "Kings", "Lang", "Mar",  "Mid",  "Nor",  "Red",  "Rother",
+    "Shel", "Stan",  "Thorn", "Wal",   "West", "Whit", "Wins", "Bur",  "Ald",  "Bram",
+    "Cot",  "Dun",   "Ever",  "Farn",  "Gar",  "Had",  "Kel",  "Lock", "Pen",  "Sal",
+};
+constexpr std::string_view englishEndings[] = {
+    "ley", "ton",  "wood",  "ford",  "field", "well", "worth",  "by",   "ham",   "more",
+    "den", "bury", "stone", "combe", "hurst", "shaw", "cliffe", "wick", "ridge", "low",
+};
+constexpr std::string_view germanStems[] = {
+    "Bach",   "Berg",  "Eich",  "Feld",  "Gross", "Hof",   "Kirch",  "Klein",  "Lang",   "Lind",
+    "Neu",    "Ober",  "Rosen", "Schön", "Stein", "Wald",  "Weiß",   "Winter", "Zimmer", "Brand",
+    "Kessel", "Mühl",  "Roth",  "Sauer", "Stock", "Acker", "Birken", "Dorn",   "Eisen",  "Fuchs",
+    "Grün",   "Hagen", "Kalb",  "Loh",   "Moos",  "Nuss",  "Pfeif",  "Ried",   "Sonn",   "Tann",
+};
+constexpr std::string_view germanEndings[] = {
+    "mann",  "er",  "hoff", "berger", "müller", "feld",   "bach", "stein",   "hardt", "inger",
+    "meier", "ner", "lein", "haus",   "bauer",  "reiter", "wald", "schmidt", "huber", "brunner",
+};
+constexpr std::string_view nordicStems[] = {
+    "Anders", "Berg",  "Carl",  "Dahl", "Ek",    "Fors",  "Gust",  "Hag", "Holm", "Lind",
+    "Lund",   "Nils",  "Olof",  "Sjö",  "Ström", "Sund",  "Wall",  "Öst", "Ahl",  "Björk",
+    "Asp",    "Fager", "Ljung", "Sand", "Alm",   "Bäck",  "Ceder", "Eng", "Gran", "Hed",
+    "Kjell",  "Lil",   "Malm",  "Nord", "Pers",  "Rosen", "Sten",  "Tor", "Vik",  "Åker",
+};
+constexpr std::string_view nordicEndings[] = {
+    "son",  "sson", "berg", "gren",   "ström", "qvist", "lund", "man",  "dahl", "holm",
+    "sten", "blad", "ling", "strand", "näs",   "by",    "vall", "mark", "sjö",  "feldt",
+};
+constexpr std::string_view frenchStems[] = {
+    "Beau", "Bel",  "Bon",  "Cham", "Chev", "Dur",  "Font", "Gar",  "Gir",  "Lac",
+    "Lam",  "Mar",  "Mor",  "Ray",  "Roch", "Roux", "Vall", "Vill", "Bois", "Char",
+    "Duc",  "Fav",  "Gaut", "Jol",  "Ber",  "Cour", "Del",  "Four", "Gren", "Hug",
+    "Lar",  "Mich", "Nov",  "Pel",  "Ren",  "Sav",  "Tess", "Vau",  "Bour", "Chap",
+};
+constexpr std::string_view frenchEndings[] = {
+    "ard",  "aud",  "eau", "el",  "et", "ier", "in",  "on",   "ot",    "ault",
+    "elle", "ette", "ois", "and", "y",  "oux", "ant", "enne", "illon", "ac",
+};
+
 constexpr std::string_view frenchJobs[] = {
     "Cultivateur", "Journalier", "Tisserand",  "Vigneron",   "Forgeron",   "Menuisier",   "Cordonnier",
     "Tailleur",    "Boucher",    "Boulanger",  "Aubergiste", "Maçon",      "Charpentier", "Instituteur",
@@ -1009,6 +1054,8 @@ struct Region
     std::span<const std::string_view> men;
     std::span<const std::string_view> women;
     std::span<const std::string_view> surnames;
+    std::span<const std::string_view> surnameStems;
+    std::span<const std::string_view> surnameEndings;
     std::span<const std::string_view> places;
     std::span<const std::string_view> jobs;
     std::string_view registerTitle; ///< followed by a town
@@ -1018,14 +1065,14 @@ struct Region
 };
 
 constexpr Region regions[] = {
-    {englishMen, englishWomen, englishSurnames, englishPlaces, englishJobs, "Parish registers of ",
-     "Church of England", "Baptisms and burials, folio ", "Church of England"},
-    {germanMen, germanWomen, germanSurnames, germanPlaces, germanJobs, "Kirchenbuch ",
-     "Evangelisch-Lutherisches Pfarramt", "Seite ", "katholisch"},
-    {nordicMen, nordicWomen, nordicSurnames, nordicPlaces, nordicJobs, "Kyrkobok ", "Riksarkivet", "Sida ",
-     "luthersk"},
-    {frenchMen, frenchWomen, frenchSurnames, frenchPlaces, frenchJobs, "Registres paroissiaux de ",
-     "Archives départementales", "Vue ", "catholique"},
+    {englishMen, englishWomen, englishSurnames, englishStems, englishEndings, englishPlaces, englishJobs,
+     "Parish registers of ", "Church of England", "Baptisms and burials, folio ", "Church of England"},
+    {germanMen, germanWomen, germanSurnames, germanStems, germanEndings, germanPlaces, germanJobs,
+     "Kirchenbuch ", "Evangelisch-Lutherisches Pfarramt", "Seite ", "katholisch"},
+    {nordicMen, nordicWomen, nordicSurnames, nordicStems, nordicEndings, nordicPlaces, nordicJobs,
+     "Kyrkobok ", "Riksarkivet", "Sida ", "luthersk"},
+    {frenchMen, frenchWomen, frenchSurnames, frenchStems, frenchEndings, frenchPlaces, frenchJobs,
+     "Registres paroissiaux de ", "Archives départementales", "Vue ", "catholique"},
 };
 constexpr auto regionCount = static_cast<std::uint32_t>(std::size(regions));
 
@@ -1100,6 +1147,80 @@ private:
     std::uint64_t m_state;
 };
 
+/// Draws ranks 0 to n − 1 as names fall in real registers: a few very common and a long tail of
+/// rare ones, rank r coming up in proportion to 1 / (r + offset).
+class RankDraw
+{
+public:
+    RankDraw(std::size_t n, double offset)
+    {
+        m_cumulative.reserve(n);
+        double total = 0;
+        for (std::size_t rank = 0; rank < n; ++rank) {
+            total += 1e6 / (static_cast<double>(rank) + offset);
+            m_cumulative.push_back(static_cast<std::uint32_t>(total));
+        }
+    }
+
+    std::uint16_t operator()(Rng& rng) const
+    {
+        const std::uint32_t roll = rng.below(m_cumulative.back());
+        return static_cast<std::uint16_t>(std::upper_bound(m_cumulative.begin(), m_cumulative.end(), roll) -
+                                          m_cumulative.begin());
+    }
+
+private:
+    std::vector<std::uint32_t> m_cumulative;
+};
+
+/// A region's surnames: its common ones first, in their order, then every stem with every ending
+/// in an order of their own, so that neighbouring ranks are not all one stem.
+std::vector<std::string> buildSurnames(const Region& region, std::uint64_t seed)
+{
+    std::vector<std::string> names(region.surnames.begin(), region.surnames.end());
+    std::vector<std::string> built;
+    for (const std::string_view stem : region.surnameStems) {
+        for (const std::string_view ending : region.surnameEndings) {
+            std::string name(stem);
+            // "Lind" + "lund" is "Lindlund", but "Berg" + "berg" is no name.
+            if (std::string_view(name).ends_with(ending))
+                continue;
+            name += ending;
+            if (std::find(names.begin(), names.end(), name) == names.end())
+                built.push_back(std::move(name));
+        }
+    }
+    Rng rng(seed);
+    for (std::size_t i = built.size(); i > 1; --i)
+        std::swap(built[i - 1], built[rng.below(i)]);
+    std::move(built.begin(), built.end(), std::back_inserter(names));
+    return names;
+}
+
+struct RegionNames
+{
+    std::vector<std::string> surnames;
+    RankDraw surname;
+    RankDraw man;
+    RankDraw woman;
+};
+
+const RegionNames& namesOf(std::uint8_t region)
+{
+    static const std::array<RegionNames, regionCount> all = [] {
+        auto make = [](std::uint8_t r) {
+            std::vector<std::string> surnames = buildSurnames(regions[r], 0x5ca1ab1e + r);
+            const std::size_t count = surnames.size();
+            // Surnames pass from parent to child, so only the clans' founders and those who marry
+            // in draw one: a gentler fall than the given names', which every child draws.
+            return RegionNames{std::move(surnames), RankDraw(count, 10.0),
+                               RankDraw(regions[r].men.size(), 2.0), RankDraw(regions[r].women.size(), 2.0)};
+        };
+        return std::array<RegionNames, regionCount>{make(0), make(1), make(2), make(3)};
+    }();
+    return all[region];
+}
+
 // Dates are whole days from year 0 in 365-day years: never a 29 February, which keeps every
 // generated date valid without a leap-year rule.
 constexpr std::int32_t yearDays = 365;
@@ -1164,6 +1285,7 @@ struct Person
     std::int32_t original = -1; ///< for a planted copy: the person it copies
     std::uint8_t variation = 0; ///< for a planted copy: a `Variation`
     std::uint16_t given = 0;
+    std::uint16_t secondGiven = 0; ///< one more than the second given name's index; 0 when none
     std::uint16_t surname = 0;
     std::uint16_t birthPlace = 0;
     std::uint8_t region = 0;
@@ -1603,7 +1725,14 @@ private:
         person.region = region;
         person.surname = surname;
         person.birthPlace = place;
-        person.given = randomIndex(isMale ? regions[region].men.size() : regions[region].women.size());
+        const RankDraw& draw = isMale ? namesOf(region).man : namesOf(region).woman;
+        person.given = draw(m_rng);
+        // A quarter are baptised with two names ("Johann Georg", "Mary Ann").
+        if (m_rng.chance(2500)) {
+            const std::uint16_t second = draw(m_rng);
+            if (second != person.given)
+                person.secondGiven = static_cast<std::uint16_t>(second + 1);
+        }
         person.flags = isMale ? male : 0;
         if (m_rng.chance(100)) {
             person.flags |= noSex;
@@ -1624,7 +1753,7 @@ private:
         // Now and then someone marries in from another country.
         const auto region =
             m_rng.chance(500) ? static_cast<std::uint8_t>(m_rng.below(regionCount)) : partnerRegion;
-        return addPerson(isMale, birth, region, randomIndex(regions[region].surnames.size()),
+        return addPerson(isMale, birth, region, namesOf(region).surname(m_rng),
                          randomIndex(regions[region].places.size()), -1);
     }
 
@@ -1759,7 +1888,7 @@ private:
         const Region& region = regionOf(copy);
         const auto names = (copy.flags & male) ? region.men : region.women;
         const std::string given = withoutDiacritics(names[copy.given]);
-        const std::string surname(region.surnames[copy.surname]);
+        const std::string surname(namesOf(copy.region).surnames[copy.surname]);
         auto plant = [&](Variation variation, std::string originalGiven, std::string copyGiven,
                          std::string copySurname) {
             copy.variation = variation;
@@ -1988,8 +2117,9 @@ private:
         out += "0 ";
         putPointer(out, 'I', index);
         out += " INDI\n1 NAME ";
-        std::string_view given = (isMale ? region.men : region.women)[person.given];
-        std::string_view surname = region.surnames[person.surname];
+        const auto givenNames = isMale ? region.men : region.women;
+        std::string_view given = givenNames[person.given];
+        std::string_view surname = namesOf(person.region).surnames[person.surname];
         std::string givenVariant;
         std::string surnameText;
         if (copy) {
@@ -2012,6 +2142,11 @@ private:
             }
             if (person.variation == undecided)
                 m_people[index].variation = variation;
+        }
+        std::string givenText;
+        if (person.secondGiven != 0) {
+            givenText = std::string(given) + " " + std::string(givenNames[person.secondGiven - 1]);
+            given = givenText;
         }
         if (const auto written = m_written.find(index); written != m_written.end()) {
             given = written->second.first;
