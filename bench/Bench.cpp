@@ -1,22 +1,26 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Benchmarks on synthetic trees: reading throughput, peak memory while reading, the cost of
-// copying a document and writing it back, and on large trees applying a batch of date fixes and
-// merging a batch of people. Each read runs in a fresh process of this program so that its peak
-// memory is its own.
+// Benchmarks on synthetic trees, or on files named: the bare splitter's time as the yardstick,
+// reading throughput, peak memory while reading, indexing, each check on its own and the whole scan,
+// the report, the cost of copying a document and writing it back, and on large trees applying a
+// batch of date fixes and merging a batch of people. Each read runs in a fresh process of this program so
+// that its peak memory is its own.
 #include "Measure.h"
 
 #include "changes/FixApplier.h"
+#include "checks/Checks.h"
 #include "checks/Scanner.h"
 #include "document/Files.h"
 #include "document/GedcomReader.h"
 #include "document/GedcomWriter.h"
 #include "document/TextEncoding.h"
 #include "family/TreeIndex.h"
+#include "output/Report.h"
 #include "sample/SampleTree.h"
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <malloc.h>
 #include <string>
@@ -110,8 +114,28 @@ void mergePeople(const GedcomDocument& document)
                 result.entries.size());
 }
 
-/// In a child process: read the file, copy the document, index it, scan it and write it back.
-int readOne(const std::string& path)
+/// "(1.62x the splitter)", when the splitter's time is known.
+std::string againstSplitter(double seconds, double splitterSeconds)
+{
+    if (splitterSeconds <= 0)
+        return {};
+    char text[48];
+    std::snprintf(text, sizeof text, "(%.2fx the splitter)", seconds / splitterSeconds);
+    return text;
+}
+
+/// Times one check on its own, on the calling thread.
+template <class Check>
+void timeCheck(const char* name, Check check)
+{
+    const auto start = Clock::now();
+    const std::size_t found = check().size();
+    std::printf("    %-15s %7.3f s   %zu findings\n", name, secondsSince(start), found);
+}
+
+/// In a child process: read the file, copy the document, index it, run each check on its own and
+/// all of them as `check` does, make the report, and write the document back.
+int readOne(const std::string& path, double splitterSeconds)
 {
     std::string error;
     auto bytes = Files::readFile(path, error);
@@ -127,8 +151,9 @@ int readOne(const std::string& path)
     const double documentMegabytes = residentMegabytes();
     std::printf("%9.1f MB, %lld lines, %s\n", megabytes, static_cast<long long>(document.nextID - 1),
                 displayName(document.encoding).data());
-    std::printf("  read   %7.3f s  %5.0f MB/s   peak %6.0f MB (%.2fx the file)\n", readSeconds,
-                megabytes / readSeconds, readPeak, readPeak / megabytes);
+    std::printf("  read   %7.3f s  %5.0f MB/s   peak %6.0f MB (%.2fx the file) %s\n", readSeconds,
+                megabytes / readSeconds, readPeak, readPeak / megabytes,
+                againstSplitter(readSeconds, splitterSeconds).c_str());
 
     start = Clock::now();
     GedcomDocument copy = document;
@@ -138,19 +163,36 @@ int readOne(const std::string& path)
     std::size_t people = 0;
     {
         const TreeIndex index = TreeIndex::build(copy);
+        const double indexSeconds = secondsSince(start);
         people = index.people.size();
         std::printf("  index  %7.3f s   %zu people, %zu families  +%.0f MB (%.2fx the document's %.0f MB)\n",
-                    secondsSince(start), index.people.size(), index.families.size(),
+                    indexSeconds, index.people.size(), index.families.size(),
                     residentMegabytes() - documentMegabytes,
                     (residentMegabytes() - documentMegabytes) / documentMegabytes, documentMegabytes);
+        std::printf("  read and index %7.3f s %s\n", readSeconds + indexSeconds,
+                    againstSplitter(readSeconds + indexSeconds, splitterSeconds).c_str());
+        std::printf("  each check on one thread:\n");
+        const ScanOptions options;
+        timeCheck("impossible", [&] { return Checks::impossibleDates(index, options); });
+        timeCheck("places", [&] { return Checks::places(copy); });
+        timeCheck("missing", [&] { return Checks::missing(index, copy); });
+        timeCheck("links", [&] { return Checks::links(index, copy); });
+        timeCheck("duplicates", [&] { return Checks::duplicates(index, copy, options); });
     }
 
     start = Clock::now();
     {
         const ScanResult result = Scanner::scan(copy);
+        const double scanSeconds = secondsSince(start);
         const double scanPeak = peakMegabytes();
-        std::printf("  scan   %7.3f s   %zu findings   peak %6.0f MB (%.2fx the document)\n",
-                    secondsSince(start), result.issues.size(), scanPeak, scanPeak / documentMegabytes);
+        std::printf("  scan   %7.3f s   %zu findings   peak %6.0f MB (%.2fx the document)\n", scanSeconds,
+                    result.issues.size(), scanPeak, scanPeak / documentMegabytes);
+        std::printf("  read and scan  %7.3f s %s\n", readSeconds + scanSeconds,
+                    againstSplitter(readSeconds + scanSeconds, splitterSeconds).c_str());
+        start = Clock::now();
+        const std::string report = Report::reportText(result, path, std::chrono::system_clock::now());
+        std::printf("  report %7.3f s   %.1f MB of text\n", secondsSince(start),
+                    static_cast<double>(report.size()) / 1e6);
     }
 
     if (people >= 100'000) {
@@ -171,12 +213,34 @@ int readOne(const std::string& path)
     return 0;
 }
 
+/// Runs the bare splitter beside this program on the file, in a process of its own, and passes on
+/// what it prints; its time in seconds, or 0 when it could not run.
+double runSplitter(const char* self, const std::string& path)
+{
+    const std::string splitter =
+        (std::filesystem::path(self).parent_path() / "kinloom-bench-splitter").string();
+    std::fflush(stdout);
+    FILE* out = popen(("'" + splitter + "' '" + path + "'").c_str(), "r");
+    if (!out)
+        return 0;
+    char line[256] = {};
+    double seconds = 0;
+    if (std::fgets(line, sizeof line, out)) {
+        std::printf("  %s", line);
+        if (const char* in = std::strstr(line, " in "))
+            seconds = std::strtod(in + 4, nullptr);
+    }
+    pclose(out);
+    return seconds;
+}
+
 void runChild(const char* self, const std::string& path)
 {
+    const std::string splitterSeconds = std::to_string(runSplitter(self, path));
     std::fflush(stdout);
     const pid_t pid = fork();
     if (pid == 0) {
-        execl(self, self, "--read-one", path.c_str(), static_cast<char*>(nullptr));
+        execl(self, self, "--read-one", path.c_str(), splitterSeconds.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
     int status = 0;
@@ -217,24 +281,30 @@ int corpusRoundTrip(const std::string& folder)
 
 int main(int argc, char** argv)
 {
-    if (argc == 3 && std::string(argv[1]) == "--read-one")
-        return readOne(argv[2]);
+    if ((argc == 3 || argc == 4) && std::string(argv[1]) == "--read-one")
+        return readOne(argv[2], argc == 4 ? std::strtod(argv[3], nullptr) : 0.0);
     if (argc == 3 && std::string(argv[1]) == "--corpus")
         return corpusRoundTrip(argv[2]);
 
+    std::printf("Each file in a fresh process, after the bare splitter on it: read (decode + parse + tree),\n"
+                "copy, index, each check, scan, report, apply and merge (from 100,000 people), write.\n");
     std::vector<std::size_t> sizes{10'000, 100'000, 1'000'000};
     if (argc > 1) {
         sizes.clear();
-        for (int i = 1; i < argc; ++i)
-            sizes.push_back(std::strtoull(argv[i], nullptr, 10));
+        for (int i = 1; i < argc; ++i) {
+            // A file of one's own, a real tree, is measured as it is.
+            if (std::filesystem::is_regular_file(argv[i])) {
+                std::printf("%s:\n", argv[i]);
+                runChild(argv[0], argv[i]);
+            } else {
+                sizes.push_back(std::strtoull(argv[i], nullptr, 10));
+            }
+        }
     }
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / ("kinloom-bench-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
 
-    std::printf(
-        "Each file in a fresh process: read (decode + parse + tree), copy, index, scan, apply and merge\n"
-        "(from 100,000 people), write.\n");
     for (std::size_t people : sizes) {
         const auto start = Clock::now();
         std::string text = SampleTree::syntheticText(people, 1);
