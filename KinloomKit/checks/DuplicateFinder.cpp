@@ -21,6 +21,7 @@
 #include <set>
 #include <thread>
 #include <tuple>
+#include <type_traits>
 #include <unordered_map>
 #include <unordered_set>
 #include <utf8proc.h>
@@ -399,6 +400,8 @@ struct Tally
     /// Adds a name's weight, which is no evidence of its own.
     void name(double w) { weight += w; }
 
+    /// Adds a fact's weight. Its text, a string or what makes one, is made only when the reasons
+    /// are written: most pairs never become matches.
     template <class Text>
     void fact(double w, Text&& text)
     {
@@ -408,7 +411,11 @@ struct Tally
         weighsAgainst = weighsAgainst || w < 0;
         if (!reasons)
             return;
-        (w < 0 ? *against : *reasons).push_back(std::string(std::forward<Text>(text)));
+        std::vector<std::string>& list = w < 0 ? *against : *reasons;
+        if constexpr (std::is_invocable_v<Text>)
+            list.push_back(std::string(text()));
+        else
+            list.push_back(std::string(std::forward<Text>(text)));
     }
 };
 
@@ -456,8 +463,6 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
     const Precision pa = precisionOf(*a), pb = precisionOf(*b);
     if (pa == Precision::open || pb == Precision::open)
         return true;
-    const std::string lower(kind.lower), capital(kind.capital);
-    const bool sameText = equalIgnoringCase(a->date, b->date);
     if (pa <= Precision::year && pb <= Precision::year) {
         const double middleA = (a->low + a->high) / 2, middleB = (b->low + b->high) / 2;
         const auto yearA = static_cast<long long>(std::floor(a->low));
@@ -466,34 +471,45 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
         const bool otherKinds = a->primary != b->primary && pa <= Precision::month &&
                                 pb <= Precision::month && std::abs(middleA - middleB) < 0.25;
         if (pa == Precision::day && pb == Precision::day && a->low == b->low) {
-            tally.fact(kind.sameDay, "Same " + lower + " date (" + std::string(a->date) + ")");
+            tally.fact(kind.sameDay, [&] {
+                return "Same " + std::string(kind.lower) + " date (" + std::string(a->date) + ")";
+            });
         } else if (otherKinds) {
-            tally.fact(kind.closeTogether, std::string(kind.near) + bothDates(*a, *b));
+            tally.fact(kind.closeTogether, [&] { return std::string(kind.near) + bothDates(*a, *b); });
         } else if (yearA == yearB) {
             if (pa == Precision::year || pb == Precision::year) {
-                tally.fact(kind.sameYear, "Same " + lower + " year (" + std::to_string(yearA) + ")");
+                tally.fact(kind.sameYear, [&] {
+                    return "Same " + std::string(kind.lower) + " year (" + std::to_string(yearA) + ")";
+                });
             } else if (std::floor((a->low - static_cast<double>(yearA)) * 12 + 1e-6) ==
                        std::floor((b->low - static_cast<double>(yearB)) * 12 + 1e-6)) {
                 if (pa == Precision::day && pb == Precision::day)
-                    tally.fact(kind.differentDay, "Different " + lower + " dates" + bothDates(*a, *b));
+                    tally.fact(kind.differentDay, [&] {
+                        return "Different " + std::string(kind.lower) + " dates" + bothDates(*a, *b);
+                    });
                 else
-                    tally.fact(kind.sameMonth, "Same " + lower + " month (" +
-                                                   std::string(pa == Precision::month ? a->date : b->date) +
-                                                   ")");
+                    tally.fact(kind.sameMonth, [&] {
+                        return "Same " + std::string(kind.lower) + " month (" +
+                               std::string(pa == Precision::month ? a->date : b->date) + ")";
+                    });
             } else {
-                tally.fact(kind.differentMonth, "Different " + lower + " dates" + bothDates(*a, *b));
+                tally.fact(kind.differentMonth, [&] {
+                    return "Different " + std::string(kind.lower) + " dates" + bothDates(*a, *b);
+                });
             }
         } else if (pa == Precision::day && pb == Precision::day &&
                    std::abs((a->low - static_cast<double>(yearA)) - (b->low - static_cast<double>(yearB))) >
                        1e-6) {
             // A year miscopied keeps its day and month; two days of different years are two events.
-            tally.fact(kind.differentDay, "Different " + lower + " dates" + bothDates(*a, *b));
+            tally.fact(kind.differentDay,
+                       [&] { return "Different " + std::string(kind.lower) + " dates" + bothDates(*a, *b); });
         } else {
             const long long apart = yearA > yearB ? yearA - yearB : yearB - yearA;
-            tally.fact(apart == 1 ? kind.oneYear : kind.twoYears,
-                       capital + " years " + (apart == 1 ? "one" : "two") + " apart (" +
-                           std::to_string(std::min(yearA, yearB)) + ", " +
-                           std::to_string(std::max(yearA, yearB)) + ")");
+            tally.fact(apart == 1 ? kind.oneYear : kind.twoYears, [&] {
+                return std::string(kind.capital) + " years " + (apart == 1 ? "one" : "two") + " apart (" +
+                       std::to_string(std::min(yearA, yearB)) + ", " +
+                       std::to_string(std::max(yearA, yearB)) + ")";
+            });
         }
         return true;
     }
@@ -505,11 +521,14 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
         // 1850 and ABT 1854 by a year of five.
         const double narrower = std::min(a->high - a->low, b->high - b->low);
         if (wider <= 5 + 1e-9)
-            tally.fact(kind.rangesAgree * std::min(1.0, overlap / narrower),
-                       sameText ? "Same " + lower + " date (" + std::string(a->date) + ")"
-                                : capital + " dates agree" + bothDates(*a, *b));
+            tally.fact(kind.rangesAgree * std::min(1.0, overlap / narrower), [&] {
+                return equalIgnoringCase(a->date, b->date)
+                           ? "Same " + std::string(kind.lower) + " date (" + std::string(a->date) + ")"
+                           : std::string(kind.capital) + " dates agree" + bothDates(*a, *b);
+            });
     } else {
-        tally.fact(kind.rangesApart, capital + " dates apart" + bothDates(*a, *b));
+        tally.fact(kind.rangesApart,
+                   [&] { return std::string(kind.capital) + " dates apart" + bothDates(*a, *b); });
     }
     return true;
 }
@@ -610,7 +629,7 @@ void compareParents(const Candidate& a, const Candidate& b, Tally& tally)
     }
     if (differ > 0) {
         tally.fact(alike > 0 ? weight::parentsPartlyDifferent : weight::parentsDifferent,
-                   "Different parents: " + namesOf(a.parents) + " / " + namesOf(b.parents));
+                   [&] { return "Different parents: " + namesOf(a.parents) + " / " + namesOf(b.parents); });
     } else if (inCommon >= 2) {
         tally.fact(weight::sameFamily, "Parents in common");
     } else if (inCommon == 1) {
@@ -642,7 +661,8 @@ const DatedFact* sameMarriage(const Candidate& a, const Candidate& b)
 void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& tally)
 {
     if (const DatedFact* marriage = sameMarriage(a, b)) {
-        tally.fact(weight::marriageSame, "Married on the same day (" + std::string(marriage->date) + ")");
+        tally.fact(weight::marriageSame,
+                   [&] { return "Married on the same day (" + std::string(marriage->date) + ")"; });
         return;
     }
     if (a.spouses.empty() || b.spouses.empty())
@@ -651,7 +671,8 @@ void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& 
     for (const Relative& x : a.spouses) {
         for (const Relative& y : b.spouses) {
             if (x.person == y.person) {
-                tally.fact(weight::spouseInCommon, "Same spouse (" + displayName(*x.person) + ")");
+                tally.fact(weight::spouseInCommon,
+                           [&] { return "Same spouse (" + displayName(*x.person) + ")"; });
                 return;
             }
             const Likeness l = likeness(x, y, true);
@@ -667,7 +688,7 @@ void compareSpouses(const Candidate& a, const Candidate& b, bool paired, Tally& 
         tally.lift = std::max(tally.lift, weight::spousesPaired - (alike ? weight::spouseAlike : 0.0));
     if (!paired && !alike && !unknown)
         tally.fact(weight::spousesDifferent,
-                   "Different spouses: " + namesOf(a.spouses) + " / " + namesOf(b.spouses));
+                   [&] { return "Different spouses: " + namesOf(a.spouses) + " / " + namesOf(b.spouses); });
 }
 
 /// Adds what the children say: a child in common, or children of the same names (a second record
@@ -677,7 +698,8 @@ void compareChildren(const Candidate& a, const Candidate& b, Tally& tally)
     for (const Relative& x : a.children) {
         for (const Relative& y : b.children) {
             if (x.person == y.person) {
-                tally.fact(weight::childInCommon, "A child in common (" + displayName(*x.person) + ")");
+                tally.fact(weight::childInCommon,
+                           [&] { return "A child in common (" + displayName(*x.person) + ")"; });
                 return;
             }
         }
@@ -693,9 +715,9 @@ void compareChildren(const Candidate& a, const Candidate& b, Tally& tally)
         }
     }
     if (count >= 2)
-        tally.fact(weight::childrenAlike, "Children with the same names (" + alike + ")");
+        tally.fact(weight::childrenAlike, [&] { return "Children with the same names (" + alike + ")"; });
     else if (count == 1)
-        tally.fact(weight::childAlike, "A child with the same name (" + alike + ")");
+        tally.fact(weight::childAlike, [&] { return "A child with the same name (" + alike + ")"; });
 }
 
 /// An ordinal as a reason writes it: VIII.
@@ -714,20 +736,23 @@ void compareMarks(const Candidate& a, const Candidate& b, Tally& tally)
         if (a.ordinal == b.ordinal)
             tally.name(weight::ordinalSame);
         else
-            tally.fact(weight::ordinalDifferent,
-                       "Different ordinals (" + upperRoman(a.ordinal) + " / " + upperRoman(b.ordinal) + ")");
+            tally.fact(weight::ordinalDifferent, [&] {
+                return "Different ordinals (" + upperRoman(a.ordinal) + " / " + upperRoman(b.ordinal) + ")";
+            });
     }
     if (a.generation != 0 && b.generation != 0 && a.generation != b.generation) {
         auto word = [](int generation) { return generation == 1 ? "the younger" : "the elder"; };
         tally.fact(weight::generationDifferent,
-                   std::string("One ") + word(a.generation) + ", one " + word(b.generation));
+                   [&] { return std::string("One ") + word(a.generation) + ", one " + word(b.generation); });
     }
     if (!a.nickname.empty() && !b.nickname.empty()) {
         if (a.nickname == b.nickname)
             tally.name(weight::nicknameSame);
         else
-            tally.fact(weight::nicknameDifferent, "Different nicknames (" + capitalised(a.nickname) + " / " +
-                                                      capitalised(b.nickname) + ")");
+            tally.fact(weight::nicknameDifferent, [&] {
+                return "Different nicknames (" + capitalised(a.nickname) + " / " + capitalised(b.nickname) +
+                       ")";
+            });
     }
 }
 
@@ -849,10 +874,11 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
     if (!a.title.empty() && equalIgnoringCase(a.title, b.title)) {
         const bool words = a.title.find(' ') != std::string_view::npos;
         tally.fact(words ? weight::titleSame : weight::titleWordSame,
-                   "Same title (" + std::string(a.title) + ")");
+                   [&] { return "Same title (" + std::string(a.title) + ")"; });
     } else if (!a.title.empty() && !b.title.empty()) {
-        tally.fact(weight::titleDifferent,
-                   "Different titles (" + std::string(a.title) + " / " + std::string(b.title) + ")");
+        tally.fact(weight::titleDifferent, [&] {
+            return "Different titles (" + std::string(a.title) + " / " + std::string(b.title) + ")";
+        });
     }
     if (!compareDates(a.birth, b.birth, birthKind, tally))
         return out(Verdict::births);
@@ -870,8 +896,9 @@ detail::Comparison evaluate(const Candidate& a, const Candidate& b, double simil
         if (placesAgree(*a.birthPlace, *b.birthPlace))
             tally.fact(weight::birthplaceSame, "Same birthplace");
         else
-            tally.fact(weight::birthplaceDifferent,
-                       "Different birthplaces (" + birthPlaceOf(a) + " / " + birthPlaceOf(b) + ")");
+            tally.fact(weight::birthplaceDifferent, [&] {
+                return "Different birthplaces (" + birthPlaceOf(a) + " / " + birthPlaceOf(b) + ")";
+            });
     }
     if (context.parentsPaired && !sameFamily)
         tally.fact(weight::sameFamily, "Parents likely the same people too");
