@@ -140,10 +140,12 @@ double jaroWinkler(std::u32string_view a, std::u32string_view b)
     return jaro + static_cast<double>(prefix) * 0.1 * (1 - jaro);
 }
 
-/// The similarity of two given names that differ, which rests on their first words alone.
-double firstWordSimilarity(std::string_view a, std::string_view b)
+/// The similarity of two given names that differ, which rests on their first words alone, whose
+/// groups in the name-form table are known.
+double firstWordSimilarity(std::string_view a, std::string_view b, std::string_view groupA,
+                           std::string_view groupB)
 {
-    if (detail::canonicalGivenName(a) == detail::canonicalGivenName(b))
+    if (groupA == groupB)
         return a == b ? 0.92 : 0.85;
     const std::u32string x = characters(a), y = characters(b);
     if ((x.size() == 1 && !y.empty() && y.front() == x.front()) ||
@@ -151,6 +153,11 @@ double firstWordSimilarity(std::string_view a, std::string_view b)
         return 0.6;
     const double similarity = jaroWinkler(x, y);
     return similarity < 0.88 ? 0 : similarity * 0.9;
+}
+
+double firstWordSimilarity(std::string_view a, std::string_view b)
+{
+    return firstWordSimilarity(a, b, detail::canonicalGivenName(a), detail::canonicalGivenName(b));
 }
 
 /// The numbers in a normalised name, each run of digits followed by a blank: names that differ in
@@ -200,12 +207,29 @@ struct GivenNames
     Agreement agreement = Agreement::none;
 };
 
-/// Whether two words of given names can be one name: one group, or an initial and a word it starts.
-bool wordsAgree(std::string_view x, std::string_view y, bool& initial)
+/// Given names split into words, each with its group in the name-form table, looked up once for
+/// every comparison of the words.
+struct GivenWords
 {
-    if (detail::canonicalGivenName(x) == detail::canonicalGivenName(y))
+    std::vector<std::string_view> words;
+    std::vector<std::string_view> groups;
+
+    explicit GivenWords(std::string_view text) : words(wordsOf(text))
+    {
+        groups.reserve(words.size());
+        for (const std::string_view word : words)
+            groups.push_back(detail::canonicalGivenName(word));
+    }
+};
+
+/// Whether word `i` of `x` and word `k` of `y` can be one name: one group, or an initial and a
+/// word it starts.
+bool wordsAgree(const GivenWords& x, std::size_t i, const GivenWords& y, std::size_t k, bool& initial)
+{
+    if (x.groups[i] == y.groups[k])
         return true;
-    if ((x.size() == 1 && y.starts_with(x)) || (y.size() == 1 && x.starts_with(y))) {
+    const std::string_view a = x.words[i], b = y.words[k];
+    if ((a.size() == 1 && b.starts_with(a)) || (b.size() == 1 && a.starts_with(b))) {
         initial = true;
         return true;
     }
@@ -219,32 +243,40 @@ constexpr double reorderedSimilarity = 0.8;
 constexpr double leftOutSimilarity = 0.75;
 constexpr double initialsSimilarity = 0.7;
 
-GivenNames compareGivenNames(std::string_view a, std::string_view b)
+/// How two given names agree. `firstWords`, when known, is `firstWordSimilarity` of their first
+/// words.
+GivenNames compareGivenNames(std::string_view a, std::string_view b,
+                             std::optional<double> firstWords = std::nullopt)
 {
-    const std::vector<std::string_view> x = wordsOf(a), y = wordsOf(b);
-    if (x.empty() || y.empty())
+    const GivenWords x(a), y(b);
+    if (x.words.empty() || y.words.empty())
         return {};
-    if (x == y)
+    if (x.words == y.words)
         return {1.0, Agreement::same};
     if (numbersOf(a) != numbersOf(b))
         return {};
-    GivenNames result{firstWordSimilarity(x.front(), y.front()), Agreement::none};
-    if (detail::canonicalGivenName(x.front()) == detail::canonicalGivenName(y.front()))
-        result.agreement = x.front() == y.front() ? Agreement::firstWords : Agreement::otherForm;
+    // The first words as the caller split them: from the start of each name.
+    const bool known = firstWords && x.words.front().data() == a.data() && y.words.front().data() == b.data();
+    GivenNames result{
+        known ? *firstWords
+              : firstWordSimilarity(x.words.front(), y.words.front(), x.groups.front(), y.groups.front()),
+        Agreement::none};
+    if (x.groups.front() == y.groups.front())
+        result.agreement = x.words.front() == y.words.front() ? Agreement::firstWords : Agreement::otherForm;
     else if (result.similarity > 0)
         result.agreement = result.similarity == 0.6 ? Agreement::initial : Agreement::spelling;
-    if (x.size() == 1 && y.size() == 1)
+    if (x.words.size() == 1 && y.words.size() == 1)
         return result;
 
-    const std::vector<std::string_view>& shorter = x.size() <= y.size() ? x : y;
-    const std::vector<std::string_view>& longer = x.size() <= y.size() ? y : x;
+    const GivenWords& shorter = x.words.size() <= y.words.size() ? x : y;
+    const GivenWords& longer = x.words.size() <= y.words.size() ? y : x;
     // Word by word from the first, as "J. W." and "John William" or "John W." and "John William".
     bool initial = false;
     bool inOrder = true;
-    for (std::size_t k = 0; k < shorter.size() && inOrder; ++k)
-        inOrder = wordsAgree(shorter[k], longer[k], initial);
+    for (std::size_t k = 0; k < shorter.words.size() && inOrder; ++k)
+        inOrder = wordsAgree(shorter, k, longer, k, initial);
     if (inOrder && result.agreement != Agreement::otherForm) {
-        if (initial && shorter.size() >= 2) {
+        if (initial && shorter.words.size() >= 2) {
             result.similarity = std::max(result.similarity, initialsSimilarity);
             result.agreement = Agreement::initials;
         } else if (result.agreement == Agreement::firstWords && !initial) {
@@ -254,14 +286,15 @@ GivenNames compareGivenNames(std::string_view a, std::string_view b)
     }
     // Every name of the shorter list somewhere in the longer: "William John" and "John William",
     // "Mary" and "Anna Mary".
-    if (result.similarity >= reorderedSimilarity || shorter.front().size() < 2)
+    if (result.similarity >= reorderedSimilarity || shorter.words.front().size() < 2)
         return result;
-    std::vector<char> used(longer.size());
-    for (const std::string_view word : shorter) {
+    std::vector<char> used(longer.words.size());
+    for (std::size_t i = 0; i < shorter.words.size(); ++i) {
         bool found = false;
-        for (std::size_t k = 0; k < longer.size() && !found; ++k) {
+        for (std::size_t k = 0; k < longer.words.size() && !found; ++k) {
             bool isInitial = false;
-            if (!used[k] && wordsAgree(word, longer[k], isInitial) && (!isInitial || word.size() == 1)) {
+            if (!used[k] && wordsAgree(shorter, i, longer, k, isInitial) &&
+                (!isInitial || shorter.words[i].size() == 1)) {
                 used[k] = 1;
                 found = true;
             }
@@ -269,7 +302,7 @@ GivenNames compareGivenNames(std::string_view a, std::string_view b)
         if (!found)
             return result;
     }
-    if (shorter.size() == longer.size())
+    if (shorter.words.size() == longer.words.size())
         return {reorderedSimilarity, Agreement::reordered};
     return {std::max(result.similarity, leftOutSimilarity), Agreement::leftOut};
 }
@@ -2424,7 +2457,7 @@ private:
         // Given names in another order, left out or initialled agree less than the first names do.
         if (similarity < reorderedSimilarity && (lightA.given().find(' ') != std::string_view::npos ||
                                                  lightB.given().find(' ') != std::string_view::npos))
-            similarity = detail::givenNameSimilarity(lightA.given(), lightB.given());
+            similarity = compareGivenNames(lightA.given(), lightB.given(), similarity).similarity;
         if (similarity == 0)
             return;
         // Most pairs that get this far are people of one name who died years apart, or one who
