@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdlib>
 #include <optional>
+#include <tuple>
 #include <unordered_map>
 #include <utf8proc.h>
 
@@ -162,6 +163,137 @@ Folded folded(std::string_view spelling)
     return key.finish();
 }
 
+constexpr std::string_view regionRows[] = {
+#include "checks/PlaceRegions.inc"
+};
+
+constexpr std::string_view wordRows[] = {
+#include "checks/PlaceWords.inc"
+};
+
+/// The fields of a row of the tables, split at "|".
+std::vector<std::string_view> fieldsOf(std::string_view row)
+{
+    std::vector<std::string_view> fields;
+    for (std::size_t at = 0;;) {
+        const std::size_t bar = row.find('|', at);
+        fields.push_back(row.substr(at, bar - at));
+        if (bar == std::string_view::npos)
+            return fields;
+        at = bar + 1;
+    }
+}
+
+/// The tables by the forms that stand for their rows.
+struct PlaceTables
+{
+    struct Region
+    {
+        std::string_view name, within;
+    };
+    std::vector<Region> regions;
+    std::unordered_map<std::string_view, std::uint16_t> regionByForm;
+    std::unordered_map<std::string_view, std::string_view> wordByForm; ///< to the full form
+};
+
+const PlaceTables& tables()
+{
+    static const PlaceTables made = [] {
+        PlaceTables tables;
+        for (const std::string_view row : regionRows) {
+            const std::vector<std::string_view> fields = fieldsOf(row);
+            const auto index = static_cast<std::uint16_t>(tables.regions.size());
+            tables.regions.push_back({fields[1], fields[0]});
+            for (std::size_t i = 1; i < fields.size(); ++i)
+                tables.regionByForm.emplace(fields[i], index);
+        }
+        for (const std::string_view row : wordRows) {
+            const std::vector<std::string_view> fields = fieldsOf(row);
+            for (std::size_t i = 1; i < fields.size(); ++i)
+                tables.wordByForm.emplace(fields[i], fields[0]);
+        }
+        return tables;
+    }();
+    return made;
+}
+
+/// Words before a place that say how the event stood to it, not where it was.
+constexpr std::array<std::string_view, 4> strayWords{"of", "in", "at", "near"};
+
+/// What a key reads as: its words and the lands at its end written in full, a stray word before
+/// it dropped, and a land dropped after a part that lies in it ("St Louis, MO, USA" reads
+/// "saint louis,missouri").
+struct Reading
+{
+    std::string key;
+    bool stray = false; ///< whether a stray word was dropped
+};
+
+Reading read(std::string_view key)
+{
+    const PlaceTables& table = tables();
+    Reading reading;
+    std::vector<std::string_view> written;
+    for (std::size_t at = 0;;) {
+        const std::size_t comma = key.find(',', at);
+        written.push_back(key.substr(at, comma - at));
+        if (comma == std::string_view::npos)
+            break;
+        at = comma + 1;
+    }
+    for (const std::string_view word : strayWords) {
+        const std::string_view first = written.front();
+        if (first.size() > word.size() + 1 && first.starts_with(word) && first[word.size()] == ' ') {
+            written.front().remove_prefix(word.size() + 1);
+            reading.stray = true;
+        }
+    }
+    std::vector<std::string> parts(written.size());
+    for (std::size_t i = 0; i < written.size(); ++i) {
+        for (std::size_t at = 0; at < written[i].size();) {
+            std::size_t end = written[i].find(' ', at);
+            end = end == std::string_view::npos ? written[i].size() : end;
+            const std::string_view word = written[i].substr(at, end - at);
+            const auto full = table.wordByForm.find(word);
+            parts[i] += (at > 0 ? " " : "");
+            parts[i] += full != table.wordByForm.end() ? full->second : word;
+            at = end + 1;
+        }
+    }
+    // Lands are read at the end of a place only, and never in its first part: there "IN" or "Pol"
+    // may be anything.
+    std::vector<std::int32_t> regions(parts.size(), -1);
+    for (std::size_t i = parts.size(); i-- > 1;) {
+        auto found = table.regionByForm.find(written[i]);
+        if (found == table.regionByForm.end())
+            found = table.regionByForm.find(parts[i]);
+        // "Co. Cork" is the county of Cork.
+        constexpr std::string_view county = "county ";
+        if (found == table.regionByForm.end() && parts[i].starts_with(county))
+            found = table.regionByForm.find(std::string_view(parts[i]).substr(county.size()));
+        if (found == table.regionByForm.end())
+            break;
+        regions[i] = found->second;
+        parts[i] = table.regions[found->second].name;
+    }
+    const auto liesIn = [&](std::int32_t region, std::string_view land) {
+        for (std::string_view within = table.regions[region].within; !within.empty();) {
+            if (within == land)
+                return true;
+            within = table.regions[table.regionByForm.at(within)].within;
+        }
+        return false;
+    };
+    while (parts.size() >= 3 && regions[parts.size() - 2] >= 0 && regions.back() >= 0 &&
+           liesIn(regions[parts.size() - 2], parts.back())) {
+        parts.pop_back();
+        regions.pop_back();
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        reading.key += (i > 0 ? "," : "") + parts[i];
+    return reading;
+}
+
 /// A letter of a word as doubt words and abbreviations are read: ASCII, or any byte of a longer
 /// character.
 bool isWordByte(char c)
@@ -286,18 +418,19 @@ std::string rewritten(std::string_view spelling, std::string_view target)
     const std::vector<std::string_view> ours = partsOf(spelling), theirs = partsOf(target);
     if (ours.size() != theirs.size())
         return std::string(spelling);
-    std::string text;
+    std::string text, cores;
     for (std::size_t i = 0; i < ours.size(); ++i) {
         const MarkedPart part = marked(ours[i]);
-        const std::string_view core = marked(theirs[i]).core;
-        const Folded written = folded(part.core);
-        if (written.doubtful || written.key != folded(core).key)
+        if (folded(part.core).doubtful)
             return std::string(spelling);
-        if (i > 0)
+        if (i > 0) {
             text += ", ";
-        text += singleBlanks(part.before) + std::string(core) + singleBlanks(part.after);
+            cores += ',';
+        }
+        text += singleBlanks(part.before) + std::string(marked(theirs[i]).core) + singleBlanks(part.after);
+        cores += part.core;
     }
-    return text;
+    return read(folded(cores).key).key == read(folded(target).key).key ? text : std::string(spelling);
 }
 
 /// The text without the punctuation left at its end by mistake: a comma, semicolon, colon, dash
@@ -358,6 +491,8 @@ struct Spelling
     std::string_view text;
     std::uint32_t group = 0;
     bool doubtful = false;
+    bool stray = false;
+    std::uint16_t parts = 0;
     std::vector<std::int64_t> nodeIDs;
     std::vector<std::uint32_t> owners;
 };
@@ -368,7 +503,7 @@ namespace PlaceNames {
 
 std::string groupKey(std::string_view spelling)
 {
-    return folded(spelling).key;
+    return read(folded(spelling).key).key;
 }
 
 bool isDoubtful(std::string_view spelling)
@@ -429,7 +564,10 @@ Fix fixFor(const PlaceGroup& group, std::string_view target)
         std::string text = rewritten(spelling.text, target);
         if (text == spelling.text)
             continue;
-        fix.needsReview = fix.needsReview || isDoubtful(spelling.text);
+        // Beyond case, blanks and punctuation the spellings are read alike through abbreviations
+        // or a stray word: the user checks that they are one place.
+        fix.needsReview =
+            fix.needsReview || isDoubtful(spelling.text) || folded(spelling.text).key != folded(target).key;
         for (const std::int64_t node : spelling.nodeIDs)
             fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, text}});
         fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::move(text)});
@@ -513,12 +651,17 @@ private:
     {
         std::unordered_map<std::string, std::uint32_t> groups;
         for (std::uint32_t s = 0; s < m_spellings.size(); ++s) {
-            Folded place = folded(m_spellings[s].text);
+            const Folded place = folded(m_spellings[s].text);
             if (place.key.empty())
                 continue;
-            m_spellings[s].doubtful = place.doubtful;
+            Reading reading = read(place.key);
+            Spelling& spelling = m_spellings[s];
+            spelling.doubtful = place.doubtful;
+            spelling.stray = reading.stray;
+            spelling.parts =
+                static_cast<std::uint16_t>(std::count(place.key.begin(), place.key.end(), ',') + 1);
             auto [at, added] =
-                groups.try_emplace(std::move(place.key), static_cast<std::uint32_t>(m_groups.size()));
+                groups.try_emplace(std::move(reading.key), static_cast<std::uint32_t>(m_groups.size()));
             if (added) {
                 m_groups.emplace_back();
                 m_keys.push_back(at->first);
@@ -535,18 +678,27 @@ private:
         std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
             return m_spellings[a].nodeIDs.size() > m_spellings[b].nodeIDs.size();
         });
-        // A doubtful spelling is never the one the others are written as.
+        // A doubtful spelling is never the one the others are written as, and one with a stray
+        // word only when every other has one too. Then the fullest: the most parts, the most lines,
+        // the most capitals and diacritics.
+        const auto rank = [&](std::uint32_t s) {
+            const Spelling& spelling = m_spellings[s];
+            return std::tuple(!spelling.stray, spelling.parts, spelling.nodeIDs.size());
+        };
         const auto sure = std::find_if(members.begin(), members.end(),
                                        [&](std::uint32_t s) { return !m_spellings[s].doubtful; });
         if (sure == members.end())
             return std::nullopt;
         std::uint32_t chosen = *sure;
         std::optional<std::size_t> chosenCare;
-        for (auto at = sure + 1;
-             at != members.end() && m_spellings[*at].nodeIDs.size() == m_spellings[chosen].nodeIDs.size();
-             ++at) {
-            if (m_spellings[*at].doubtful)
+        for (auto at = sure + 1; at != members.end(); ++at) {
+            if (m_spellings[*at].doubtful || rank(*at) < rank(chosen))
                 continue;
+            if (rank(*at) > rank(chosen)) {
+                chosen = *at;
+                chosenCare.reset();
+                continue;
+            }
             if (!chosenCare)
                 chosenCare = carefulness(m_spellings[chosen].text);
             if (const std::size_t care = carefulness(m_spellings[*at].text); care > *chosenCare) {

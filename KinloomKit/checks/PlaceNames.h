@@ -13,7 +13,10 @@ namespace kinloom::PlaceNames {
 /// What every spelling of one place shares: the parts between commas folded in case, diacritics
 /// and width, keeping only letters, digits and single blanks, without doubt markers, empty parts
 /// at the end dropped, joined with "," ("Saint-Étienne ,  LOIRE" → "saintetienne,loire",
-/// ",Otsego, prob. Michigan" → ",otsego,michigan").
+/// ",Otsego, prob. Michigan" → ",otsego,michigan"). Short words are read in full ("St", "Co.",
+/// "Twp"), and so are lands after the first part ("MO", "Pol", "YKS"); a land after a part that
+/// lies in it and a stray word before the place ("of", "near") are dropped: "of St. Louis, MO,
+/// USA" → "saint louis,missouri".
 [[nodiscard]] std::string groupKey(std::string_view spelling);
 
 /// Whether the compiler marked the place as uncertain: a question mark ("Ireland (?)",
