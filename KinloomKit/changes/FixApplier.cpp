@@ -2,6 +2,7 @@
 #include "changes/FixApplier.h"
 
 #include "changes/Merger.h"
+#include "document/Text.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -9,6 +10,8 @@
 
 namespace kinloom {
 namespace {
+
+using Text::quoted;
 
 bool isBlank(char c)
 {
@@ -111,11 +114,6 @@ void forEachEdit(const std::vector<Fix>& fixes, Apply&& apply)
                 apply(i, *kind);
         }
     }
-}
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
 }
 
 /// A line whose value a fix set, as it was, and the place of that change among the fix's lines: a fix that

@@ -45,12 +45,7 @@ std::string_view trimmed(std::string_view text)
     return text;
 }
 
-bool equalIgnoringCase(std::string_view a, std::string_view b)
-{
-    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return a.size() == b.size() &&
-           std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
-}
+using Text::equalIgnoringCase;
 
 /// `appendNormalized` for ASCII text: folding changes nothing there beyond the case, so most names
 /// skip the tables.

@@ -2,6 +2,7 @@
 #include "checks/Checks.h"
 
 #include "changes/FixApplier.h"
+#include "document/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -14,10 +15,7 @@
 namespace kinloom::Checks {
 namespace {
 
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
+using Text::quoted;
 
 /// Up to four characters of a tag as one number, so that tags compare without a call.
 constexpr std::uint32_t code(std::string_view tag)

@@ -14,11 +14,7 @@ namespace kinloom::Checks {
 namespace {
 
 using Text::isBlank;
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
+using Text::quoted;
 
 /// Whether a NAME value holds a name: "//" and blanks do not.
 bool holdsName(std::string_view value)

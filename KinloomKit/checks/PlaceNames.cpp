@@ -17,11 +17,7 @@ namespace kinloom {
 namespace {
 
 using Text::isBlank;
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
+using Text::quoted;
 
 std::string lines(std::size_t count)
 {

@@ -17,14 +17,10 @@
 
 namespace kinloom {
 using Text::isBlank;
+using Text::quoted;
 using Text::trimmed;
 
 namespace {
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
 
 std::vector<std::string> recordsOf(NodeView record)
 {

@@ -26,6 +26,25 @@ namespace kinloom::Text {
     return text;
 }
 
+/// The text between curly double quotes, as findings and change lines quote what a file says.
+[[nodiscard]] inline std::string quoted(std::string_view text)
+{
+    return "\u201C" + std::string(text) + "\u201D";
+}
+
+/// Whether two texts are equal but for the case of ASCII letters.
+[[nodiscard]] constexpr bool equalIgnoringCase(std::string_view a, std::string_view b)
+{
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    }
+    return true;
+}
+
 /// The words of the text: the runs between blanks.
 [[nodiscard]] std::vector<std::string_view> words(std::string_view text);
 

@@ -13,6 +13,7 @@
 namespace kinloom::StructureChecks {
 using Grammar::Payload;
 using Kind = Hit::Kind;
+using Text::quoted;
 using Text::trimmed;
 
 namespace {
@@ -22,11 +23,6 @@ constexpr std::size_t lineCharacters = 80;
 // GEDCOM 5.5.1 counts a line's characters, its terminator included.
 constexpr std::size_t longestLine = 255;
 constexpr std::string_view dropped = "programs that follow the standard may drop";
-
-std::string quoted(std::string_view text)
-{
-    return "\u201C" + std::string(text) + "\u201D";
-}
 
 std::size_t characterCount(std::string_view text)
 {
@@ -54,13 +50,6 @@ bool isPointer(std::string_view value)
     return value.size() >= 3 && value.front() == '@' && value.back() == '@' && value[1] != '#';
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b)
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        return (x >= 'a' && x <= 'z' ? x - 32 : x) == (y >= 'a' && y <= 'z' ? y - 32 : y);
-    });
-}
-
 /// Whether the value is one the enumeration allows. GEDCOM 5.5.1 writes some of its values in
 /// lower case and programs write them in any case; GEDCOM 7 values are tags, extensions included.
 bool isAllowed(std::string_view value, std::span<const std::string_view> values, bool v7)
@@ -70,7 +59,7 @@ bool isAllowed(std::string_view value, std::span<const std::string_view> values,
     return std::ranges::any_of(values, [&](std::string_view allowed) {
         if (allowed == "(\u2026)")
             return value.size() >= 2 && value.front() == '(' && value.back() == ')';
-        return v7 ? value == allowed : equalsIgnoringCase(value, allowed);
+        return v7 ? value == allowed : Text::equalIgnoringCase(value, allowed);
     });
 }
 
@@ -390,7 +379,7 @@ void fixValues(const Walk& walk, NodeView record, std::span<const Hit* const> gr
         }
         // “N” says that the event did not take place, which the line says only by not being there: a
         // suggestion, since the file then no longer says so.
-        if (equalsIgnoringCase(text, "N") || equalsIgnoringCase(text, "NO")) {
+        if (Text::equalIgnoringCase(text, "N") || Text::equalIgnoringCase(text, "NO")) {
             if (!node.hasChildren()) {
                 fix.edits.emplace_back(Edit::Remove{node.id()});
                 fix.preview.push_back({place, asRead(node), std::nullopt});
