@@ -710,6 +710,8 @@ Json scanHeadJSON(const ScanResult& result, const std::string& fileName)
              {"otherRecords", stats.otherRecords},
              {"dates", stats.dates},
              {"places", stats.places},
+             {"placeSpellings", stats.placeSpellings ? Json(*stats.placeSpellings) : Json(nullptr)},
+             {"distinctPlaces", stats.distinctPlaces ? Json(*stats.distinctPlaces) : Json(nullptr)},
              {"lines", stats.lines},
              {"version", stats.version},
              {"encoding", stats.encoding},

@@ -426,7 +426,8 @@ TEST_F(CliTest, CheckJSONIsTheScanFindingByFinding)
     EXPECT_EQ(keys(parsed), (std::vector<std::string>{"file", "statistics", "findings"}));
     EXPECT_EQ(keys(parsed["statistics"]),
               (std::vector<std::string>{"people", "families", "sources", "otherRecords", "dates", "places",
-                                        "lines", "version", "encoding", "dateStyles", "numericOrder"}));
+                                        "placeSpellings", "distinctPlaces", "lines", "version", "encoding",
+                                        "dateStyles", "numericOrder"}));
 
     const ScanResult result = Scanner::scan(GedcomReader::read(text));
     EXPECT_EQ(parsed["statistics"]["people"], result.stats.people);

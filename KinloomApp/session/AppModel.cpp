@@ -688,7 +688,9 @@ std::optional<Fix> AppModel::chosenPlaceFix(const Issue& issue) const
     const auto target = m_placeTargets.find(issue.places->key);
     if (target == m_placeTargets.end())
         return std::nullopt;
-    return PlaceNames::fixFor(*issue.places, target->second);
+    return PlaceNames::fixFor(*issue.places, target->second,
+                              kindOf(issue.id) == "place-alike" ? PlaceNames::Spellings::readAlike
+                                                                : PlaceNames::Spellings::writtenAlike);
 }
 
 void AppModel::applySelection()

@@ -490,6 +490,18 @@ private Q_SLOTS:
         child<QAction>("reviewAction")->trigger();
         QVERIFY(
             list->topLevelItem(0)->child(0)->text(0).contains(QStringLiteral("“boston,  massachusetts”")));
+        child<QPushButton>("applyCancelButton")->click();
+
+        // A spelling of one's own, typed with stray blanks, rewrites every spelling of the group.
+        auto* typed = child<QLineEdit>("typedSpelling");
+        QVERIFY(!child<QPushButton>("useTypedSpelling")->isEnabled());
+        typed->setText(QStringLiteral(" Boston,  Suffolk, Massachusetts "));
+        QTest::mouseClick(child<QPushButton>("useTypedSpelling"), Qt::LeftButton);
+        QCOMPARE(m_model->placeTargets().at(issue->places->key),
+                 std::string("Boston, Suffolk, Massachusetts"));
+        QCOMPARE(row.model()->rowCount(row), static_cast<int>(issue->places->spellings.size()));
+        QCOMPARE(firstLine.data(IssueListModel::PreviewAfterRole).toString(),
+                 QStringLiteral("Boston, Suffolk, Massachusetts"));
     }
 
     void duplicateComparisonShowsBothRecords()

@@ -161,7 +161,11 @@ void OverviewView::refresh()
     row(m_stats, QStringLiteral("Sources"), number(stats.sources));
     row(m_stats, QStringLiteral("Other records"), number(stats.otherRecords));
     row(m_stats, QStringLiteral("Dates"), number(stats.dates));
-    row(m_stats, QStringLiteral("Places"), number(stats.places));
+    row(m_stats, QStringLiteral("Place names"), number(stats.places));
+    if (stats.placeSpellings && stats.distinctPlaces) {
+        row(m_stats, QStringLiteral("Place spellings"), number(*stats.placeSpellings));
+        row(m_stats, QStringLiteral("Distinct places"), number(*stats.distinctPlaces));
+    }
     row(m_stats, QStringLiteral("Lines"), number(stats.lines));
     row(m_stats, QStringLiteral("GEDCOM version"), fromUtf8(stats.version));
     m_stats->addRow(QStringLiteral("Encoding"), encodingRow(fromUtf8(stats.encoding)));

@@ -6,6 +6,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 
 namespace kinloom {
@@ -22,6 +23,26 @@ PlacePicker::PlacePicker(AppModel& model, QWidget* parent) : QWidget(parent), m_
     layout->addWidget(heading);
     m_rows = new QVBoxLayout;
     layout->addLayout(m_rows);
+    auto* typedRow = new QHBoxLayout;
+    m_typed = new QLineEdit(this);
+    m_typed->setObjectName(QStringLiteral("typedSpelling"));
+    m_typed->setPlaceholderText(QStringLiteral("Or type the spelling to use"));
+    auto* useTyped = new QPushButton(QStringLiteral("Use this spelling"), this);
+    useTyped->setObjectName(QStringLiteral("useTypedSpelling"));
+    useTyped->setAccessibleName(QStringLiteral("Use the spelling typed"));
+    useTyped->setEnabled(false);
+    connect(m_typed, &QLineEdit::textChanged, useTyped,
+            [useTyped](const QString& text) { useTyped->setEnabled(!text.trimmed().isEmpty()); });
+    const auto useTypedSpelling = [this] {
+        const QString text = m_typed->text().simplified();
+        if (m_group && !text.isEmpty())
+            m_model.setPlaceTarget(m_group->key, text.toStdString());
+    };
+    connect(useTyped, &QPushButton::clicked, this, useTypedSpelling);
+    connect(m_typed, &QLineEdit::returnPressed, this, useTypedSpelling);
+    typedRow->addWidget(m_typed, 1);
+    typedRow->addWidget(useTyped);
+    layout->addLayout(typedRow);
     connect(&m_model, &AppModel::changed, this, [this](AppModel::Field field) {
         if (field == AppModel::Field::placeTargets)
             rebuild();
@@ -33,6 +54,7 @@ void PlacePicker::setIssue(const Issue* issue)
 {
     m_group = issue && issue->places ? issue->places : std::nullopt;
     setVisible(m_group.has_value());
+    m_typed->clear();
     rebuild();
 }
 

@@ -5,6 +5,7 @@
 
 #include <QWidget>
 
+class QLineEdit;
 class QVBoxLayout;
 
 namespace kinloom {
@@ -12,7 +13,7 @@ namespace kinloom {
 class AppModel;
 
 /// The spellings of a place group, each with its count and "Use this spelling", which records the
-/// choice for the group in the session.
+/// choice for the group in the session, and a field to type a spelling of one's own.
 class PlacePicker final : public QWidget
 {
     Q_OBJECT
@@ -29,6 +30,7 @@ private:
     AppModel& m_model;
     std::optional<PlaceGroup> m_group;
     QVBoxLayout* m_rows = nullptr;
+    QLineEdit* m_typed = nullptr;
 };
 
 } // namespace kinloom

@@ -19,9 +19,16 @@ namespace kinloom::Checks {
 /// birth, after their death or very young; and siblings born too close together.
 [[nodiscard]] std::vector<Issue> impossibleDates(const TreeIndex& index, const ScanOptions& options);
 
+/// How many places a tree names: the spellings, and the places they are once grouped.
+struct PlaceCount
+{
+    std::size_t spellings = 0;
+    std::size_t places = 0;
+};
+
 /// Place names spelled several ways, and place names with extra spaces, over every PLAC line
-/// outside the header.
-[[nodiscard]] std::vector<Issue> places(const GedcomDocument& document);
+/// outside the header; `count` is told how many there are.
+[[nodiscard]] std::vector<Issue> places(const GedcomDocument& document, PlaceCount* count = nullptr);
 
 /// Missing details: names, sex, and surnames not marked.
 [[nodiscard]] std::vector<Issue> missing(const TreeIndex& index, const GedcomDocument& document);

@@ -500,14 +500,14 @@ TEST(ChecksTest, PlaceKeysAndWriting)
         bool doubtful = false;
     };
     const std::vector<Row> rows = {
-        {"Leeds, Yorkshire, England", "leeds,yorkshire,england", "Leeds, Yorkshire, England", false},
+        {"Leeds, Yorkshire, England", "leeds,yorkshire", "Leeds, Yorkshire, England", false},
         {"Saint-Étienne ,  LOIRE", "saintetienne,loire", "Saint-Étienne, LOIRE", true},
         {" Leeds", "leeds", "Leeds", true},
         {"Leeds ", "leeds", "Leeds", true},
         {"New  York", "new york", "New York", true},
         {", Leeds,Yorkshire,", ",leeds,yorkshire", ", Leeds, Yorkshire", false},
-        {",Otsego , Michigan, USA", ",otsego,michigan,usa", ", Otsego, Michigan, USA", true},
-        {",,London,England", ",,london,england", ", , London, England", false},
+        {",Otsego , Michigan, USA", ",otsego,michigan", ", Otsego, Michigan, USA", true},
+        {",,London,England", ",,london", ", , London, England", false},
         {"Leeds, , England", "leeds,,england", "Leeds, , England", false},
         {"Leeds,,England", "leeds,,england", "Leeds, , England", false},
         {"\xEF\xBC\xAD\xC3\xBCnchen\xEF\xBC\x8C Bayern", "munchen,bayern",
@@ -517,8 +517,8 @@ TEST(ChecksTest, PlaceKeysAndWriting)
          false}, // Łódź keeps its Ł
         {"?", "", "?", false, true},
         {"Ireland (?)", "ireland", "Ireland (?)", false, true},
-        {"Boston, MA?", "boston,ma", "Boston, MA?", false, true},
-        {"prob. Lynn, MA", "lynn,ma", "prob. Lynn, MA", false, true},
+        {"Boston, MA?", "boston,massachusetts", "Boston, MA?", false, true},
+        {"prob. Lynn, MA", "lynn,massachusetts", "prob. Lynn, MA", false, true},
         {"Probably  Ireland", "ireland", "Probably Ireland", true, true},
         {"Leeds\xEF\xBC\x9F", "leeds", "Leeds\xEF\xBC\x9F", false, true}, // full-width question mark
         {"Possenhofen, Probst", "possenhofen,probst", "Possenhofen, Probst", false, false},
@@ -532,6 +532,85 @@ TEST(ChecksTest, PlaceKeysAndWriting)
     }
 }
 
+TEST(ChecksTest, PlacesReadAlike)
+{
+    struct Row
+    {
+        const char* one;
+        const char* other;
+        bool alike;
+    };
+    const std::vector<Row> rows = {
+        {"Monticello,Charlottesville,Albemarle,VA", "Monticello, Charlottesville, Albemarle, Virginia, USA",
+         true},
+        {"St. Louis, MO", "St Louis, Missouri, U.S.A.", true},
+        {"Saint Louis, Missouri", "St Louis, Missouri, United States", true},
+        {"Jefferson Co., Kentucky", "Jefferson County, Ky., USA", true},
+        {"of Burzyn, Tarnow, Krakow, Poland", "Burzyn,Tarnow,Krakow,Pol", true},
+        {"Near Boston, Mass.", "Boston, Massachusetts", true},
+        {"Hopewell Twp, Mercer, N. J.", "Hopewell Township, Mercer, New Jersey", true},
+        {"Mt. Vernon, Fairfax, Va.", "Mount Vernon, Fairfax, Virginia", true},
+        {"Leeds, YKS, ENG", "Leeds, Yorkshire, England, United Kingdom", true},
+        {"Leeds, Yorks", "Leeds, Yorkshire, UK", true},
+        {"Cork, Co. Cork, Ireland", "Cork, COR, Eire", true},
+        {"Toronto, Ont.", "Toronto, Ontario, Canada", true},
+        {"Munchen, Bayern, Deutschland", "München, Bayern, Germany", true},
+        {"Richmond, Virginia", "Richmond, Surrey, England", false},
+        {"York, Virginia", "York, Yorkshire", false},
+        {"Jefferson, CO", "Jefferson Co.", false}, // Colorado only as a whole part
+        {"IN", "Indiana", false},                  // a code only after the first part
+        {"Pol", "Poland", false},
+        {"Georgia, USA", "Georgia", false}, // the state, or the land
+        {"Cambridge, Middlesex, Massachusetts", "Cambridge, Middlesex, England", false},
+        {"Ipswich, Suffolk", "Ipswich, Suffolk, Massachusetts", false},
+        {"Georgetown, Washington, DC", "Georgetown, Washington", false},
+        {"Isle of Man", "Isle Man", false}, // a stray word only at the start
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.one) + " / " + row.other);
+        EXPECT_EQ(PlaceNames::groupKey(row.one) == PlaceNames::groupKey(row.other), row.alike);
+    }
+}
+
+// Every form of the tables reads as its row's full form, and no form stands for two rows.
+TEST(ChecksTest, PlaceTablesHoldTogether)
+{
+    const auto fields = [](std::string_view row) {
+        std::vector<std::string> list;
+        for (std::size_t at = 0;; at = row.find('|', at) + 1) {
+            list.emplace_back(row.substr(at, row.find('|', at) - at));
+            if (row.find('|', at) == std::string_view::npos)
+                return list;
+        }
+    };
+    constexpr std::string_view regions[] = {
+#include "checks/PlaceRegions.inc"
+    };
+    constexpr std::string_view words[] = {
+#include "checks/PlaceWords.inc"
+    };
+    std::set<std::string> regionForms, wordForms, lands;
+    for (const std::string_view row : regions)
+        lands.insert(fields(row)[1]);
+    for (const std::string_view row : regions) {
+        const std::vector<std::string> f = fields(row);
+        SCOPED_TRACE(row);
+        EXPECT_TRUE(f[0].empty() || lands.contains(f[0]));
+        for (std::size_t i = 1; i < f.size(); ++i) {
+            EXPECT_TRUE(regionForms.insert(f[i]).second) << f[i];
+            EXPECT_EQ(PlaceNames::groupKey("Town, " + f[i]), "town," + f[1]) << f[i];
+        }
+    }
+    for (const std::string_view row : words) {
+        const std::vector<std::string> f = fields(row);
+        SCOPED_TRACE(row);
+        for (std::size_t i = 0; i < f.size(); ++i) {
+            EXPECT_TRUE(wordForms.insert(f[i]).second) << f[i];
+            EXPECT_EQ(PlaceNames::groupKey("Town " + f[i]), "town " + f[0]) << f[i];
+        }
+    }
+}
+
 TEST(ChecksTest, PlaceFindings)
 {
     struct Row
@@ -540,8 +619,9 @@ TEST(ChecksTest, PlaceFindings)
         std::vector<const char*> places; // in file order, one event each
         std::vector<Expected> expected;
         const char* suggested = nullptr;
-        std::vector<std::pair<std::string, std::string>> rewrites = {}; // by the first finding's fix
-        bool review = false;
+        std::vector<std::pair<std::string, std::string>> rewrites = {}; // by the findings' fixes
+        std::vector<bool> review = {};                                  // of each fix; none: not one
+        const char* detail = nullptr;                                   // of the first finding
     };
     const std::vector<Row> rows = {
         {"one spelling", {"Leeds", "Leeds"}, {}},
@@ -562,7 +642,7 @@ TEST(ChecksTest, PlaceFindings)
          {{"Lyon,", "Lyon"}}},
         {"the suggestion is written tidily",
          {"leeds ,yorks", "leeds ,yorks", "Leeds, Yorks"},
-         {{"place-leeds,yorks", "Place spelled 2 ways", Severity::warning}},
+         {{"place-leeds,yorkshire", "Place spelled 2 ways", Severity::warning}},
          "leeds, yorks",
          {{"leeds ,yorks", "leeds, yorks"}, {"Leeds, Yorks", "leeds, yorks"}}},
         {"a suggestion ends in no stray full stop, on a tie",
@@ -577,15 +657,15 @@ TEST(ChecksTest, PlaceFindings)
          {{"Brittany, France.", "Brittany, France"}, {"brittany, france;", "Brittany, France"}}},
         {"a full stop after capitals is stray",
          {"Detroit, USA.", "detroit, usa"},
-         {{"place-detroit,usa", "Place spelled 2 ways", Severity::warning}},
+         {{"place-detroit,united states", "Place spelled 2 ways", Severity::warning}},
          "Detroit, USA",
          {{"Detroit, USA.", "Detroit, USA"}, {"detroit, usa", "Detroit, USA"}}},
         {"the full stop of initials or of a short abbreviation stays",
          {"Washington D.C.", "washington d.c.", "Frederick Co.", "frederick co."},
          {{"place-washington dc", "Place spelled 2 ways", Severity::warning},
-          {"place-frederick co", "Place spelled 2 ways", Severity::warning}},
+          {"place-frederick county", "Place spelled 2 ways", Severity::warning}},
          "Washington D.C.",
-         {{"washington d.c.", "Washington D.C."}}},
+         {{"washington d.c.", "Washington D.C."}, {"frederick co.", "Frederick Co."}}},
         {"a doubtful spelling is grouped and keeps its marker",
          {"Ireland", "Ireland", "ireland", "Ireland (?)", "probably Ireland"},
          {{"place-ireland", "Place spelled 4 ways", Severity::warning}},
@@ -593,12 +673,12 @@ TEST(ChecksTest, PlaceFindings)
          {{"ireland", "Ireland"}}},
         {"a doubtful spelling is never the suggestion, and rewriting it needs review",
          {"boston, ma?", "boston, ma?", "prob.  boston,ma", "Boston, MA", "? boston (?), ma"},
-         {{"place-boston,ma", "Place spelled 4 ways", Severity::warning}},
+         {{"place-boston,massachusetts", "Place spelled 4 ways", Severity::warning}},
          "Boston, MA",
          {{"boston, ma?", "Boston, MA?"},
           {"prob.  boston,ma", "prob. Boston, MA"},
           {"? boston (?), ma", "? Boston (?), MA"}},
-         true},
+         {true}},
         {"doubtful spellings alone, or already written as the place, have nothing to rewrite",
          {"Ireland (?)", "ireland ?", "Boston, MA", "Boston, MA?"},
          {}},
@@ -612,14 +692,76 @@ TEST(ChecksTest, PlaceFindings)
          {{"place-space-3", "Extra spaces in a place name", Severity::info},
           {"place-space-6", "Extra spaces in a place name", Severity::info}},
          nullptr,
-         {{"Leeds  , England", "Leeds, England"}}},
+         {{"Leeds  , England", "Leeds, England"}, {"Leeds  , England", "Leeds, England"}}},
         {"blanks in a doubtful place",
          {",Otsego  , Michigan (?)"},
          {{"place-space-3", "Extra spaces in a place name", Severity::info}},
          nullptr,
          {{",Otsego  , Michigan (?)", ", Otsego, Michigan (?)"}},
-         true},
+         {true}},
         {"places that fold to nothing", {"?", "??", "prob."}, {}},
+        {"abbreviations join a place, the fullest spelling written out is offered and the fix needs review",
+         {"St. Louis, MO", "St Louis, Missouri, USA", "Saint Louis, Missouri, USA", "St. Louis, MO"},
+         {{"place-alike-saint louis,missouri", "Place likely spelled 3 ways", Severity::warning}},
+         "Saint Louis, Missouri, USA",
+         {{"St. Louis, MO", "Saint Louis, Missouri, USA"},
+          {"St Louis, Missouri, USA", "Saint Louis, Missouri, USA"}},
+         {true},
+         "“St. Louis, MO”: 2 lines; “St Louis, Missouri, USA”: 1 line; “Saint Louis, Missouri, USA”: 1 line. "
+         "Likely one place once abbreviations are read in full."},
+        {"the written-out form over the one written most",
+         {"Boston, MA", "Boston, MA", "Boston, Massachusetts"},
+         {{"place-alike-boston,massachusetts", "Place likely spelled 2 ways", Severity::warning}},
+         "Boston, Massachusetts",
+         {{"Boston, MA", "Boston, Massachusetts"}},
+         {true}},
+        {"spellings written alike are tidied without review, those read alike with it",
+         {"Jefferson Co., KY", "Jefferson Co., KY", "jefferson co., ky", "Jefferson County, Kentucky"},
+         {{"place-alike-jefferson county,kentucky", "Place likely spelled 3 ways", Severity::warning},
+          {"place-jefferson county,kentucky", "Place spelled 3 ways", Severity::warning}},
+         "Jefferson County, Kentucky",
+         {{"Jefferson Co., KY", "Jefferson County, Kentucky"},
+          {"jefferson co., ky", "Jefferson County, Kentucky"},
+          {"jefferson co., ky", "Jefferson Co., KY"}},
+         {true, false}},
+        {"a stray word joins its place and is not the suggestion",
+         {"of Burzyn, Tarnow", "of Burzyn, Tarnow", "Burzyn, Tarnow"},
+         {{"place-alike-burzyn,tarnow", "Place likely spelled 2 ways", Severity::warning}},
+         "Burzyn, Tarnow",
+         {{"of Burzyn, Tarnow", "Burzyn, Tarnow"}},
+         {true}},
+        {"larger places filled in from the one fuller spelling that fits, a level missing in the middle",
+         {"Sherwood Forest, Virginia", "Sherwood Forest, Charles City, Virginia, USA", "Burzyn, Tarnow",
+          "Burzyn, Tarnow, Krakow, Poland", "Westminster, Palace", "Westminster, Palace, England",
+          "Westminster, Palace, London, England"},
+         {{"place-alike-sherwood forest,charles city,virginia", "Place likely spelled 2 ways",
+           Severity::warning},
+          {"place-alike-burzyn,tarnow,krakow,poland", "Place likely spelled 2 ways", Severity::warning},
+          {"place-alike-westminster,palace,london", "Place likely spelled 3 ways", Severity::warning}},
+         "Sherwood Forest, Charles City, Virginia, USA",
+         {{"Sherwood Forest, Virginia", "Sherwood Forest, Charles City, Virginia, USA"},
+          {"Burzyn, Tarnow", "Burzyn, Tarnow, Krakow, Poland"},
+          {"Westminster, Palace", "Westminster, Palace, London, England"},
+          {"Westminster, Palace, England", "Westminster, Palace, London, England"}},
+         {true, true, true},
+         "“Sherwood Forest, Virginia”: 1 line; “Sherwood Forest, Charles City, Virginia, USA”: 1 line. "
+         "Likely "
+         "one place once abbreviations are read in full and the larger places are filled in from a fuller "
+         "spelling."},
+        {"when several fuller spellings fit, nothing is joined and they are named",
+         {"Louisville, Jefferson", "Louisville, Jefferson, Kentucky", "Louisville, Jefferson, Georgia"},
+         {{"place-which-louisville,jefferson", "Place that fits 2 fuller places", Severity::info}},
+         nullptr,
+         {},
+         {},
+         "“Louisville, Jefferson”: 1 line. It may be “Louisville, Jefferson, Kentucky” (1 line) or "
+         "“Louisville, Jefferson, Georgia” (1 line); write it as the one it is."},
+        {"places kept apart",
+         {"Richmond, Virginia", "Richmond, Surrey, England", "York, Virginia", "York, Yorkshire",
+          "Ipswich, Suffolk", "Ipswich, Suffolk, Massachusetts", "Berlin, Germany",
+          "Berlin, Cathedral, Germany", "Jackson, Ohio", "Jackson, Darke, Ohio", "Wellston, Jackson, Ohio",
+          ", England", ",, London, England"},
+         {}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.situation);
@@ -632,15 +774,25 @@ TEST(ChecksTest, PlaceFindings)
         if (row.suggested && !issues.empty()) {
             ASSERT_TRUE(issues[0].places);
             EXPECT_EQ(issues[0].places->suggested, row.suggested);
-            EXPECT_EQ(issues[0].fix, PlaceNames::fixFor(*issues[0].places, row.suggested));
+            EXPECT_EQ(issues[0].fix, PlaceNames::fixFor(*issues[0].places, row.suggested,
+                                                        kindOf(issues[0].id) == "place-alike"
+                                                            ? PlaceNames::Spellings::readAlike
+                                                            : PlaceNames::Spellings::writtenAlike));
         }
-        if (!issues.empty()) {
-            std::vector<std::pair<std::string, std::string>> rewrites;
-            for (const PreviewLine& line : issues[0].fix->preview)
+        if (row.detail && !issues.empty()) {
+            EXPECT_EQ(issues[0].detail, row.detail);
+        }
+        std::vector<std::pair<std::string, std::string>> rewrites;
+        std::vector<bool> review;
+        for (const Issue& issue : issues) {
+            if (!issue.fix)
+                continue;
+            for (const PreviewLine& line : issue.fix->preview)
                 rewrites.emplace_back(*line.before, *line.after);
-            EXPECT_EQ(rewrites, row.rewrites);
-            EXPECT_EQ(issues[0].fix->needsReview, row.review);
+            review.push_back(issue.fix->needsReview);
         }
+        EXPECT_EQ(rewrites, row.rewrites);
+        EXPECT_EQ(review, row.review.empty() ? std::vector<bool>(review.size(), false) : row.review);
     }
 }
 
@@ -649,7 +801,10 @@ TEST(ChecksTest, PlaceGroupAndItsFix)
     const Tree tree("0 @I1@ INDI\n1 BIRT\n2 PLAC münchen,bayern\n1 DEAT\n2 PLAC München, Bayern\n"
                     "0 @I2@ INDI\n1 BIRT\n2 PLAC München, Bayern\n"
                     "0 @F1@ FAM\n1 MARR\n2 PLAC Munchen, Bayern\n2 SOUR @S1@\n3 DATA\n4 PLAC Paris\n");
-    const std::vector<Issue> issues = Checks::places(tree.document);
+    Checks::PlaceCount count;
+    const std::vector<Issue> issues = Checks::places(tree.document, &count);
+    EXPECT_EQ(count.spellings, 4u);
+    EXPECT_EQ(count.places, 2u);
     ASSERT_EQ(issues.size(), 1u);
     const PlaceGroup group{
         "munchen,bayern",
@@ -679,6 +834,10 @@ TEST(ChecksTest, PlaceGroupAndItsFix)
                                                setValue(3, "münchen,bayern", "Munchen, Bayern")}));
     EXPECT_EQ(chosen.preview.front(),
               (PreviewLine{"Place \u00B7 2 lines", "München, Bayern", "Munchen, Bayern"}));
+    // A typed spelling written like none of them rewrites them all, to be checked first.
+    const Fix typed = PlaceNames::fixFor(group, "München, Oberbayern");
+    EXPECT_EQ(typed.edits.size(), 4u);
+    EXPECT_TRUE(typed.needsReview);
     // Choosing a doubtful spelling would cast its doubt on every line: the user checks that first.
     const PlaceGroup doubt{"ireland", {{"Ireland", 1, {3}}, {"Ireland (?)", 1, {6}}}, "Ireland"};
     EXPECT_FALSE(PlaceNames::fixFor(doubt, "Ireland").needsReview);

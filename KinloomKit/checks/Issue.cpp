@@ -25,7 +25,7 @@ constexpr std::array<CategoryNames, allIssueCategories.size()> categoryNames{{
 namespace {
 
 using enum IssueCategory;
-constexpr std::array<FindingKind, 57> findingKinds{{
+constexpr std::array<FindingKind, 59> findingKinds{{
     {"dup", duplicates, "The same person twice"},
     {"dupfam", duplicates, "Same couple, two families"},
     {"imp-order", impossibleDates, "Born after their child"},
@@ -50,6 +50,8 @@ constexpr std::array<FindingKind, 57> findingKinds{{
     {"date-styles", dateFormats, "Dates written several ways", true},
     {"date-chan", dateFormats, "Change dates written in another form", true},
     {"place", places, "Place spelled several ways"},
+    {"place-alike", places, "Place likely spelled several ways"},
+    {"place-which", places, "Place that fits several fuller places"},
     {"place-space", places, "Extra spaces in a place name"},
     {"place-date", places, "Place that looks like a date"},
     {"miss-name", missing, "Name not recorded"},

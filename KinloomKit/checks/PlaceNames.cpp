@@ -9,7 +9,10 @@
 #include <array>
 #include <cstdlib>
 #include <optional>
+#include <span>
+#include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <utf8proc.h>
 
 namespace kinloom {
@@ -158,6 +161,148 @@ Folded folded(std::string_view spelling)
     return key.finish();
 }
 
+constexpr std::string_view regionRows[] = {
+#include "checks/PlaceRegions.inc"
+};
+
+constexpr std::string_view wordRows[] = {
+#include "checks/PlaceWords.inc"
+};
+
+/// The fields of a row of the tables, split at "|".
+std::vector<std::string_view> fieldsOf(std::string_view row)
+{
+    std::vector<std::string_view> fields;
+    for (std::size_t at = 0;;) {
+        const std::size_t bar = row.find('|', at);
+        fields.push_back(row.substr(at, bar - at));
+        if (bar == std::string_view::npos)
+            return fields;
+        at = bar + 1;
+    }
+}
+
+/// The tables by the forms that stand for their rows.
+struct PlaceTables
+{
+    struct Region
+    {
+        std::string_view name, within;
+    };
+    std::vector<Region> regions;
+    std::unordered_map<std::string_view, std::uint16_t> regionByForm;
+    std::unordered_map<std::string_view, std::string_view> wordByForm; ///< to the full form
+};
+
+const PlaceTables& tables()
+{
+    static const PlaceTables made = [] {
+        PlaceTables tables;
+        for (const std::string_view row : regionRows) {
+            const std::vector<std::string_view> fields = fieldsOf(row);
+            const auto index = static_cast<std::uint16_t>(tables.regions.size());
+            tables.regions.push_back({fields[1], fields[0]});
+            for (std::size_t i = 1; i < fields.size(); ++i)
+                tables.regionByForm.emplace(fields[i], index);
+        }
+        for (const std::string_view row : wordRows) {
+            const std::vector<std::string_view> fields = fieldsOf(row);
+            for (std::size_t i = 1; i < fields.size(); ++i)
+                tables.wordByForm.emplace(fields[i], fields[0]);
+        }
+        return tables;
+    }();
+    return made;
+}
+
+/// Whether the land of the tables' row `region` lies in `land`, named in full.
+bool liesIn(std::uint16_t region, std::string_view land)
+{
+    const PlaceTables& table = tables();
+    for (std::string_view within = table.regions[region].within; !within.empty();) {
+        if (within == land)
+            return true;
+        within = table.regions[table.regionByForm.at(within)].within;
+    }
+    return false;
+}
+
+/// Words before a place that say how the event stood to it, not where it was.
+constexpr std::array<std::string_view, 4> strayWords{"of", "in", "at", "near"};
+
+/// What a key reads as: its words and the lands at its end written in full, a stray word before
+/// it dropped, and a land dropped after a part that lies in it ("St Louis, MO, USA" reads
+/// "saint louis,missouri").
+struct Reading
+{
+    std::string key;
+    bool stray = false;              ///< whether a stray word was dropped
+    bool expanded = false;           ///< whether a word or land was read in full, or a land dropped
+    std::uint16_t abbreviations = 0; ///< words and lands written short
+};
+
+Reading read(std::string_view key)
+{
+    const PlaceTables& table = tables();
+    Reading reading;
+    std::vector<std::string_view> written;
+    for (std::size_t at = 0;;) {
+        const std::size_t comma = key.find(',', at);
+        written.push_back(key.substr(at, comma - at));
+        if (comma == std::string_view::npos)
+            break;
+        at = comma + 1;
+    }
+    for (const std::string_view word : strayWords) {
+        const std::string_view first = written.front();
+        if (first.size() > word.size() + 1 && first.starts_with(word) && first[word.size()] == ' ') {
+            written.front().remove_prefix(word.size() + 1);
+            reading.stray = true;
+        }
+    }
+    std::vector<std::string> parts(written.size());
+    for (std::size_t i = 0; i < written.size(); ++i) {
+        for (std::size_t at = 0; at < written[i].size();) {
+            std::size_t end = written[i].find(' ', at);
+            end = end == std::string_view::npos ? written[i].size() : end;
+            const std::string_view word = written[i].substr(at, end - at);
+            const auto full = table.wordByForm.find(word);
+            parts[i] += (at > 0 ? " " : "");
+            parts[i] += full != table.wordByForm.end() ? full->second : word;
+            reading.abbreviations += full != table.wordByForm.end() && full->second != word;
+            at = end + 1;
+        }
+    }
+    // Lands are read at the end of a place only, and never in its first part: there "IN" or "Pol"
+    // may be anything.
+    std::vector<std::int32_t> regions(parts.size(), -1);
+    for (std::size_t i = parts.size(); i-- > 1;) {
+        auto found = table.regionByForm.find(written[i]);
+        if (found == table.regionByForm.end())
+            found = table.regionByForm.find(parts[i]);
+        const std::string_view name =
+            found != table.regionByForm.end() ? table.regions[found->second].name : std::string_view();
+        reading.abbreviations += !name.empty() && name != parts[i];
+        // "Co. Cork" is the county of Cork.
+        constexpr std::string_view county = "county ";
+        if (found == table.regionByForm.end() && parts[i].starts_with(county))
+            found = table.regionByForm.find(std::string_view(parts[i]).substr(county.size()));
+        if (found == table.regionByForm.end())
+            break;
+        regions[i] = found->second;
+        parts[i] = table.regions[found->second].name;
+    }
+    while (parts.size() >= 3 && regions[parts.size() - 2] >= 0 && regions.back() >= 0 &&
+           liesIn(static_cast<std::uint16_t>(regions[parts.size() - 2]), parts.back())) {
+        parts.pop_back();
+        regions.pop_back();
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        reading.key += (i > 0 ? "," : "") + parts[i];
+    reading.expanded = reading.stray ? key.substr(key.find(' ') + 1) != reading.key : key != reading.key;
+    return reading;
+}
+
 /// A letter of a word as doubt words and abbreviations are read: ASCII, or any byte of a longer
 /// character.
 bool isWordByte(char c)
@@ -282,18 +427,19 @@ std::string rewritten(std::string_view spelling, std::string_view target)
     const std::vector<std::string_view> ours = partsOf(spelling), theirs = partsOf(target);
     if (ours.size() != theirs.size())
         return std::string(spelling);
-    std::string text;
+    std::string text, cores;
     for (std::size_t i = 0; i < ours.size(); ++i) {
         const MarkedPart part = marked(ours[i]);
-        const std::string_view core = marked(theirs[i]).core;
-        const Folded written = folded(part.core);
-        if (written.doubtful || written.key != folded(core).key)
+        if (folded(part.core).doubtful)
             return std::string(spelling);
-        if (i > 0)
+        if (i > 0) {
             text += ", ";
-        text += singleBlanks(part.before) + std::string(core) + singleBlanks(part.after);
+            cores += ',';
+        }
+        text += singleBlanks(part.before) + std::string(marked(theirs[i]).core) + singleBlanks(part.after);
+        cores += part.core;
     }
-    return text;
+    return read(folded(cores).key).key == read(folded(target).key).key ? text : std::string(spelling);
 }
 
 /// The text without the punctuation left at its end by mistake: a comma, semicolon, colon, dash
@@ -347,15 +493,187 @@ std::size_t carefulness(std::string_view text)
     return count;
 }
 
+// Words that name a building or ground within a place. A part with one is no larger place:
+// "Berlin, Germany" is not "Berlin, Cathedral, Germany", nor "Tower of London, London" "Tower of
+// London, Tower Green, London".
+constexpr std::array<std::string_view, 36> siteWords{
+    "abbey",  "burial",   "castle",   "cathedral", "cem",      "cemetary",  "cemetery", "chap",   "chapel",
+    "church", "college",  "cmentarz", "farm",      "friedhof", "graveyard", "green",    "ground", "hall",
+    "hosp",   "hospital", "house",    "kerk",      "kirche",   "kirk",      "kosciol",  "manor",  "minster",
+    "palace", "park",     "priory",   "schloss",   "school",   "synagogue", "temple",   "tomb",   "yard",
+};
+
+bool namesASite(std::string_view part)
+{
+    for (std::size_t at = 0; at <= part.size();) {
+        std::size_t end = part.find(' ', at);
+        end = end == std::string_view::npos ? part.size() : end;
+        if (std::find(siteWords.begin(), siteWords.end(), part.substr(at, end - at)) != siteWords.end())
+            return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+/// The parts of a key as they name places: the empty parts between and after names say nothing;
+/// those before the first name say which level it is at. With `lands`, the lands the last part lies
+/// in follow it, as a read key leaves them out ("westminster,london" names "westminster,london,
+/// england,united kingdom").
+std::vector<std::string_view> namedParts(std::string_view key, bool lands = false)
+{
+    std::vector<std::string_view> parts = partsOf(key);
+    const auto named =
+        std::find_if(parts.begin(), parts.end(), [](std::string_view part) { return !part.empty(); });
+    parts.erase(std::remove_if(named, parts.end(), [](std::string_view part) { return part.empty(); }),
+                parts.end());
+    if (!lands || parts.size() < 2)
+        return parts;
+    const PlaceTables& table = tables();
+    for (auto region = table.regionByForm.find(parts.back()); region != table.regionByForm.end();) {
+        const std::string_view within = table.regions[region->second].within;
+        if (within.empty())
+            break;
+        parts.push_back(within);
+        region = table.regionByForm.find(within);
+    }
+    return parts;
+}
+
+/// Whether `fuller` is `shorter` with larger or middle places filled in: the same first part, and
+/// every other part of `shorter` in it in order, with no building or ground between. A land the
+/// tables know at the end of `shorter` is followed there only by lands it lies in: "Ipswich,
+/// Suffolk" is not "Ipswich, Suffolk, Massachusetts". When the tree writes the first two parts of
+/// `shorter` as larger places of another ("Jefferson, Jackson, Ohio"), `shorter` may name that
+/// larger place, and no level is filled in between them ("Jackson, Ohio" is not "Jackson, Darke,
+/// Ohio").
+bool fillsIn(std::span<const std::string_view> shorter, std::span<const std::string_view> fuller,
+             bool namesALargerPlace)
+{
+    if (shorter.size() < 2 || fuller.size() <= shorter.size() || shorter[0].empty() ||
+        shorter[0] != fuller[0])
+        return false;
+    std::size_t at = 1;
+    for (std::size_t i = 1; i < shorter.size(); ++i, ++at) {
+        for (; at < fuller.size() && fuller[at] != shorter[i]; ++at) {
+            if (namesASite(fuller[at]) || (i == 1 && namesALargerPlace))
+                return false;
+        }
+        if (at == fuller.size())
+            return false;
+    }
+    const auto land = tables().regionByForm.find(shorter.back());
+    return std::all_of(fuller.begin() + static_cast<std::ptrdiff_t>(at), fuller.end(),
+                       [&](std::string_view larger) {
+                           return !namesASite(larger) &&
+                                  (land == tables().regionByForm.end() || liesIn(land->second, larger));
+                       });
+}
+
+/// The spelling a spelling written alike with others is written as when none of them is the target:
+/// the one written most, on a tie with most care, tidily. None when every one is doubtful.
+std::optional<std::string> mostWritten(const PlaceGroup& group, std::span<const std::string> keys,
+                                       std::string_view key)
+{
+    std::optional<std::size_t> best;
+    for (std::size_t i = 0; i < group.spellings.size(); ++i) {
+        const PlaceSpelling& spelling = group.spellings[i];
+        if (keys[i] != key || folded(spelling.text).doubtful)
+            continue;
+        const PlaceSpelling* other = best ? &group.spellings[*best] : nullptr;
+        if (!other || spelling.count > other->count ||
+            (spelling.count == other->count && carefulness(spelling.text) > carefulness(other->text)))
+            best = i;
+    }
+    if (!best)
+        return std::nullopt;
+    return withoutStrayEnd(PlaceNames::tidied(group.spellings[*best].text));
+}
+
+/// The fix of one of a group's two findings; `rewrites` is told which spellings it rewrites.
+Fix fixOf(const PlaceGroup& group, std::string_view target, PlaceNames::Spellings which,
+          std::vector<bool>* rewrites)
+{
+    const bool readAlike = which == PlaceNames::Spellings::readAlike;
+    std::vector<std::string> keys;
+    for (const PlaceSpelling& spelling : group.spellings)
+        keys.push_back(folded(spelling.text).key);
+    const std::string targetKey = folded(target).key;
+    // Writing a doubtful spelling everywhere would cast its doubt on lines that had none. Beyond
+    // case, blanks and punctuation the spellings are read alike through abbreviations, a stray word
+    // or larger places filled in: the user checks that they are one place.
+    Fix fix{(readAlike ? "place-alike-" : "place-") + group.key,
+            {},
+            {},
+            {},
+            readAlike || folded(target).doubtful};
+    // A spelling the user typed, written like none of the group's, is theirs to check: every
+    // spelling is written as it.
+    const bool typed = std::find(keys.begin(), keys.end(), targetKey) == keys.end();
+    fix.needsReview = fix.needsReview || typed;
+    std::vector<std::string> targets;
+    std::unordered_map<std::string_view, std::optional<std::string>> written;
+    if (rewrites)
+        rewrites->assign(group.spellings.size(), false);
+    for (std::size_t i = 0; i < group.spellings.size(); ++i) {
+        const PlaceSpelling& spelling = group.spellings[i];
+        std::optional<std::string> as;
+        // A target written like no other spelling is written tidily with the spellings read alike.
+        const bool alone = keys[i] == targetKey && std::count(keys.begin(), keys.end(), targetKey) == 1;
+        if (typed || (readAlike ? keys[i] != targetKey || alone : keys[i] == targetKey && !alone)) {
+            as = std::string(target);
+        } else if (!readAlike && std::count(keys.begin(), keys.end(), keys[i]) >= 2) {
+            auto [at, added] = written.try_emplace(keys[i]);
+            if (added)
+                at->second = mostWritten(group, keys, keys[i]);
+            as = at->second;
+        }
+        if (!as)
+            continue;
+        std::string text = rewritten(spelling.text, *as);
+        if (text == spelling.text)
+            continue;
+        fix.needsReview = fix.needsReview || folded(spelling.text).doubtful;
+        if (std::find(targets.begin(), targets.end(), *as) == targets.end())
+            targets.push_back(*as);
+        if (rewrites)
+            (*rewrites)[i] = true;
+        for (const std::int64_t node : spelling.nodeIDs)
+            fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, text}});
+        fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::move(text)});
+    }
+    if (std::all_of(targets.begin(), targets.end(), [&](const std::string& as) { return as == target; })) {
+        fix.title = "Write every spelling as " + quoted(target);
+    } else {
+        fix.title = "Write the spellings as ";
+        for (std::size_t i = 0; i < targets.size(); ++i)
+            fix.title += (i == 0 ? "" : i + 1 == targets.size() ? " and " : ", ") + quoted(targets[i]);
+    }
+    return fix;
+}
+
 /// One way a place is written, with the lines written that way. `owners` are the records
 /// holding the lines: people first, then families, by their place in the index.
 struct Spelling
 {
     std::string_view text;
-    std::uint32_t group = 0;
+    std::uint32_t reading = UINT32_MAX; ///< its read key; none when it folds to nothing
     bool doubtful = false;
+    bool stray = false;
+    bool expanded = false;
+    std::uint16_t parts = 0;
+    std::uint16_t abbreviations = 0;
+    std::uint16_t emptyParts = 0;
     std::vector<std::int64_t> nodeIDs;
     std::vector<std::uint32_t> owners;
+};
+
+/// A read key, and the place it is: its own, or that of the fuller spelling it is filled in as.
+struct ReadKey
+{
+    std::string key;
+    std::uint32_t place = 0;         ///< the read key that names the place
+    std::uint16_t named = 0;         ///< its parts with names, and the lands the last lies in
+    std::vector<std::uint32_t> fits; ///< the places of the fuller spellings that fit, when more than one does
 };
 
 } // namespace
@@ -364,7 +682,7 @@ namespace PlaceNames {
 
 std::string groupKey(std::string_view spelling)
 {
-    return folded(spelling).key;
+    return read(folded(spelling).key).key;
 }
 
 bool isDoubtful(std::string_view spelling)
@@ -417,20 +735,9 @@ bool hasExtraSpaces(std::string_view spelling)
     return false;
 }
 
-Fix fixFor(const PlaceGroup& group, std::string_view target)
+Fix fixFor(const PlaceGroup& group, std::string_view target, Spellings which)
 {
-    // Writing a doubtful spelling everywhere would cast its doubt on lines that had none.
-    Fix fix{"place-" + group.key, "Write every spelling as " + quoted(target), {}, {}, isDoubtful(target)};
-    for (const PlaceSpelling& spelling : group.spellings) {
-        std::string text = rewritten(spelling.text, target);
-        if (text == spelling.text)
-            continue;
-        fix.needsReview = fix.needsReview || isDoubtful(spelling.text);
-        for (const std::int64_t node : spelling.nodeIDs)
-            fix.edits.push_back(Edit{Edit::SetValue{node, spelling.text, text}});
-        fix.preview.push_back({"Place \u00B7 " + lines(spelling.count), spelling.text, std::move(text)});
-    }
-    return fix;
+    return fixOf(group, target, which, nullptr);
 }
 
 } // namespace PlaceNames
@@ -443,22 +750,29 @@ class PlaceCheck
 public:
     explicit PlaceCheck(const GedcomDocument& document) : m_document(document) {}
 
-    std::vector<Issue> run()
+    std::vector<Issue> run(PlaceCount* count)
     {
         collect();
+        readSpellings();
+        fillIn();
         groupSpellings();
+        if (count)
+            *count = {spelled(), m_groups.size()};
 
-        std::vector<Issue> issues;
-        for (const std::vector<std::uint32_t>& members : m_groups) {
-            if (members.size() >= 2) {
-                if (std::optional<Issue> issue = groupFinding(members)) {
-                    issues.push_back(std::move(*issue));
-                    continue;
-                }
-            }
-            for (const std::uint32_t s : members)
-                extraSpaces(m_spellings[s], issues);
+        // The spelling each group is written as comes first: a place that fits several fuller
+        // ones names theirs.
+        m_targets.resize(m_groups.size());
+        for (std::size_t g = 0; g < m_groups.size(); ++g) {
+            std::vector<std::uint32_t>& members = m_groups[g];
+            // Most frequent first; spellings came in file order, which a stable sort keeps for ties.
+            std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
+                return m_spellings[a].nodeIDs.size() > m_spellings[b].nodeIDs.size();
+            });
+            m_targets[g] = target(members);
         }
+        std::vector<Issue> issues;
+        for (std::size_t g = 0; g < m_groups.size(); ++g)
+            groupFindings(g, issues);
         datesAsPlaces(issues);
         return issues;
     }
@@ -503,86 +817,265 @@ private:
         spelling.owners.push_back(position);
     }
 
-    // Groups in the order their first spelling appears; spellings that fold to nothing are left
-    // alone.
-    void groupSpellings()
+    /// How each distinct spelling reads; spellings that fold to nothing are left alone.
+    void readSpellings()
     {
-        std::unordered_map<std::string, std::uint32_t> groups;
-        for (std::uint32_t s = 0; s < m_spellings.size(); ++s) {
-            Folded place = folded(m_spellings[s].text);
+        for (Spelling& spelling : m_spellings) {
+            const Folded place = folded(spelling.text);
             if (place.key.empty())
                 continue;
-            m_spellings[s].doubtful = place.doubtful;
-            auto [at, added] =
-                groups.try_emplace(std::move(place.key), static_cast<std::uint32_t>(m_groups.size()));
+            Reading reading = read(place.key);
+            spelling.doubtful = place.doubtful;
+            spelling.stray = reading.stray;
+            spelling.expanded = reading.expanded;
+            spelling.abbreviations = reading.abbreviations;
+            spelling.parts = static_cast<std::uint16_t>(namedParts(place.key).size());
+            spelling.emptyParts = static_cast<std::uint16_t>(partsOf(place.key).size() - spelling.parts);
+            auto [at, added] = m_readingOf.try_emplace(std::move(reading.key),
+                                                       static_cast<std::uint32_t>(m_readings.size()));
+            if (added)
+                m_readings.push_back({at->first, at->second, {}});
+            spelling.reading = at->second;
+        }
+    }
+
+    std::size_t spelled() const
+    {
+        return static_cast<std::size_t>(
+            std::count_if(m_spellings.begin(), m_spellings.end(),
+                          [](const Spelling& s) { return s.reading != UINT32_MAX; }));
+    }
+
+    // Larger places filled in from fuller spellings of the tree. Only keys that begin alike can
+    // fill each other in, and there are few distinct keys: each is compared with the others of its
+    // first part, the fullest first, so that a key is filled in as the place its fuller one is.
+    void fillIn()
+    {
+        // Keys that name the same places, with empty parts between or after them or without, are
+        // one place: the first of them stands for the others.
+        std::vector<std::vector<std::string_view>> parts(m_readings.size());
+        std::unordered_map<std::string, std::uint32_t> byNames;
+        std::unordered_map<std::string_view, std::vector<std::uint32_t>> byFirst;
+        std::unordered_set<std::string> larger; // two parts that follow each other after a first
+        for (std::uint32_t r = 0; r < m_readings.size(); ++r) {
+            parts[r] = namedParts(m_readings[r].key, true);
+            m_readings[r].named = static_cast<std::uint16_t>(parts[r].size());
+            for (std::size_t i = 1; i + 1 < parts[r].size(); ++i)
+                larger.insert(pair(parts[r][i], parts[r][i + 1]));
+            std::string names;
+            for (const std::string_view part : parts[r])
+                (names += part) += ',';
+            const auto [first, added] = byNames.try_emplace(std::move(names), r);
+            if (added)
+                byFirst[parts[r].front()].push_back(r);
+            else
+                m_readings[r].place = first->second;
+        }
+        for (auto& [first, keys] : byFirst) {
+            if (keys.size() < 2)
+                continue;
+            std::stable_sort(keys.begin(), keys.end(), [&](std::uint32_t a, std::uint32_t b) {
+                return parts[a].size() > parts[b].size();
+            });
+            for (std::size_t i = 0; i < keys.size(); ++i) {
+                ReadKey& shorter = m_readings[keys[i]];
+                const std::vector<std::string_view>& named = parts[keys[i]];
+                const bool namesALargerPlace = named.size() >= 2 && larger.contains(pair(named[0], named[1]));
+                std::vector<std::uint32_t> places;
+                for (std::size_t j = 0; j < i; ++j) {
+                    const std::uint32_t place = m_readings[keys[j]].place;
+                    if (fillsIn(named, parts[keys[j]], namesALargerPlace) &&
+                        std::find(places.begin(), places.end(), place) == places.end())
+                        places.push_back(place);
+                }
+                if (places.size() == 1)
+                    shorter.place = places.front();
+                else if (places.size() > 1)
+                    shorter.fits = std::move(places);
+            }
+        }
+        for (ReadKey& reading : m_readings)
+            reading.place = m_readings[reading.place].place;
+    }
+
+    static std::string pair(std::string_view first, std::string_view second)
+    {
+        return std::string(first) + ',' + std::string(second);
+    }
+
+    // Groups in the order their first spelling appears.
+    void groupSpellings()
+    {
+        for (std::uint32_t s = 0; s < m_spellings.size(); ++s) {
+            if (m_spellings[s].reading == UINT32_MAX)
+                continue;
+            const std::uint32_t place = m_readings[m_spellings[s].reading].place;
+            auto [at, added] = m_groupOf.try_emplace(place, static_cast<std::uint32_t>(m_groups.size()));
             if (added) {
                 m_groups.emplace_back();
-                m_keys.push_back(at->first);
+                m_places.push_back(place);
             }
-            m_spellings[s].group = at->second;
             m_groups[at->second].push_back(s);
         }
     }
 
-    /// The finding of a group of spellings, when there is something to rewrite.
-    std::optional<Issue> groupFinding(std::vector<std::uint32_t> members)
+    /// The spelling a group is written as. A doubtful spelling never is, and one with a stray word
+    /// only when every other has one too. Then the fullest: the most parts with names, the most
+    /// lands they name, the fewest words and lands written short, the fewest empty parts, the most
+    /// lines, the most capitals and diacritics.
+    std::optional<std::uint32_t> target(const std::vector<std::uint32_t>& members) const
     {
-        // Most frequent first; spellings came in file order, which a stable sort keeps for ties.
-        std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
-            return m_spellings[a].nodeIDs.size() > m_spellings[b].nodeIDs.size();
-        });
-        // A doubtful spelling is never the one the others are written as.
+        const auto rank = [&](std::uint32_t s) {
+            const Spelling& spelling = m_spellings[s];
+            return std::tuple(!spelling.stray, spelling.parts, m_readings[spelling.reading].named,
+                              -static_cast<int>(spelling.abbreviations),
+                              -static_cast<int>(spelling.emptyParts), spelling.nodeIDs.size());
+        };
         const auto sure = std::find_if(members.begin(), members.end(),
                                        [&](std::uint32_t s) { return !m_spellings[s].doubtful; });
         if (sure == members.end())
             return std::nullopt;
         std::uint32_t chosen = *sure;
-        std::optional<std::size_t> chosenCare;
-        for (auto at = sure + 1;
-             at != members.end() && m_spellings[*at].nodeIDs.size() == m_spellings[chosen].nodeIDs.size();
-             ++at) {
-            if (m_spellings[*at].doubtful)
+        constexpr std::size_t unknown = SIZE_MAX; // counted only on a tie
+        std::size_t chosenCare = unknown;
+        for (auto at = sure + 1; at != members.end(); ++at) {
+            if (m_spellings[*at].doubtful || rank(*at) < rank(chosen))
                 continue;
-            if (!chosenCare)
+            if (rank(*at) > rank(chosen)) {
+                chosen = *at;
+                chosenCare = unknown;
+                continue;
+            }
+            if (chosenCare == unknown)
                 chosenCare = carefulness(m_spellings[chosen].text);
-            if (const std::size_t care = carefulness(m_spellings[*at].text); care > *chosenCare) {
+            if (const std::size_t care = carefulness(m_spellings[*at].text); care > chosenCare) {
                 chosen = *at;
                 chosenCare = care;
             }
         }
+        return chosen;
+    }
 
-        PlaceGroup group;
-        group.key = m_keys[m_spellings[members.front()].group];
-        group.suggested = withoutStrayEnd(PlaceNames::tidied(m_spellings[chosen].text));
+    std::string targetText(std::size_t group) const
+    {
+        const auto chosen = m_targets[group];
+        return withoutStrayEnd(
+            PlaceNames::tidied(m_spellings[chosen ? *chosen : m_groups[group].front()].text));
+    }
+
+    std::size_t lineCount(std::size_t group) const
+    {
+        std::size_t count = 0;
+        for (const std::uint32_t s : m_groups[group])
+            count += m_spellings[s].nodeIDs.size();
+        return count;
+    }
+
+    /// The records holding the spellings that a fix rewrites.
+    std::vector<std::string> ownersOf(const std::vector<std::uint32_t>& members,
+                                      const std::vector<bool>& rewrites) const
+    {
         std::vector<std::uint32_t> owners;
-        for (std::uint32_t s : members) {
-            const Spelling& spelling = m_spellings[s];
-            if (rewritten(spelling.text, group.suggested) != spelling.text)
-                owners.insert(owners.end(), spelling.owners.begin(), spelling.owners.end());
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            if (rewrites[i])
+                owners.insert(owners.end(), m_spellings[members[i]].owners.begin(),
+                              m_spellings[members[i]].owners.end());
         }
-        if (owners.empty())
-            return std::nullopt;
         std::sort(owners.begin(), owners.end());
         owners.erase(std::unique(owners.begin(), owners.end()), owners.end());
-
-        std::string detail;
-        for (std::uint32_t s : members) {
-            Spelling& spelling = m_spellings[s];
-            detail +=
-                (detail.empty() ? "" : "; ") + quoted(spelling.text) + ": " + lines(spelling.nodeIDs.size());
-            group.spellings.push_back(
-                {std::string(spelling.text), spelling.nodeIDs.size(), std::move(spelling.nodeIDs)});
-        }
-
-        Issue issue{"place-" + group.key, IssueCategory::places, Severity::warning,
-                    "Place spelled " + std::to_string(members.size()) + " ways", detail + "."};
-        for (std::uint32_t position : owners) {
+        std::vector<std::string> records;
+        for (const std::uint32_t position : owners) {
             if (const auto xref = owner(position).xref())
-                issue.records.emplace_back(*xref);
+                records.emplace_back(*xref);
         }
-        issue.fix = PlaceNames::fixFor(group, group.suggested);
-        issue.places = std::move(group);
-        return issue;
+        return records;
+    }
+
+    /// The findings of a group: those of its spellings only read alike with the one it is written as
+    /// (to be checked first), then those written alike, then blanks in spellings neither rewrites;
+    /// and the fuller places it may be, when several fit.
+    void groupFindings(std::size_t g, std::vector<Issue>& issues)
+    {
+        const std::vector<std::uint32_t>& members = m_groups[g];
+        const std::size_t first = issues.size();
+        std::vector<bool> rewrittenAlike(members.size(), false);
+        if (members.size() >= 2 && m_targets[g]) {
+            PlaceGroup group;
+            group.key = m_readings[m_places[g]].key;
+            group.suggested = targetText(g);
+            std::string listed;
+            bool stray = false, expanded = false, filledIn = false;
+            for (const std::uint32_t s : members) {
+                const Spelling& spelling = m_spellings[s];
+                listed += (listed.empty() ? "" : "; ") + quoted(spelling.text) + ": " +
+                          lines(spelling.nodeIDs.size());
+                group.spellings.push_back(
+                    {std::string(spelling.text), spelling.nodeIDs.size(), spelling.nodeIDs});
+                stray = stray || spelling.stray;
+                expanded = expanded || spelling.expanded;
+                filledIn = filledIn || spelling.reading != m_places[g];
+            }
+            std::vector<bool> rewrites;
+            Fix alike = fixOf(group, group.suggested, PlaceNames::Spellings::readAlike, &rewrites);
+            if (!alike.edits.empty()) {
+                std::vector<std::string> reasons;
+                if (expanded)
+                    reasons.emplace_back("abbreviations are read in full");
+                if (stray)
+                    reasons.emplace_back("the word before the place is left out");
+                if (filledIn)
+                    reasons.emplace_back("the larger places are filled in from a fuller spelling");
+                std::string why = " Likely one place once ";
+                for (std::size_t i = 0; i < reasons.size(); ++i)
+                    why += (i == 0 ? "" : i + 1 == reasons.size() ? " and " : ", ") + reasons[i];
+                Issue issue{alike.id,
+                            IssueCategory::places,
+                            Severity::warning,
+                            "Place likely spelled " + std::to_string(members.size()) + " ways",
+                            listed + "." + (reasons.empty() ? "" : why + "."),
+                            ownersOf(members, rewrites)};
+                issue.fix = std::move(alike);
+                issue.places = group;
+                issues.push_back(std::move(issue));
+            }
+            Fix written = fixOf(group, group.suggested, PlaceNames::Spellings::writtenAlike, &rewrittenAlike);
+            if (!written.edits.empty()) {
+                Issue issue{written.id,        IssueCategory::places,
+                            Severity::warning, "Place spelled " + std::to_string(members.size()) + " ways",
+                            listed + ".",      ownersOf(members, rewrittenAlike)};
+                issue.fix = std::move(written);
+                issue.places = std::move(group);
+                issues.push_back(std::move(issue));
+            }
+        }
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            if (!rewrittenAlike[i])
+                extraSpaces(m_spellings[members[i]], issues);
+        }
+        const std::vector<std::uint32_t>& fits = m_readings[m_places[g]].fits;
+        if (fits.empty())
+            return;
+        std::string which = " It may be ";
+        for (std::size_t i = 0; i < fits.size(); ++i) {
+            const std::size_t other = m_groupOf.at(fits[i]);
+            which += (i == 0                 ? ""
+                      : i + 1 == fits.size() ? " or "
+                                             : ", ") +
+                     quoted(targetText(other)) + " (" + lines(lineCount(other)) + ")";
+        }
+        which += "; write it as the one it is.";
+        if (issues.size() > first && !issues[first].id.starts_with("place-space-")) {
+            issues[first].detail += which;
+            return;
+        }
+        const std::string text = targetText(g);
+        Issue issue{"place-which-" + m_readings[m_places[g]].key,
+                    IssueCategory::places,
+                    Severity::info,
+                    "Place that fits " + std::to_string(fits.size()) + " fuller places",
+                    quoted(text) + ": " + lines(lineCount(g)) + "." + which,
+                    ownersOf(members, std::vector<bool>(members.size(), true))};
+        issues.insert(issues.begin() + static_cast<std::ptrdiff_t>(first), std::move(issue));
     }
 
     void extraSpaces(const Spelling& spelling, std::vector<Issue>& issues) const
@@ -673,15 +1166,19 @@ private:
     std::unordered_map<std::string, std::uint32_t, TextHash, std::equal_to<>> m_known;
     std::vector<Spelling> m_spellings; ///< in the order they first appear, their text in m_known
     std::uint32_t m_last = UINT32_MAX; ///< the spelling of the PLAC line before
-    std::vector<std::vector<std::uint32_t>> m_groups; ///< spellings of each group
-    std::vector<std::string> m_keys;                  ///< of each group
+    std::unordered_map<std::string, std::uint32_t, TextHash, std::equal_to<>> m_readingOf;
+    std::vector<ReadKey> m_readings;                            ///< their keys in m_readingOf
+    std::vector<std::vector<std::uint32_t>> m_groups;           ///< spellings of each group
+    std::vector<std::uint32_t> m_places;                        ///< the read key naming each group's place
+    std::unordered_map<std::uint32_t, std::uint32_t> m_groupOf; ///< by the read key naming the place
+    std::vector<std::optional<std::uint32_t>> m_targets;        ///< the spelling each group is written as
 };
 
 } // namespace
 
-std::vector<Issue> places(const GedcomDocument& document)
+std::vector<Issue> places(const GedcomDocument& document, PlaceCount* count)
 {
-    return PlaceCheck(document).run();
+    return PlaceCheck(document).run(count);
 }
 
 } // namespace Checks

@@ -650,8 +650,12 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
         dateFormatChecks(walked, v7, order, stats.dateStyles, options.skips("date"));
     stages.reach(Stages::places);
     std::vector<Issue> placeIssues;
-    if (!isSkipped(options, IssueCategory::places))
-        placeIssues = Checks::places(document);
+    if (!isSkipped(options, IssueCategory::places)) {
+        Checks::PlaceCount count;
+        placeIssues = Checks::places(document, &count);
+        stats.placeSpellings = count.spellings;
+        stats.distinctPlaces = count.places;
+    }
     if (!oneThread)
         stages.reach(Stages::indexing);
     indexReady.wait();

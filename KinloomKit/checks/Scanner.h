@@ -67,6 +67,10 @@ struct TreeStats
     std::size_t otherRecords = 0;
     std::size_t dates = 0;
     std::size_t places = 0;
+    std::optional<std::size_t>
+        placeSpellings; ///< distinct ways the places are written; absent when not checked
+    std::optional<std::size_t>
+        distinctPlaces; ///< the places those are once spellings of one place are grouped
     std::size_t lines = 0;
     std::string version;
     std::string encoding;

@@ -25,6 +25,12 @@
 namespace kinloom::Decisions {
 namespace {
 
+/// Whether a kind's findings are about one place, named by its spellings rather than its records.
+bool isPlace(std::string_view kind)
+{
+    return kind == "place" || kind == "place-alike" || kind == "place-which";
+}
+
 /// FNV-1a: fingerprints only need to tell contents apart, not resist anyone.
 class Hash
 {
@@ -162,7 +168,7 @@ public:
     std::vector<std::string> records(const Issue& finding, std::string_view kind)
     {
         std::vector<std::string> identities;
-        if (kind == "place")
+        if (isPlace(kind))
             return identities;
         for (const std::string& xref : finding.records)
             identities.push_back(entry(xref).identity);
@@ -175,7 +181,7 @@ public:
     {
         Hash hash;
         hash.add(kind);
-        if (kind != "place") {
+        if (!isPlace(kind)) {
             for (const std::string& xref : finding.records) {
                 hash.add('\x1F');
                 hash.add(entry(xref).identity);
@@ -263,7 +269,7 @@ private:
 
     std::string at(const Issue& finding, std::string_view kind)
     {
-        if (kind == "place" && finding.places) {
+        if (isPlace(kind) && finding.places) {
             std::vector<std::string> spellings;
             for (const PlaceSpelling& spelling : finding.places->spellings)
                 spellings.push_back(composed(spelling.text));
@@ -519,7 +525,7 @@ std::vector<bool> decided(const GedcomDocument& document, std::span<const Issue>
         const std::string_view kind = kindOf(findings[i].id);
         // A place group's key names no records (see KeyMaker::records).
         if (kinds.contains(kind) &&
-            (!byXrefOnly || kind == "place" ||
+            (!byXrefOnly || isPlace(kind) ||
              std::all_of(records.begin(), records.end(),
                          [&](const std::string& xref) { return xrefs.contains(xref); })))
             candidates.push_back(i);

@@ -26,6 +26,15 @@ std::string counted(std::size_t count, const std::string& singular, const std::s
     return std::to_string(count) + " " + (count == 1 ? singular : plural);
 }
 
+/// The distinct places behind the place names: " (229 spellings of 180 places)".
+std::string placeCount(const TreeStats& stats)
+{
+    if (!stats.placeSpellings || !stats.distinctPlaces || stats.places == 0)
+        return {};
+    return " (" + counted(*stats.placeSpellings, "spelling", "spellings") + " of " +
+           counted(*stats.distinctPlaces, "place", "places") + ")";
+}
+
 /// Adds a text that may run over several lines, each indented.
 void addIndented(std::vector<std::string>& lines, const std::string& text, const std::string& indent)
 {
@@ -170,7 +179,7 @@ std::string reportText(const ScanResult& result, const std::string& fileName,
         counted(stats.people, "person", "people") + ", " + counted(stats.families, "family", "families") +
             ", " + counted(stats.sources, "source", "sources") + ", " +
             counted(stats.dates, "date", "dates") + ", " +
-            counted(stats.places, "place name", "place names") + ".",
+            counted(stats.places, "place name", "place names") + placeCount(stats) + ".",
         "Found " + counted(errors, "error", "errors") + ", " + counted(warnings, "warning", "warnings") +
             " and " + counted(notes, "note", "notes") + "; " + std::to_string(fixable) +
             " can be fixed by Kinloom.",

@@ -90,14 +90,17 @@ TEST(ReportTest, ReportHeaderCountsTakeTheSingularOnlyForOne)
         std::size_t count;
         std::string tree;
         std::string found;
+        std::optional<std::size_t> spellings = std::nullopt, distinctPlaces = std::nullopt;
     };
     const Case cases[] = {
         {0, "0 people, 0 families, 0 sources, 0 dates, 0 place names.",
-         "Found 0 errors, 0 warnings and 0 notes; 0 can be fixed by Kinloom."},
-        {1, "1 person, 1 family, 1 source, 1 date, 1 place name.",
-         "Found 1 error, 1 warning and 1 note; 1 can be fixed by Kinloom."},
+         "Found 0 errors, 0 warnings and 0 notes; 0 can be fixed by Kinloom.", 0, 0},
+        {1, "1 person, 1 family, 1 source, 1 date, 1 place name (1 spelling of 1 place).",
+         "Found 1 error, 1 warning and 1 note; 1 can be fixed by Kinloom.", 1, 1},
+        {2, "2 people, 2 families, 2 sources, 2 dates, 2 place names (2 spellings of 1 place).",
+         "Found 2 errors, 2 warnings and 2 notes; 2 can be fixed by Kinloom.", 2, 1},
         {2, "2 people, 2 families, 2 sources, 2 dates, 2 place names.",
-         "Found 2 errors, 2 warnings and 2 notes; 2 can be fixed by Kinloom."},
+         "Found 2 errors, 2 warnings and 2 notes; 2 can be fixed by Kinloom."}, // places not checked
     };
     for (const Case& c : cases) {
         ScanResult result;
@@ -107,6 +110,8 @@ TEST(ReportTest, ReportHeaderCountsTakeTheSingularOnlyForOne)
                         .otherRecords = 9,
                         .dates = c.count,
                         .places = c.count,
+                        .placeSpellings = c.spellings,
+                        .distinctPlaces = c.distinctPlaces,
                         .lines = 1,
                         .version = "GEDCOM 5.5.1",
                         .encoding = "ANSI (Windows-1252)"};

@@ -54,8 +54,7 @@ IssueListModel::IssueListModel(AppModel& model, QObject* parent) : QAbstractItem
             refreshRows({Qt::CheckStateRole});
             break;
         case AppModel::Field::placeTargets:
-            // A rebuilt place fix has as many preview lines as before (one per other spelling), so
-            // only the texts change.
+            placeLinesChanged();
             refreshRows({});
             break;
         default:
@@ -90,6 +89,7 @@ void IssueListModel::reload()
     beginResetModel();
     m_groups.clear();
     m_rows.clear();
+    m_lines.clear();
     m_categoryCount = 0;
     m_otherCount = 0;
     m_hasFixes = false;
@@ -141,8 +141,43 @@ void IssueListModel::reload()
             m_rows.insert(m_rows.end(), byKind[group.kind].begin(), byKind[group.kind].end());
             group.end = m_rows.size();
         }
+        for (const std::size_t i : m_rows)
+            m_lines.push_back(shownLines(result->issues[i]));
     }
     endResetModel();
+}
+
+int IssueListModel::shownLines(const Issue& issue) const
+{
+    if (!issue.fix)
+        return 0;
+    const std::optional<Fix> chosen = m_model.chosenPlaceFix(issue);
+    return int((chosen ? *chosen : *issue.fix).preview.size());
+}
+
+void IssueListModel::placeLinesChanged()
+{
+    // A place fix rebuilt for another spelling may rewrite more or fewer spellings.
+    for (int group = 0; group < int(m_groups.size()); ++group) {
+        const QModelIndex parent = index(group, 0);
+        for (int row = 0; row < rowCount(parent); ++row) {
+            const QModelIndex finding = index(row, 0, parent);
+            const std::size_t position = positionOf(finding);
+            const Issue& issue = issueAt(position);
+            if (!issue.places)
+                continue;
+            const int was = m_lines[position], now = shownLines(issue);
+            if (now < was) {
+                beginRemoveRows(finding, now, was - 1);
+                m_lines[position] = now;
+                endRemoveRows();
+            } else if (now > was) {
+                beginInsertRows(finding, was, now - 1);
+                m_lines[position] = now;
+                endInsertRows();
+            }
+        }
+    }
 }
 
 void IssueListModel::refreshRows(const QList<int>& roles)
@@ -244,8 +279,7 @@ int IssueListModel::rowCount(const QModelIndex& parent) const
         const Group& group = m_groups[std::size_t(parent.row())];
         return int(group.end - group.begin);
     }
-    const Issue& issue = issueAt(positionOf(parent));
-    return issue.fix ? int(issue.fix->preview.size()) : 0;
+    return m_lines[positionOf(parent)];
 }
 
 int IssueListModel::columnCount(const QModelIndex&) const

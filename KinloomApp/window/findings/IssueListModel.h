@@ -106,6 +106,9 @@ private:
     void reload();
     void kindsChanged();
     void refreshRows(const QList<int>& roles);
+    /// Inserts or removes preview lines where a place fix rebuilt for the chosen spelling has more or fewer.
+    void placeLinesChanged();
+    [[nodiscard]] int shownLines(const Issue& issue) const;
     [[nodiscard]] const Issue& issueAt(std::size_t position) const;
     /// Where in `m_rows` the finding at this index is.
     [[nodiscard]] std::size_t positionOf(const QModelIndex& finding) const;
@@ -115,6 +118,7 @@ private:
     std::vector<std::uint8_t> m_kinds; ///< per finding of the scan result, its kind's index
     std::vector<Group> m_groups;
     std::vector<std::size_t> m_rows; ///< indices into the scan result's findings, group by group
+    std::vector<int> m_lines;        ///< the preview lines each of them shows
     std::size_t m_categoryCount = 0;
     std::size_t m_otherCount = 0;
     bool m_hasFixes = false;
