@@ -8,9 +8,12 @@
 #include "structure/StructureChecks.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cctype>
 #include <cmath>
 #include <ctime>
+#include <functional>
 #include <future>
 #include <limits>
 #include <span>
@@ -609,15 +612,45 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
 
     // Two lanes of work side by side. One decides the numeric order, builds the index and looks
     // for duplicates (the longest check); the other walks the document for the file and date
-    // checks, checks the places, and once the index is there runs the other checks that read
-    // it. The findings are joined in the fixed order, so the result does not depend on timing.
+    // checks and checks the places. The checks that read the index are then taken by whichever
+    // lane is free: the second from the first of them on, the first from the last of them back.
+    // The findings are joined in the fixed order, so the result does not depend on timing.
     // Progress is told on the calling thread only: the first lane says nothing on a thread of its
-    // own, and the calling thread names the lane's stages where it waits for them.
+    // own, and the calling thread names every stage in order, where it runs or waits for it.
     StageProgress stages(progress);
     const bool oneThread = threads == 1;
+    const auto unlessSkipped = [&](IssueCategory category, auto check) {
+        return isSkipped(options, category) ? std::vector<Issue>() : check();
+    };
+    std::optional<TreeIndex> index;
+    struct IndexCheck
+    {
+        const Stage& stage;
+        std::function<std::vector<Issue>()> run;
+        std::atomic<bool> taken = false;
+        std::vector<Issue> found;
+    };
+    std::array<IndexCheck, 3> indexChecks{
+        IndexCheck{Stages::impossibleDates,
+                   [&] {
+                       return unlessSkipped(IssueCategory::impossibleDates,
+                                            [&] { return Checks::impossibleDates(*index, options); });
+                   }},
+        IndexCheck{Stages::missing,
+                   [&] {
+                       return unlessSkipped(IssueCategory::missing,
+                                            [&] { return Checks::missing(*index, document); });
+                   }},
+        IndexCheck{Stages::links, [&] {
+                       return unlessSkipped(IssueCategory::links,
+                                            [&] { return Checks::links(*index, document); });
+                   }}};
+    const auto take = [](IndexCheck& check) {
+        if (!check.taken.exchange(true))
+            check.found = check.run();
+    };
     std::promise<NumericDateOrder> decided;
     std::shared_future<NumericDateOrder> orderKnown = decided.get_future().share();
-    std::optional<TreeIndex> index;
     std::promise<void> indexed;
     std::shared_future<void> indexReady = indexed.get_future().share();
     auto duplicates = std::async(oneThread ? std::launch::deferred : std::launch::async, [&] {
@@ -631,9 +664,14 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
         indexed.set_value();
         if (oneThread)
             stages.reach(Stages::duplicates);
-        if (isSkipped(options, IssueCategory::duplicates))
-            return std::vector<Issue>();
-        return Checks::duplicates(*index, document, options);
+        std::vector<Issue> found;
+        if (!isSkipped(options, IssueCategory::duplicates))
+            found = Checks::duplicates(*index, document, options);
+        if (!oneThread) {
+            for (auto check = indexChecks.rbegin(); check != indexChecks.rend(); ++check)
+                take(*check);
+        }
+        return found;
     });
     if (oneThread)
         duplicates.wait();
@@ -679,21 +717,18 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
     if (auto summary = styleSummary(stats.dateStyles); summary && !options.skips("date-styles"))
         dateIssues.push_back(std::move(*summary));
     checks.push_back(std::move(dateIssues));
-    const auto unlessSkipped = [&](IssueCategory category, auto check) {
-        return isSkipped(options, category) ? std::vector<Issue>() : check();
-    };
-    stages.reach(Stages::impossibleDates);
-    checks.push_back(unlessSkipped(IssueCategory::impossibleDates,
-                                   [&] { return Checks::impossibleDates(*index, options); }));
-    checks.push_back(std::move(placeIssues));
-    stages.reach(Stages::missing);
-    checks.push_back(
-        unlessSkipped(IssueCategory::missing, [&] { return Checks::missing(*index, document); }));
-    stages.reach(Stages::links);
-    checks.push_back(unlessSkipped(IssueCategory::links, [&] { return Checks::links(*index, document); }));
+    for (IndexCheck& check : indexChecks) {
+        stages.reach(check.stage);
+        take(check);
+    }
     if (!oneThread)
         stages.reach(Stages::duplicates);
-    checks.push_back(duplicates.get());
+    std::vector<Issue> duplicateIssues = duplicates.get();
+    checks.push_back(std::move(indexChecks[0].found));
+    checks.push_back(std::move(placeIssues));
+    checks.push_back(std::move(indexChecks[1].found));
+    checks.push_back(std::move(indexChecks[2].found));
+    checks.push_back(std::move(duplicateIssues));
     // The kinds skipped within a check that ran.
     for (auto& found : checks) {
         if (!options.skippedKinds.empty())
