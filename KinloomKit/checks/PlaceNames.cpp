@@ -1040,9 +1040,23 @@ private:
             }
             Fix written = fixOf(group, group.suggested, PlaceNames::Spellings::writtenAlike, &rewrittenAlike);
             if (!written.edits.empty()) {
+                // It names only the spellings written alike with another: those read alike are the
+                // other finding's.
+                std::vector<std::string> keys;
+                for (const PlaceSpelling& spelling : group.spellings)
+                    keys.push_back(folded(spelling.text).key);
+                std::string listedAlike;
+                std::size_t ways = 0;
+                for (std::size_t i = 0; i < keys.size(); ++i) {
+                    if (std::count(keys.begin(), keys.end(), keys[i]) < 2)
+                        continue;
+                    ++ways;
+                    listedAlike += (listedAlike.empty() ? "" : "; ") + quoted(group.spellings[i].text) +
+                                   ": " + lines(group.spellings[i].count);
+                }
                 Issue issue{written.id,        IssueCategory::places,
-                            Severity::warning, "Place spelled " + std::to_string(members.size()) + " ways",
-                            listed + ".",      ownersOf(members, rewrittenAlike)};
+                            Severity::warning, "Place spelled " + std::to_string(ways) + " ways",
+                            listedAlike + ".", ownersOf(members, rewrittenAlike)};
                 issue.fix = std::move(written);
                 issue.places = std::move(group);
                 issues.push_back(std::move(issue));
