@@ -3,8 +3,8 @@
 
 #include "document/TextEncoding.h"
 
+#include <algorithm>
 #include <array>
-#include <limits>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -116,7 +116,7 @@ public:
     TreeBuilder(GedcomDocument& document, std::shared_ptr<const std::string> text)
         : m_document(document), m_text(std::move(text))
     {
-        startChunk(m_text->data(), countBreakBytes(*m_text) + 1);
+        startChunk(m_text->data(), countBreakBytes(*m_text) + 1, 1);
     }
 
     void add(std::string_view line)
@@ -138,10 +138,9 @@ public:
         detail::NodeSlot slot = lineSlot(line);
         if (fields->xrefLength > 0)
             slot.flags |= detail::NodeSlot::HasXref;
-        if (fields->tagStart <= std::numeric_limits<std::uint16_t>::max() &&
-            fields->tagLength <= std::numeric_limits<std::uint8_t>::max()) {
-            slot.tagStart = static_cast<std::uint16_t>(fields->tagStart);
-            slot.tagLength = static_cast<std::uint8_t>(fields->tagLength);
+        if (fields->tagStart < (1u << 7) && fields->tagLength < (1u << 5)) {
+            slot.tagStart = fields->tagStart & 0x7F;
+            slot.tagLength = fields->tagLength & 0x1F;
         } else {
             slot.flags |= detail::NodeSlot::LongFields;
         }
@@ -176,17 +175,18 @@ private:
         if (static_cast<std::size_t>(lineStart - m_chunk->base) >= maxChunkSpan) {
             m_document.appendChunk(std::move(m_chunk), m_roots);
             m_roots.clear();
-            startChunk(lineStart, 0);
+            startChunk(lineStart, 0, m_lastID);
         }
         m_roots.push_back(static_cast<std::uint32_t>(m_chunk->slots.size()));
     }
 
-    void startChunk(const char* base, std::size_t expectedLines)
+    void startChunk(const char* base, std::size_t expectedLines, std::int64_t firstID)
     {
         auto chunk = std::make_shared<detail::NodeChunk>();
         chunk->text = m_text;
         chunk->base = base;
         chunk->consecutiveIDs = true;
+        chunk->firstID = firstID;
         chunk->slots.reserve(expectedLines);
         m_chunk = std::move(chunk);
     }
@@ -194,9 +194,8 @@ private:
     detail::NodeSlot lineSlot(std::string_view line) const
     {
         detail::NodeSlot slot;
-        slot.id = m_lastID;
         slot.offset = static_cast<std::uint32_t>(line.data() - m_chunk->base);
-        slot.length = static_cast<std::uint32_t>(line.size());
+        slot.length = std::min<std::size_t>(line.size(), detail::NodeSlot::longLine) & 0xFFFF;
         return slot;
     }
 
