@@ -228,7 +228,9 @@ TEST(CorpusTest, EveryFileReadsAsItsBytesImply)
         const auto expected = pinned().find(facts.file);
         ASSERT_NE(expected, pinned().end()) << "not in the pinned table";
 
-        const GedcomDocument document = GedcomReader::read(*bytes);
+        const GedcomDocument document = GedcomReader::read(*bytes, {.threads = 1});
+        // Read in parts on several threads, it is the same document.
+        EXPECT_TRUE(GedcomReader::read(*bytes, {.threads = 3, .minPartBytes = 1}) == document);
         EXPECT_EQ(document.encoding, expected->second.encoding) << rawValue(document.encoding);
         EXPECT_EQ(document.hasBOM,
                   facts.has("UTF-8 BOM") || facts.has("UTF-16LE BOM") || facts.has("UTF-16BE BOM"));

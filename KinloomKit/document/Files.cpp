@@ -160,15 +160,24 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
     }
     const auto size = static_cast<std::size_t>(info.st_size);
     // A large file is copied straight out of the page cache: a third faster than reading it into
-    // a zero-filled buffer, which matters for a tree of a million people.
+    // a zero-filled buffer, which matters for a tree of a million people. It is mapped a window at a
+    // time, as the mapped pages count towards the process's memory as much as the copy does.
     constexpr std::size_t mapFrom = std::size_t{32} << 20;
     if (regular && size >= mapFrom) {
-        void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd.get(), 0);
-        if (mapped != MAP_FAILED) {
-            std::string bytes(static_cast<const char*>(mapped), size);
-            ::munmap(mapped, size);
-            return bytes;
+        std::string bytes;
+        bytes.reserve(size);
+        constexpr std::size_t window = std::size_t{32} << 20;
+        for (std::size_t at = 0; at < size; at += window) {
+            const std::size_t length = std::min(window, size - at);
+            void* mapped = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd.get(),
+                                  static_cast<off_t>(at));
+            if (mapped == MAP_FAILED)
+                break;
+            bytes.append(static_cast<const char*>(mapped), length);
+            ::munmap(mapped, length);
         }
+        if (bytes.size() == size)
+            return bytes;
     }
     // The size is a hint only: the file may change while it is read, and streams have none. The
     // input goes into blocks joined at the end, so nothing is zero-filled or copied while it grows

@@ -24,12 +24,10 @@ std::uint32_t appendOwned(detail::NodeChunk& chunk, const GedcomNode& node)
 {
     const std::size_t index = chunk.slots.size();
     detail::NodeSlot slot;
-    slot.id = node.id();
     slot.offset = static_cast<std::uint32_t>(chunk.owned.size());
-    slot.flags = detail::NodeSlot::Owned;
-    if (node.isMalformed())
-        slot.flags |= detail::NodeSlot::Malformed;
+    slot.flags = detail::NodeSlot::Owned | (node.isMalformed() ? detail::NodeSlot::Malformed : 0);
     chunk.slots.push_back(slot);
+    chunk.ids.push_back(node.id());
     chunk.owned.push_back({node.xref(), node.tag(), node.value(), node.raw()});
     std::uint32_t size = 1;
     for (const GedcomNode& child : node.children())
@@ -49,6 +47,7 @@ void appendCopied(detail::NodeChunk& chunk, const detail::NodeChunk& from, std::
             slot.offset = static_cast<std::uint32_t>(chunk.owned.size() - 1);
         }
         chunk.slots.push_back(slot);
+        chunk.ids.push_back(from.id(i));
     }
 }
 
@@ -95,6 +94,14 @@ std::optional<std::string_view> NodeView::xref() const
         --end;
     const std::size_t start = text.rfind('@', end - 2);
     return text.substr(start, end - start);
+}
+
+std::string_view NodeView::longLine() const
+{
+    const std::string_view rest(m_chunk->base + slot().offset,
+                                static_cast<std::size_t>(m_chunk->text->data() + m_chunk->text->size() -
+                                                         (m_chunk->base + slot().offset)));
+    return rest.substr(0, rest.find_first_of("\r\n"));
 }
 
 std::string_view NodeView::otherTag() const
@@ -158,7 +165,7 @@ std::optional<NodeView> NodeView::find(std::int64_t id) const
 {
     const std::uint32_t end = m_index + slot().size;
     for (std::uint32_t i = m_index; i < end; ++i) {
-        if (m_chunk->slots[i].id == id)
+        if (m_chunk->id(i) == id)
             return NodeView(m_chunk, i);
     }
     return std::nullopt;
@@ -236,7 +243,7 @@ bool GedcomDocument::update(std::size_t index, std::int64_t id,
     const std::uint32_t root = refs()[index].root;
     const std::uint32_t end = root + from.slots[root].size;
     std::uint32_t target = root;
-    while (target < end && from.slots[target].id != id)
+    while (target < end && from.id(target) != id)
         ++target;
     if (target == end)
         return false;

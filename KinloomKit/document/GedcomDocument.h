@@ -48,7 +48,8 @@ namespace detail {
 
 /// One line of a record, stored flat in pre-order. A line read from a file refers into the
 /// document's text by offset and keeps only where its tag sits; its xref and value are found again
-/// from the text when asked for. An edited or added line owns its fields (`OwnedLine`).
+/// from the text when asked for. An edited or added line owns its fields (`OwnedLine`). Ids are
+/// kept by the chunk, not here: read lines are numbered by their place in it.
 struct NodeSlot
 {
     enum Flags : std::uint8_t
@@ -58,16 +59,18 @@ struct NodeSlot
         HasXref = 4,
         LongFields = 8 ///< tag position too large for the short fields: parse the line again
     };
+    /// `length` of a line as long as this or longer: it runs to the next line break.
+    static constexpr std::uint32_t longLine = 0xFFFF;
 
-    std::int64_t id = 0;
     std::uint32_t offset = 0; ///< of the line from NodeChunk::base, or the owned index
-    std::uint32_t length = 0; ///< of the line
     std::uint32_t size = 1;   ///< slots in this node's subtree, itself included
-    std::uint16_t tagStart = 0;
-    std::uint8_t tagLength = 0;
-    std::uint8_t flags = 0;
+    // A line's bytes, and where its tag sits, fit these fields for all but a handful of lines.
+    std::uint32_t length : 16 = 0;
+    std::uint32_t tagStart : 7 = 0;
+    std::uint32_t tagLength : 5 = 0;
+    std::uint32_t flags : 4 = 0;
 };
-static_assert(sizeof(NodeSlot) == 24, "a read line costs 24 bytes");
+static_assert(sizeof(NodeSlot) == 12, "a read line costs 12 bytes");
 
 struct OwnedLine
 {
@@ -77,16 +80,24 @@ struct OwnedLine
     std::optional<std::string> raw;
 };
 
-/// Records' lines, shared read-only between documents. A read file gives one chunk for all its
-/// records; an edited record gets a chunk of its own.
+/// Records' lines, shared read-only between documents. A read file gives a chunk for each part of
+/// it read at once; an edited record gets a chunk of its own.
 struct NodeChunk
 {
     std::shared_ptr<const std::string> text; ///< keeps `base` alive
     const char* base = nullptr;
     std::vector<NodeSlot> slots;
     std::vector<OwnedLine> owned;
-    /// Each record's ids run on by one from its first line, as the reader numbers them.
+    /// The ids run on by one from `firstID` through the chunk, as the reader numbers lines; else
+    /// each slot's id is in `ids`.
     bool consecutiveIDs = false;
+    std::int64_t firstID = 0;
+    std::vector<std::int64_t> ids;
+
+    [[nodiscard]] std::int64_t id(std::uint32_t index) const
+    {
+        return consecutiveIDs ? firstID + index : ids[index];
+    }
 };
 
 } // namespace detail
@@ -123,7 +134,7 @@ public:
 
     /// False for a view made by the default constructor.
     [[nodiscard]] bool isValid() const { return m_chunk != nullptr; }
-    [[nodiscard]] std::int64_t id() const { return slot().id; }
+    [[nodiscard]] std::int64_t id() const { return m_chunk->id(m_index); }
     [[nodiscard]] std::optional<std::string_view> xref() const;
     [[nodiscard]] std::string_view tag() const
     {
@@ -165,7 +176,14 @@ public:
 private:
     [[nodiscard]] const detail::NodeSlot& slot() const { return m_chunk->slots[m_index]; }
     [[nodiscard]] std::string_view otherTag() const;
-    [[nodiscard]] std::string_view line() const { return {m_chunk->base + slot().offset, slot().length}; }
+    [[nodiscard]] std::string_view line() const
+    {
+        const detail::NodeSlot& s = slot();
+        if (s.length != detail::NodeSlot::longLine)
+            return {m_chunk->base + s.offset, s.length};
+        return longLine();
+    }
+    [[nodiscard]] std::string_view longLine() const;
 
     const detail::NodeChunk* m_chunk = nullptr;
     std::uint32_t m_index = 0;

@@ -3,8 +3,12 @@
 
 #include "document/TextEncoding.h"
 
+#include <algorithm>
 #include <array>
-#include <limits>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -48,11 +52,16 @@ std::size_t countBreakBytes(std::string_view text)
 #ifdef __SSE2__
     const __m128i lf = _mm_set1_epi8('\n');
     const __m128i cr = _mm_set1_epi8('\r');
-    for (; end - p >= 16; p += 16) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        const int mask =
-            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr)));
-        count += static_cast<std::size_t>(__builtin_popcount(static_cast<unsigned>(mask)));
+    // Matches are minus ones, taken away bytewise; before a byte could overflow the sums are added
+    // across the bytes. (A count of bits would call a library function on the baseline processor.)
+    while (end - p >= 16) {
+        __m128i sums = _mm_setzero_si128();
+        for (int blocks = 0; blocks < 255 && end - p >= 16; ++blocks, p += 16) {
+            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            sums = _mm_sub_epi8(sums, _mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr)));
+        }
+        const __m128i total = _mm_sad_epu8(sums, _mm_setzero_si128());
+        count += static_cast<std::size_t>(_mm_cvtsi128_si32(total) + _mm_extract_epi16(total, 4));
     }
 #endif
     for (; p < end; ++p)
@@ -110,18 +119,25 @@ private:
 // before a record would start beyond this, so texts of any size read.
 constexpr std::size_t maxChunkSpan = std::size_t{1} << 31;
 
+/// A chunk of read lines with the first slots of its records.
+struct BuiltChunk
+{
+    std::shared_ptr<detail::NodeChunk> chunk;
+    std::vector<std::uint32_t> roots;
+};
+
+/// Builds the records of one part of the text. Its lines are numbered later, when the parts are
+/// joined: a chunk's ids run on from wherever the lines before it end.
 class TreeBuilder
 {
 public:
-    TreeBuilder(GedcomDocument& document, std::shared_ptr<const std::string> text)
-        : m_document(document), m_text(std::move(text))
+    TreeBuilder(std::shared_ptr<const std::string> text, std::string_view part) : m_text(std::move(text))
     {
-        startChunk(m_text->data(), countBreakBytes(*m_text) + 1);
+        startChunk(part.data(), countBreakBytes(part) + 1);
     }
 
     void add(std::string_view line)
     {
-        ++m_lastID;
         const std::optional<detail::LineFields> fields = detail::parseLineFields(line);
         if (!fields) {
             if (m_depth == 0)
@@ -137,11 +153,10 @@ public:
             startRecord(line.data());
         detail::NodeSlot slot = lineSlot(line);
         if (fields->xrefLength > 0)
-            slot.flags |= detail::NodeSlot::HasXref;
-        if (fields->tagStart <= std::numeric_limits<std::uint16_t>::max() &&
-            fields->tagLength <= std::numeric_limits<std::uint8_t>::max()) {
-            slot.tagStart = static_cast<std::uint16_t>(fields->tagStart);
-            slot.tagLength = static_cast<std::uint8_t>(fields->tagLength);
+            slot.flags = detail::NodeSlot::HasXref;
+        if (fields->tagStart < (1u << 7) && fields->tagLength < (1u << 5)) {
+            slot.tagStart = fields->tagStart & 0x7F;
+            slot.tagLength = fields->tagLength & 0x1F;
         } else {
             slot.flags |= detail::NodeSlot::LongFields;
         }
@@ -149,13 +164,13 @@ public:
         m_chunk->slots.push_back(slot);
     }
 
-    /// Closes what is open and hands the records to the document; returns the number of lines.
-    std::int64_t finish()
+    /// Closes what is open; the part's chunks in order.
+    std::vector<BuiltChunk> finish()
     {
         while (m_depth > 0)
             close();
-        m_document.appendChunk(std::move(m_chunk), m_roots);
-        return m_lastID;
+        m_built.push_back({std::move(m_chunk), std::move(m_roots)});
+        return std::move(m_built);
     }
 
 private:
@@ -174,7 +189,7 @@ private:
     void startRecord(const char* lineStart)
     {
         if (static_cast<std::size_t>(lineStart - m_chunk->base) >= maxChunkSpan) {
-            m_document.appendChunk(std::move(m_chunk), m_roots);
+            m_built.push_back({std::move(m_chunk), std::move(m_roots)});
             m_roots.clear();
             startChunk(lineStart, 0);
         }
@@ -194,21 +209,74 @@ private:
     detail::NodeSlot lineSlot(std::string_view line) const
     {
         detail::NodeSlot slot;
-        slot.id = m_lastID;
         slot.offset = static_cast<std::uint32_t>(line.data() - m_chunk->base);
-        slot.length = static_cast<std::uint32_t>(line.size());
+        slot.length = std::min<std::size_t>(line.size(), detail::NodeSlot::longLine) & 0xFFFF;
         return slot;
     }
 
-    GedcomDocument& m_document;
     std::shared_ptr<const std::string> m_text;
     std::shared_ptr<detail::NodeChunk> m_chunk;
     std::vector<std::uint32_t> m_roots; ///< first slots of the chunk's records
+    std::vector<BuiltChunk> m_built;
     // Open levels strictly increase from the bottom, and levels are at most 99.
     std::array<Open, 100> m_open{};
     std::size_t m_depth = 0;
-    std::int64_t m_lastID = 0;
 };
+
+/// What reading one part of the text gave.
+struct ReadPart
+{
+    std::vector<BuiltChunk> chunks;
+    LineScanner scanner; ///< its counts of breaks
+};
+
+/// Reads one part, telling `report` how many of its bytes are behind each line it reaches.
+template <class Report>
+ReadPart readPart(const std::shared_ptr<const std::string>& text, std::string_view part, Report&& report)
+{
+    TreeBuilder builder(text, part);
+    LineScanner scanner(part);
+    std::string_view line;
+    while (scanner.next(line)) {
+        report(static_cast<std::size_t>(line.data() - part.data()));
+        builder.add(line);
+    }
+    return {builder.finish(), scanner};
+}
+
+/// The start of the first level-0 line after a line break at or after `from`, or the text's size.
+/// A line following a run of breaks starts there however the run pairs its breaks, and a level-0
+/// line starts a record whatever came before it: the text can be split there.
+std::size_t recordStartAfter(std::string_view text, std::size_t from)
+{
+    const char* end = text.data() + text.size();
+    const char* p = nextBreak(text.data() + from, end);
+    for (;;) {
+        while (p < end && (*p == '\n' || *p == '\r'))
+            ++p;
+        if (p == end)
+            return text.size();
+        const char* lineEnd = nextBreak(p, end);
+        const auto fields = detail::parseLineFields({p, static_cast<std::size_t>(lineEnd - p)});
+        if (fields && fields->level == 0)
+            return static_cast<std::size_t>(p - text.data());
+        p = lineEnd;
+    }
+}
+
+/// Where the parts of the text start, near even shares of it.
+std::vector<std::size_t> partStarts(std::string_view text, std::size_t parts)
+{
+    std::vector<std::size_t> starts{0};
+    for (std::size_t k = 1; k < parts; ++k) {
+        const std::size_t start =
+            recordStartAfter(text, std::max(text.size() / parts * k, starts.back() + 1));
+        if (start == text.size())
+            break;
+        starts.push_back(start);
+    }
+    return starts;
+}
 
 } // namespace
 
@@ -320,20 +388,68 @@ GedcomDocument read(std::string bytes, const ReadOptions& options, const Progres
         document.setKeptBytes(std::move(kept));
     }
 
-    auto text = std::make_shared<const std::string>(std::move(decoded.text));
-    TreeBuilder builder(document, text);
-    LineScanner scanner(*text);
-    // Decoding is quick next to building the tree: a tenth of the way. The lines, measured by
-    // their bytes, take the rest.
-    ProgressMeter meter(progress, readingStage, static_cast<double>(text->size()), 0.1);
-    std::string_view line;
-    while (scanner.next(line)) {
-        meter.advance(static_cast<double>(line.data() - text->data()));
-        builder.add(line);
+    const auto text = std::make_shared<const std::string>(std::move(decoded.text));
+    const std::string_view all(*text);
+    const unsigned threads =
+        options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
+    const std::vector<std::size_t> starts = partStarts(
+        all, std::min<std::size_t>(threads, all.size() / std::max<std::size_t>(options.minPartBytes, 1)));
+    const auto partAt = [&](std::size_t k) {
+        const std::size_t end = k + 1 < starts.size() ? starts[k + 1] : all.size();
+        return all.substr(starts[k], end - starts[k]);
+    };
+
+    // Helpers read the later parts and say now and then how far they got; this thread reads the
+    // first and tells the progress. Decoding is quick next to building the tree: a tenth of the
+    // way. The lines, measured by their bytes, take the rest.
+    constexpr std::size_t reportEvery = std::size_t{1} << 20;
+    std::atomic<std::size_t> helpersDone{0};
+    std::vector<std::future<ReadPart>> helpers;
+    for (std::size_t k = 1; k < starts.size(); ++k) {
+        helpers.push_back(std::async(std::launch::async, [&, part = partAt(k)] {
+            std::size_t told = 0;
+            ReadPart read = readPart(text, part, [&](std::size_t done) {
+                if (done - told >= reportEvery) {
+                    helpersDone.fetch_add(done - told, std::memory_order_relaxed);
+                    told = done;
+                }
+            });
+            helpersDone.fetch_add(part.size() - told, std::memory_order_relaxed);
+            return read;
+        }));
     }
-    document.nextID = builder.finish() + 1;
-    document.lineEnding = std::string(chooseLineEnding(scanner.lf, scanner.crlf, scanner.cr, scanner.lfcr));
-    document.endsWithNewline = scanner.endsWithNewline();
+    ProgressMeter meter(progress, readingStage, static_cast<double>(all.size()), 0.1);
+    std::vector<ReadPart> parts;
+    parts.reserve(starts.size());
+    parts.push_back(readPart(text, partAt(0), [&](std::size_t done) {
+        meter.advance(static_cast<double>(done + helpersDone.load(std::memory_order_relaxed)));
+    }));
+    for (std::future<ReadPart>& helper : helpers) {
+        if (progress) {
+            while (helper.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+                meter.advance(
+                    static_cast<double>(partAt(0).size() + helpersDone.load(std::memory_order_relaxed)));
+        }
+        parts.push_back(helper.get());
+    }
+
+    // Joined in order, the parts number their lines from 1 on as the file has them.
+    std::int64_t lines = 0;
+    std::size_t lf = 0, crlf = 0, cr = 0, lfcr = 0;
+    for (ReadPart& part : parts) {
+        for (BuiltChunk& built : part.chunks) {
+            built.chunk->firstID = lines + 1;
+            lines += static_cast<std::int64_t>(built.chunk->slots.size());
+            document.appendChunk(std::move(built.chunk), built.roots);
+        }
+        lf += part.scanner.lf;
+        crlf += part.scanner.crlf;
+        cr += part.scanner.cr;
+        lfcr += part.scanner.lfcr;
+    }
+    document.nextID = lines + 1;
+    document.lineEnding = std::string(chooseLineEnding(lf, crlf, cr, lfcr));
+    document.endsWithNewline = parts.back().scanner.endsWithNewline();
     meter.finish();
     return document;
 }

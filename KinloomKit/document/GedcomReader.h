@@ -33,6 +33,11 @@ struct ReadOptions
 {
     /// The encoding to read in, chosen by the user: no detection, no notes about the header.
     std::optional<TextEncoding> encoding;
+    /// Threads that read the text, each a part of whole records: 0 for every core, 1 for the calling
+    /// thread alone. The document is the same for any number.
+    unsigned threads = 0;
+    /// No part is smaller than this, so a small text is read on the calling thread alone.
+    std::size_t minPartBytes = std::size_t{2} << 20;
 
     bool operator==(const ReadOptions&) const = default;
 };

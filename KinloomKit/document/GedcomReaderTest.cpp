@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "document/GedcomReader.h"
 
+#include "document/GedcomWriter.h"
+
 #include <gtest/gtest.h>
 
 using namespace kinloom;
@@ -197,4 +199,41 @@ TEST(GedcomReaderTest, LongTagsAndDistantTags)
     EXPECT_EQ(second.tag(), longTag);
     EXPECT_EQ(second.xref(), "@X1@");
     EXPECT_EQ(second.value(), std::nullopt);
+}
+
+TEST(GedcomReaderTest, PartsReadOnSeveralThreadsGiveTheSameDocument)
+{
+    const std::string utf16 =
+        "\xFF\xFE" + *TextEncodings::encode("0 HEAD\r\n1 CHAR UNICODE\r\n0 @I1@ INDI\r\n"
+                                            "1 NAME Zo\u00EB /B/\r\n0 TRLR\r\n",
+                                            TextEncoding::utf16LE);
+    struct Case
+    {
+        const char* name;
+        std::string text;
+    };
+    const Case cases[] = {
+        {"a CONC and CONT run",
+         "0 HEAD\n0 @N1@ NOTE a\n1 CONC bb\n1 CONT ccc\n1 CONC dddd\n1 CONT eeeee\n1 CONC f\n0 TRLR\n"},
+        {"level-0 lines at the very start and end", "0 HEAD\n1 CHAR UTF-8\n0 @I1@ INDI\n0 TRLR"},
+        {"carriage returns alone", "0 HEAD\r1 GEDC\r2 VERS 5.5.1\r0 @I1@ INDI\r1 NAME A\r0 TRLR\r"},
+        {"line feeds then carriage returns",
+         "0 HEAD\n\r1 CHAR X\n\r\n\r0 @I1@ INDI\n\r0 @I2@ INDI\n\r0 TRLR\n\r"},
+        {"runs of mixed breaks", "0 A\n\r\n\r\n0 B\r\r\n\n0 C\r\n\r0 D\n\n\r\r0 E\n"},
+        {"UTF-16", utf16},
+        {"malformed lines", "junk\n0 HEAD\nmore junk\n  0 @I1@ INDI\n00 X\n1 NAME\n\n0\n0 @\n0 TRLR\n"},
+        {"no level-0 line", "1 NAME a\n2 GIVN b\nrubbish\n1 NAME c\n2 SURN d\n"},
+        {"a line too long for the short fields",
+         "0 HEAD\n0 @N1@ NOTE " + std::string(70000, 'x') + "\n1 CONT y\n0 " + std::string(40, 'T') + " v\n"},
+        {"empty", ""},
+    };
+    for (const Case& c : cases) {
+        const GedcomDocument single = GedcomReader::read(c.text, {.threads = 1});
+        const std::string written = GedcomWriter::write(single).data;
+        for (unsigned threads = 2; threads <= 9; ++threads) {
+            const GedcomDocument parted = GedcomReader::read(c.text, {.threads = threads, .minPartBytes = 1});
+            EXPECT_TRUE(parted == single) << c.name << ", " << threads << " threads";
+            EXPECT_EQ(GedcomWriter::write(parted).data, written) << c.name << ", " << threads << " threads";
+        }
+    }
 }
