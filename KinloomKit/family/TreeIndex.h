@@ -153,8 +153,8 @@ public:
     /// The tag of the record that carries the xref (the first one, when several do).
     [[nodiscard]] std::optional<std::string_view> recordTag(std::string_view xref) const;
 
-    /// Builds the index; dates are read with this numeric order. `threads` 0 uses up to two cores;
-    /// the result is the same for any number.
+    /// Builds the index; dates are read with this numeric order. `threads` 0 uses every core; the
+    /// result is the same for any number.
     [[nodiscard]] static TreeIndex build(const GedcomDocument& document,
                                          NumericDateOrder order = NumericDateOrder::automatic,
                                          unsigned threads = 0);
@@ -168,6 +168,10 @@ public:
     struct Storage;
 
 private:
+    [[nodiscard]] std::string_view xrefOf(std::uint32_t record) const;
+    /// The record the xref names, as the look-up table holds it; 0 when none.
+    [[nodiscard]] std::uint32_t find(std::string_view xref) const;
+
     std::shared_ptr<const Storage> m_storage;
 };
 
