@@ -262,10 +262,9 @@ private:
     /// Where these bits are in `m_details`, or would go.
     std::size_t slotOf(const std::array<std::uint64_t, 3>& bits) const
     {
-        std::uint64_t hash = (bits[0] * 0x9E3779B97F4A7C15ull) ^
-                             std::rotl(bits[1] * 0xC2B2AE3D27D4EB4Full, 31) ^
-                             (bits[2] * 0x165667B19E3779F9ull);
-        hash ^= hash >> 32;
+        std::uint64_t hash = bits[0] ^ std::rotl(bits[1], 23) ^ bits[2];
+        hash = (hash ^ (hash >> 31)) * 0x9E3779B97F4A7C15ull;
+        hash ^= hash >> 29;
         const std::size_t mask = m_details.size() - 1;
         for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
             if (m_details[slot] == 0 || bitsOf(m_storage.details[m_details[slot] - 1]) == bits)
