@@ -571,24 +571,27 @@ PersonName splitName(std::string_view value)
 {
     PersonName name;
     name.value = value;
+    const auto place = [value](std::string_view part) {
+        return part.empty() ? PersonName::Part{}
+                            : PersonName::Part{static_cast<std::uint32_t>(part.data() - value.data()),
+                                               static_cast<std::uint32_t>(part.size())};
+    };
     const std::size_t first = value.find('/');
     const std::size_t second = first == std::string_view::npos ? first : value.find('/', first + 1);
     if (second == std::string_view::npos) {
-        name.given = trimmed(value);
+        name.m_given = place(trimmed(value));
         return name;
     }
-    name.given = trimmed(value.substr(0, first));
-    const std::string_view surname = trimmed(value.substr(first + 1, second - first - 1));
-    if (!surname.empty())
-        name.surname = surname;
-    name.suffix = trimmed(value.substr(second + 1));
+    name.m_given = place(trimmed(value.substr(0, first)));
+    name.m_surname = place(trimmed(value.substr(first + 1, second - first - 1)));
+    name.m_suffix = place(trimmed(value.substr(second + 1)));
     return name;
 }
 
 std::string displayName(const PersonName& name)
 {
     std::string text;
-    for (std::string_view part : {name.given, name.surname.value_or(std::string_view()), name.suffix}) {
+    for (std::string_view part : {name.given(), name.surname().value_or(std::string_view()), name.suffix()}) {
         if (part.empty())
             continue;
         if (!text.empty())
