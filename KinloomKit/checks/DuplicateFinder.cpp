@@ -516,14 +516,10 @@ bool compareDates(const std::optional<DatedFact>& a, const std::optional<DatedFa
 
 /// Whether a death lies wholly before a birth, whatever day either date means: a child named after
 /// a sibling who died is not that sibling. A range's high end is exclusive; open ends never rule out.
-bool diedBeforeBorn(const std::optional<DatedFact>& death, const std::optional<DatedFact>& birth)
+template <class Fact>
+bool diedBeforeBorn(const Fact& death, const Fact& birth)
 {
     return death && birth && death->high <= birth->low;
-}
-
-bool diedBeforeBorn(const EventFact* death, const EventFact* birth)
-{
-    return death && birth && death->high() <= birth->low();
 }
 
 bool sexesDiffer(char a, char b)
@@ -1266,8 +1262,8 @@ std::optional<DatedFact> datedFact(const EventFact* fact)
     DatedFact dated;
     dated.date = trimmed(fact->date().value_or(std::string_view()));
     dated.primary = fact->tag() == "BIRT" || fact->tag() == "DEAT";
-    dated.low = fact->low();
-    dated.high = fact->high();
+    dated.low = fact->low;
+    dated.high = fact->high;
     return dated;
 }
 
@@ -2331,10 +2327,9 @@ private:
             }
         }
         // The year compared is the middle of a death range no wider than five years.
-        if (const EventFact* death = light.death; death && !std::isnan(death->low()) &&
-                                                  !std::isnan(death->high()) &&
-                                                  death->high() - death->low() <= 5) {
-            const auto year = static_cast<long long>(std::floor((death->low() + death->high()) / 2));
+        if (const EventFact* death = light.death;
+            death && !std::isnan(death->low) && !std::isnan(death->high) && death->high - death->low <= 5) {
+            const auto year = static_cast<long long>(std::floor((death->low + death->high) / 2));
             keys.push_back(key(KeyKind::death, year));
             if (probing) {
                 keys.push_back(key(KeyKind::death, year - 1));
@@ -2410,7 +2405,7 @@ private:
         // candidates. Open ends are NaN and compare false, as in the full comparison.
         const EventFact* deathA = lightA.death;
         const EventFact* deathB = lightB.death;
-        if (deathA && deathB && (deathA->low() >= deathB->high() + 2 || deathB->low() >= deathA->high() + 2))
+        if (deathA && deathB && (deathA->low >= deathB->high + 2 || deathB->low >= deathA->high + 2))
             return;
         if (diedBeforeBorn(deathA, lightB.birth) || diedBeforeBorn(deathB, lightA.birth))
             return;
@@ -2505,10 +2500,9 @@ Blocks makeBlocks(const std::vector<Light>& lights, unsigned parts)
             entry.canonical = sliceWords[part].id(detail::canonicalGivenName(word));
             entry.numbers = light.numbers;
             entry.sex = light.sex;
-            entry.bounded =
-                light.birth && !std::isnan(light.birth->low()) && !std::isnan(light.birth->high());
-            entry.low = entry.bounded ? light.birth->low() : 0;
-            entry.high = entry.bounded ? light.birth->high() : 0;
+            entry.bounded = light.birth && !std::isnan(light.birth->low) && !std::isnan(light.birth->high);
+            entry.low = entry.bounded ? light.birth->low : 0;
+            entry.high = entry.bounded ? light.birth->high : 0;
             const BlockKey key{light.code, light.code != 0 ? std::string_view() : light.surname()};
             auto& codes = sliceCodes[part];
             blockOf[i] = codes.try_emplace(key, static_cast<std::uint32_t>(codes.size())).first->second;
@@ -2744,15 +2738,14 @@ void scoreLinked(const TreeIndex& index, Candidates::Storage& storage, const std
     // and "Rudolph /Austria/", both 1858 to 1889). Anything less would pair every wife known by her
     // given name alone with every namesake of her years.
     auto year = [](const EventFact* fact) -> long long {
-        if (!fact || std::isnan(fact->low()) || std::isnan(fact->high()) ||
-            fact->high() - fact->low() >= 1.01)
+        if (!fact || std::isnan(fact->low) || std::isnan(fact->high) || fact->high - fact->low >= 1.01)
             return std::numeric_limits<long long>::min();
-        return static_cast<long long>(std::floor(fact->low()));
+        return static_cast<long long>(std::floor(fact->low));
     };
     auto agree = [&](const Light& x, const Light& y) {
-        const bool days = x.birth->high() - x.birth->low() < 0.01 && y.birth->high() - y.birth->low() < 0.01;
+        const bool days = x.birth->high - x.birth->low < 0.01 && y.birth->high - y.birth->low < 0.01;
         return days
-                   ? x.birth->low() == y.birth->low()
+                   ? x.birth->low == y.birth->low
                    : year(x.death) != std::numeric_limits<long long>::min() && year(x.death) == year(y.death);
     };
     // First names are grouped by their Soundex code, which spelling variants share (Rudolf, Rudolph).

@@ -37,7 +37,7 @@ std::optional<double> present(double value)
 
 std::optional<double> bound(const EventFact* fact, bool low)
 {
-    return fact ? present(low ? fact->low() : fact->high()) : std::nullopt;
+    return fact ? present(low ? fact->low : fact->high) : std::nullopt;
 }
 
 bool hasDate(const EventFact& fact)
@@ -193,9 +193,9 @@ public:
         m_born.reserve(m_index.people.size());
         for (const Person& person : m_index.people) {
             const LifeFacts events(person);
-            m_bounds.push_back({events.birth ? events.birth->low() : absent,
-                                events.birth ? events.birth->high() : absent,
-                                events.death ? events.death->high() : absent});
+            m_bounds.push_back({events.birth ? events.birth->low : absent,
+                                events.birth ? events.birth->high : absent,
+                                events.death ? events.death->high : absent});
             m_born.push_back(events.born);
         }
 
@@ -413,7 +413,7 @@ private:
                          [](const EventFact& fact) { return fact.tag() == "MARR" && hasDate(fact); });
         if (marriage == family.events.end())
             return;
-        const auto marriageLow = present(marriage->low()), marriageHigh = present(marriage->high());
+        const auto marriageLow = present(marriage->low), marriageHigh = present(marriage->high);
         const auto married = [&] {
             return ", married " + written(&*marriage) + " (" + recordLabel(family.record) + ")";
         };

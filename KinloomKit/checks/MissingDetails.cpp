@@ -45,7 +45,7 @@ bool diedAnInfant(const Person& person)
 {
     const LifeFacts facts(person);
     // Unknown bounds are NaN, which no comparison passes.
-    if (facts.birth && facts.death && facts.death->high() - facts.birth->low() <= 1.0)
+    if (facts.birth && facts.death && facts.death->high - facts.birth->low <= 1.0)
         return true;
     for (const EventFact& event : person.events) {
         if (event.tag() != "DEAT")

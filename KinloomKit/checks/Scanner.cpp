@@ -474,7 +474,7 @@ void shortYear(const EventFact& fact, const std::vector<OtherDate>& others, Node
         const std::vector<std::string_view> written = blankPieces(*best);
         issue.fix = Fix{id,
                         "Write the year as " + std::string(written[years.front()]),
-                        {Edit{Edit::SetValue{node, fact.node.at(fact.dateOffset()).fullValue(), *best}}},
+                        {Edit{Edit::SetValue{node, fact.node.at(fact.dateOffset).fullValue(), *best}}},
                         {PreviewLine{context, std::string(value), *best}},
                         true};
     }
@@ -484,12 +484,12 @@ void shortYear(const EventFact& fact, const std::vector<OtherDate>& others, Node
 /// A fact whose date may hold a short year: one of its bounds lies before the usual years.
 bool mayHoldShortYear(const EventFact& fact)
 {
-    return fact.dateOffset() && (fact.low() < earliestUsualYear || fact.high() < earliestUsualYear);
+    return fact.dateOffset && (fact.low < earliestUsualYear || fact.high < earliestUsualYear);
 }
 
 void addRange(const EventFact* fact, const EventFact* except, LifeStage stage, std::vector<OtherDate>& others)
 {
-    if (!fact || fact == except || !fact->dateOffset())
+    if (!fact || fact == except || !fact->dateOffset)
         return;
     if (auto range = fact->range(); range && (range->low || range->high))
         others.push_back({*range, stage});

@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
-#include <deque>
 #include <memory>
 #include <thread>
 
@@ -94,7 +92,6 @@ struct Lists
 {
     BlockList<PersonName> names;
     BlockList<EventFact> events;
-    std::deque<EventDetail> details; ///< never moved, as events point to them
     BlockList<FamilyLink> familyLinks;
     BlockList<MemberLink> memberLinks;
     BlockList<std::string_view> children;
@@ -156,24 +153,24 @@ class Builder
 public:
     Builder(Lists& storage, NumericDateOrder order, bool v7) : m_storage(storage), m_order(order), m_v7(v7) {}
 
-    EventFact event(NodeView node)
+    EventFact event(NodeView node) const
     {
-        EventDetail detail;
+        EventFact fact;
+        fact.node = node;
         for (NodeView child : node.children()) {
             const std::string_view tag = child.tag();
-            if (tag == "DATE" && !detail.dateOffset)
-                detail.dateOffset = node.offsetOf(child);
-            else if (tag == "PLAC" && !detail.placeOffset)
-                detail.placeOffset = node.offsetOf(child);
+            if (tag == "DATE" && !fact.dateOffset)
+                fact.dateOffset = node.offsetOf(child);
+            else if (tag == "PLAC" && !fact.placeOffset)
+                fact.placeOffset = node.offsetOf(child);
         }
-        if (detail.dateOffset) {
-            const std::string_view date = node.at(detail.dateOffset).value().value_or(std::string_view());
-            if (const auto range = GedcomDates::range(date, m_order, m_v7)) {
-                detail.low = range->low.value_or(std::numeric_limits<double>::quiet_NaN());
-                detail.high = range->high.value_or(std::numeric_limits<double>::quiet_NaN());
+        if (const auto date = fact.date()) {
+            if (const auto range = GedcomDates::range(*date, m_order, m_v7)) {
+                fact.low = range->low.value_or(std::numeric_limits<double>::quiet_NaN());
+                fact.high = range->high.value_or(std::numeric_limits<double>::quiet_NaN());
             }
         }
-        return {node, shared(detail)};
+        return fact;
     }
 
     /// Fills in a person whose xref and record are set.
@@ -233,45 +230,6 @@ public:
     }
 
 private:
-    static std::array<std::uint64_t, 3> bitsOf(const EventDetail& detail)
-    {
-        return {std::bit_cast<std::uint64_t>(detail.low), std::bit_cast<std::uint64_t>(detail.high),
-                std::uint64_t(detail.dateOffset) << 32 | detail.placeOffset};
-    }
-
-    /// The stored detail equal to this one, bit for bit, stored first when none is.
-    const EventDetail* shared(const EventDetail& detail)
-    {
-        const auto bits = bitsOf(detail);
-        if (bits == bitsOf(EventFact::noDetail))
-            return &EventFact::noDetail;
-        std::deque<EventDetail>& details = m_storage.details;
-        if (details.size() * 2 >= m_details.size()) {
-            m_details.assign(std::max<std::size_t>(1024, m_details.size() * 2), 0);
-            for (std::uint32_t i = 0; i < details.size(); ++i)
-                m_details[slotOf(bitsOf(details[i]))] = i + 1;
-        }
-        std::uint32_t& slot = m_details[slotOf(bits)];
-        if (slot == 0) {
-            details.push_back(detail);
-            slot = static_cast<std::uint32_t>(details.size());
-        }
-        return &details[slot - 1];
-    }
-
-    /// Where these bits are in `m_details`, or would go.
-    std::size_t slotOf(const std::array<std::uint64_t, 3>& bits) const
-    {
-        std::uint64_t hash = bits[0] ^ std::rotl(bits[1], 23) ^ bits[2];
-        hash = (hash ^ (hash >> 31)) * 0x9E3779B97F4A7C15ull;
-        hash ^= hash >> 29;
-        const std::size_t mask = m_details.size() - 1;
-        for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
-            if (m_details[slot] == 0 || bitsOf(m_storage.details[m_details[slot] - 1]) == bits)
-                return slot;
-        }
-    }
-
     void clearScratch()
     {
         m_names.clear();
@@ -285,8 +243,6 @@ private:
     Lists& m_storage;
     NumericDateOrder m_order;
     bool m_v7;
-    /// Open addressing over the stored details: each slot holds a detail's position + 1, or 0.
-    std::vector<std::uint32_t> m_details;
     // One record's entries, gathered before they go into the shared lists in one piece.
     std::vector<PersonName> m_names;
     std::vector<EventFact> m_events;
@@ -389,13 +345,13 @@ std::optional<std::int64_t> Person::sexNodeID() const
 std::optional<DateRange> EventFact::range() const
 {
     // Every readable date has at least one bound, so two open ends mean the date was not read.
-    if (std::isnan(low()) && std::isnan(high()))
+    if (std::isnan(low) && std::isnan(high))
         return std::nullopt;
     DateRange range;
-    if (!std::isnan(low()))
-        range.low = low();
-    if (!std::isnan(high()))
-        range.high = high();
+    if (!std::isnan(low))
+        range.low = low;
+    if (!std::isnan(high))
+        range.high = high;
     return range;
 }
 
@@ -528,7 +484,7 @@ TreeIndex TreeIndex::build(const GedcomDocument& document, NumericDateOrder orde
     // that run side by side: every slice writes only its own places.
     if (threads == 0)
         threads = std::max(1u, std::thread::hardware_concurrency());
-    storage->lists = std::vector<Lists>(threads);
+    storage->lists.resize(threads);
     std::vector<std::size_t> dateValues(threads), placeValues(threads);
     auto slice = [&](unsigned part) {
         Builder builder(storage->lists[part], order, index.v7);

@@ -56,34 +56,22 @@ private:
     friend PersonName splitName(std::string_view value);
 };
 
-/// Where an event's DATE and PLAC lines are and what the date allows: the same for many events.
-struct EventDetail
-{
-    double low = std::numeric_limits<double>::quiet_NaN();  ///< of the date's range; NaN when open or unread
-    double high = std::numeric_limits<double>::quiet_NaN(); ///< of the date's range; NaN when open or unread
-    std::uint32_t dateOffset = 0;  ///< slots from the event's line to its DATE line; 0 when none
-    std::uint32_t placeOffset = 0; ///< slots from the event's line to its PLAC line; 0 when none
-};
-
 /// One event or fact line of a person or family, with its first DATE and PLAC. Kept small (the
-/// lines are reached through the event's own line, and what events have alike is shared), as a
-/// large tree has millions.
+/// lines are reached through the event's own line), as a large tree has millions.
 struct EventFact
 {
-    static constexpr EventDetail noDetail{};
-
     NodeView node;
-    const EventDetail* detail = &noDetail;
+    std::uint32_t dateOffset = 0;  ///< slots from the event's line to its DATE line; 0 when none
+    std::uint32_t placeOffset = 0; ///< slots from the event's line to its PLAC line; 0 when none
+    double low = std::numeric_limits<double>::quiet_NaN();  ///< of the date's range; NaN when open or unread
+    double high = std::numeric_limits<double>::quiet_NaN(); ///< of the date's range; NaN when open or unread
 
-    [[nodiscard]] double low() const { return detail->low; }
-    [[nodiscard]] double high() const { return detail->high; }
-    [[nodiscard]] std::uint32_t dateOffset() const { return detail->dateOffset; }
     [[nodiscard]] std::string_view tag() const { return node.tag(); }
     [[nodiscard]] std::int64_t nodeID() const { return node.id(); }
-    [[nodiscard]] std::optional<std::string_view> date() const { return valueAt(detail->dateOffset); }
-    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idAt(detail->dateOffset); }
-    [[nodiscard]] std::optional<std::string_view> place() const { return valueAt(detail->placeOffset); }
-    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const { return idAt(detail->placeOffset); }
+    [[nodiscard]] std::optional<std::string_view> date() const { return valueAt(dateOffset); }
+    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idAt(dateOffset); }
+    [[nodiscard]] std::optional<std::string_view> place() const { return valueAt(placeOffset); }
+    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const { return idAt(placeOffset); }
     /// The date's range, when the date can be read.
     [[nodiscard]] std::optional<DateRange> range() const;
 
