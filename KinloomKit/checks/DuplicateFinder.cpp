@@ -1602,23 +1602,23 @@ std::vector<Light> prepare(const TreeIndex& index, Candidates::Storage& storage,
             const PersonName& first = person.names.front();
             // A placeholder is no name: the person is no candidate, and as a parent or spouse
             // no evidence.
-            if (NameWords::isPlaceholderName(first.given))
+            if (NameWords::isPlaceholderName(first.given()))
                 continue;
             name.clear();
             surname.clear();
             NameMarks marks;
-            const std::string_view nickname = withoutNickname(first.given, givenText);
-            bool otherScript = slice.appendName(nickname.empty() ? first.given : givenText, name);
+            const std::string_view nickname = withoutNickname(first.given(), givenText);
+            bool otherScript = slice.appendName(nickname.empty() ? first.given() : givenText, name);
             if (!nickname.empty())
                 marks.nickname = detail::normalizeName(nickname);
             if (!name.empty())
                 dropTitles(name, person, marks);
             otherScript =
-                slice.appendName(first.surname.value_or(std::string_view()), surname) || otherScript;
+                slice.appendName(first.surname().value_or(std::string_view()), surname) || otherScript;
             dropParticles(surname);
-            readGiven(name, surname, first.given.find('_') != std::string_view::npos, marks);
-            if (!first.suffix.empty()) {
-                for (const std::string_view word : wordsOf(detail::normalizeName(first.suffix)))
+            readGiven(name, surname, first.given().find('_') != std::string_view::npos, marks);
+            if (!first.suffix().empty()) {
+                for (const std::string_view word : wordsOf(detail::normalizeName(first.suffix())))
                     readMark(word, true, true, marks);
             }
             const auto givenLength = static_cast<std::uint32_t>(name.size());
@@ -1732,7 +1732,7 @@ std::span<const std::string_view> relativesOf(const TreeIndex& index, const Pers
 std::string nicknameOf(const Person& person)
 {
     std::string rest;
-    if (const std::string_view quoted = withoutNickname(person.names.front().given, rest); !quoted.empty())
+    if (const std::string_view quoted = withoutNickname(person.names.front().given(), rest); !quoted.empty())
         return detail::normalizeName(quoted);
     if (const std::optional<NodeView> line = firstNameLine(person); line && line->hasChildren()) {
         for (const NodeView part : line->children()) {
@@ -3117,8 +3117,8 @@ Named named(const std::string& xref, const std::unordered_map<std::string, NodeV
     found.kin.name = displayName(name);
     if (found.kin.name.empty())
         found.kin.name = "Unnamed person";
-    found.given = detail::normalizeName(name.given);
-    found.surname = detail::normalizeName(name.surname.value_or(std::string_view()));
+    found.given = detail::normalizeName(name.given());
+    found.surname = detail::normalizeName(name.surname().value_or(std::string_view()));
     const std::string birth =
         datedEvent(record->second, {{"BIRT", "b. "}, {"CHR", "chr. "}, {"BAPM", "bapt. "}});
     const std::string death = datedEvent(record->second, {{"DEAT", "d. "}, {"BURI", "bur. "}});

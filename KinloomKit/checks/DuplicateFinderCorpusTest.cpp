@@ -41,7 +41,7 @@ TEST(DuplicateFinderCorpus, NoPlaceholderIsMatched)
             for (const std::string& xref : {match.keep, match.remove}) {
                 const Person* person = index.person(xref);
                 ASSERT_NE(person, nullptr);
-                EXPECT_FALSE(NameWords::isPlaceholderName(person->names.front().given))
+                EXPECT_FALSE(NameWords::isPlaceholderName(person->names.front().given()))
                     << xref << " " << displayName(*person);
             }
         }

@@ -66,7 +66,7 @@ bool diedAnInfant(const Person& person)
 /// not name ("Infant", "LIVING", "?").
 bool unknownIsHonest(const Person& person)
 {
-    return (!person.names.empty() && NameWords::isPlaceholderName(person.names.front().given)) ||
+    return (!person.names.empty() && NameWords::isPlaceholderName(person.names.front().given())) ||
            diedAnInfant(person);
 }
 
@@ -197,8 +197,8 @@ std::unordered_map<std::string, Bearers> givenNamesAfterWifeTitles(const TreeInd
     std::unordered_map<std::string, Bearers> found;
     for (const Person& person : index.people) {
         for (const PersonName& name : person.names) {
-            if (const auto title = leadingTitle(name.given)) {
-                if (std::string word = firstWord(afterWifeTitle(name.given, *title)); !word.empty())
+            if (const auto title = leadingTitle(name.given())) {
+                if (std::string word = firstWord(afterWifeTitle(name.given(), *title)); !word.empty())
                     found.try_emplace(std::move(word));
             }
         }
@@ -208,7 +208,7 @@ std::unordered_map<std::string, Bearers> givenNamesAfterWifeTitles(const TreeInd
     for (const Person& person : index.people) {
         if (person.names.empty())
             continue;
-        const auto at = found.find(firstWord(person.names.front().given));
+        const auto at = found.find(firstWord(person.names.front().given()));
         if (at == found.end())
             continue;
         const auto sex = person.sex();
@@ -228,7 +228,7 @@ bool husbandCalled(const TreeIndex& index, const Person& wife, std::string_view 
         const Person* husband = family && family->husband ? index.person(*family->husband) : nullptr;
         if (husband && husband != &wife &&
             std::any_of(husband->names.begin(), husband->names.end(),
-                        [&](const PersonName& name) { return firstWord(name.given) == word; }))
+                        [&](const PersonName& name) { return firstWord(name.given()) == word; }))
             return true;
     }
     return false;
@@ -303,7 +303,7 @@ void titleInName(const TreeIndex& index, const Person& person,
                  const std::unordered_map<std::string, Bearers>& bearers, std::vector<Issue>& issues)
 {
     for (const PersonName& name : person.names) {
-        const auto title = leadingTitle(name.given);
+        const auto title = leadingTitle(name.given());
         if (!title)
             continue;
         std::optional<NodeView> line;
@@ -325,7 +325,7 @@ void titleInName(const TreeIndex& index, const Person& person,
         const std::vector<std::string> records{std::string(person.xref)};
         // A man's given name is one her husband bears, or one that men of the tree bear and no
         // woman does; when the tree does not tell, the title is taken as a title.
-        const std::string_view after = afterWifeTitle(name.given, *title);
+        const std::string_view after = afterWifeTitle(name.given(), *title);
         if (const std::string word = firstWord(after); !word.empty()) {
             const bool husbands = husbandCalled(index, person, word);
             const auto found = bearers.find(word);
@@ -366,10 +366,10 @@ void titleInName(const TreeIndex& index, const Person& person,
 /// A surname as compared: folded, and nothing when it is a placeholder ("Unknown", "LIVING").
 std::string comparedSurname(const PersonName& name)
 {
-    if (!name.surname || NameWords::isPlaceholderName(*name.surname))
+    if (!name.surname() || NameWords::isPlaceholderName(*name.surname()))
         return {};
     std::string joined;
-    for (const std::string& word : NameWords::words(*name.surname))
+    for (const std::string& word : NameWords::words(*name.surname()))
         joined += (joined.empty() ? "" : " ") + word;
     return joined;
 }
@@ -392,7 +392,7 @@ bool maySurnamesMatch(std::string_view one, std::string_view other)
 const PersonName* firstSurnamed(const Person& person)
 {
     for (const PersonName& name : person.names) {
-        if (name.surname)
+        if (name.surname())
             return &name;
     }
     return nullptr;
@@ -455,12 +455,12 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
 
     const PersonName* his = husband && wife && husband != wife ? firstSurnamed(*husband) : nullptr;
     const PersonName* hers = his ? firstSurnamed(*wife) : nullptr;
-    if (hers && maySurnamesMatch(*his->surname, *hers->surname)) {
+    if (hers && maySurnamesMatch(*his->surname(), *hers->surname())) {
         const std::string surname = comparedSurname(*his);
         // A wife who also has a NAME with another surname has her own recorded as well.
         const bool same = !surname.empty() && comparedSurname(*hers) == surname &&
                           std::all_of(wife->names.begin(), wife->names.end(), [&](const PersonName& name) {
-                              return !name.surname || comparedSurname(name) == surname;
+                              return !name.surname() || comparedSurname(name) == surname;
                           });
         if (same && !parentCalled(index, *wife, surname) && !recordsSharedSurname(family.events, true) &&
             !recordsSharedSurname(husband->events, false) && !recordsSharedSurname(wife->events, false))
@@ -469,7 +469,7 @@ void couple(const TreeIndex& index, const Family& family, std::vector<Issue>& is
                               Severity::info,
                               "Wife recorded under her husband\u2019s surname",
                               familyLabel() + ": " + recordLabel(wife->record) + " has the surname " +
-                                  quoted(*hers->surname) + ", as her husband " +
+                                  quoted(*hers->surname()) + ", as her husband " +
                                   recordLabel(husband->record) +
                                   " does. Many trees record a wife under the surname she was born with, and "
                                   "her married name as a second NAME.",

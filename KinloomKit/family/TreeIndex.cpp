@@ -102,96 +102,46 @@ struct Lists
 struct TreeIndex::Storage
 {
     std::vector<Lists> lists;
+    /// Records with an xref that are neither people nor families, the first of each xref only.
+    std::vector<NodeView> others;
+    std::vector<std::string_view> otherXrefs;
 
-    /// A record carrying an xref; `index` is its place among people or families.
-    enum class Kind : std::uint8_t
+    // Every indexed xref in one open-addressing table of 8-byte slots, 0 when free: the low half
+    // names the record (its kind in the top bits, its place below), the high half holds more bits
+    // of the xref's hash, so that a probe rarely has to compare the text itself.
+    enum Kind : std::uint32_t
     {
-        person,
-        family,
-        other
+        person = 1u << 30,
+        family = 2u << 30,
+        other = 3u << 30,
     };
+    static constexpr std::uint32_t kindMask = 3u << 30;
+    static constexpr std::uint64_t repeatedBit = 1ull << 32; ///< another record carries the xref too
+    std::vector<std::uint64_t> slots;
 
-    /// A record carrying an xref. Short xrefs are kept in the entry too, so that a look-up
-    /// compares them without reaching into the document's text, far away in memory.
-    struct Entry
+    void reserveSlots(std::size_t count)
     {
-        Entry(std::string_view recordXref, std::string_view recordTag, std::uint32_t position)
-            : xref(recordXref), tag(recordTag), index(position), kind(recordTag == "INDI"  ? Kind::person
-                                                                      : recordTag == "FAM" ? Kind::family
-                                                                                           : Kind::other)
-        {
-            if (recordXref.size() <= shortKey.size()) {
-                std::copy(recordXref.begin(), recordXref.end(), shortKey.begin());
-                shortLength = static_cast<std::uint8_t>(recordXref.size());
-            }
-        }
-
-        bool carries(std::string_view other) const
-        {
-            if (shortLength == 0 || other.size() > shortKey.size())
-                return xref == other;
-            return shortLength == other.size() && std::equal(other.begin(), other.end(), shortKey.begin());
-        }
-
-        std::string_view xref;
-        std::string_view tag;
-        std::uint32_t index = 0;
-        Kind kind = Kind::other;
-        bool repeated = false; ///< another record carries the xref too
-        std::uint8_t shortLength = 0;
-        std::array<char, 16> shortKey{};
-    };
-    std::vector<Entry> entries;
-    /// Open addressing over `entries`: each slot holds an entry's position + 1, or 0 when free.
-    std::vector<std::uint32_t> slots;
-
-    void reserveEntries(std::size_t count)
-    {
+        // At most 70% full, where linear probing stays short.
         std::size_t size = 16;
-        while (size < count * 2)
+        while (size * 7 < count * 10)
             size *= 2;
         slots.assign(size, 0);
-        entries.reserve(count);
     }
 
-    /// The slot where the xref is or would go.
-    std::size_t slotOf(std::string_view xref) const
+    static std::uint64_t hashOf(std::string_view xref) { return std::hash<std::string_view>{}(xref); }
+    /// The part of a slot that holds the hash.
+    static std::uint64_t hashBits(std::uint64_t value) { return value & ~0xFFFF'FFFFull & ~repeatedBit; }
+
+    /// The slot where the xref is or would go; `xrefOf` gives the xref of a slot's record.
+    template <class XrefOf>
+    std::size_t slotOf(std::string_view xref, std::uint64_t hash, const XrefOf& xrefOf) const
     {
         const std::size_t mask = slots.size() - 1;
-        std::size_t slot = std::hash<std::string_view>{}(xref)&mask;
-        while (slots[slot] != 0 && !entries[slots[slot] - 1].carries(xref))
-            slot = (slot + 1) & mask;
-        return slot;
-    }
-
-    const Entry* find(std::string_view xref) const
-    {
-        if (slots.empty())
-            return nullptr;
-        const std::uint32_t at = slots[slotOf(xref)];
-        return at == 0 ? nullptr : &entries[at - 1];
-    }
-
-    /// Adds the record unless an earlier one carries the xref; returns that earlier one then.
-    Entry* insert(const Entry& entry)
-    {
-        if (entries.size() * 2 >= slots.size())
-            grow();
-        const std::size_t slot = slotOf(entry.xref);
-        if (slots[slot] != 0)
-            return &entries[slots[slot] - 1];
-        entries.push_back(entry);
-        slots[slot] = sizeOf(entries);
-        return nullptr;
-    }
-
-    void grow()
-    {
-        std::vector<std::uint32_t> old = std::move(slots);
-        slots.assign(std::max<std::size_t>(16, old.size() * 2), 0);
-        for (std::uint32_t at : old) {
-            if (at != 0)
-                slots[slotOf(entries[at - 1].xref)] = at;
+        const std::uint64_t bits = hashBits(hash);
+        for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+            const std::uint64_t entry = slots[slot];
+            if (entry == 0 || (hashBits(entry) == bits && xrefOf(static_cast<std::uint32_t>(entry)) == xref))
+                return slot;
         }
     }
 };
@@ -223,11 +173,10 @@ public:
         return fact;
     }
 
-    Person person(NodeView record, std::string_view xref)
+    /// Fills in a person whose xref and record are set.
+    void person(Person& person)
     {
-        Person person;
-        person.xref = xref;
-        person.record = record;
+        const NodeView record = person.record;
         clearScratch();
         for (NodeView child : record.children()) {
             const std::string_view tag = child.tag();
@@ -251,14 +200,12 @@ public:
         person.events = m_storage.events.append(m_events);
         person.famc = m_storage.familyLinks.append(m_famc);
         person.fams = m_storage.familyLinks.append(m_fams);
-        return person;
     }
 
-    Family family(NodeView record, std::string_view xref)
+    /// Fills in a family whose xref and record are set.
+    void family(Family& family)
     {
-        Family family;
-        family.xref = xref;
-        family.record = record;
+        const NodeView record = family.record;
         clearScratch();
         for (NodeView child : record.children()) {
             const std::string_view tag = child.tag();
@@ -280,7 +227,6 @@ public:
         family.events = m_storage.events.append(m_events);
         family.links = m_storage.memberLinks.append(m_links);
         family.children = m_storage.children.append(m_children);
-        return family;
     }
 
 private:
@@ -409,22 +355,54 @@ std::optional<DateRange> EventFact::range() const
     return range;
 }
 
+std::string_view TreeIndex::xrefOf(std::uint32_t record) const
+{
+    const std::uint32_t at = record & ~Storage::kindMask;
+    switch (record & Storage::kindMask) {
+    case Storage::person:
+        return people[at].xref;
+    case Storage::family:
+        return families[at].xref;
+    default:
+        return m_storage->otherXrefs[at];
+    }
+}
+
+std::uint32_t TreeIndex::find(std::string_view xref) const
+{
+    if (!m_storage)
+        return 0;
+    const std::size_t slot = m_storage->slotOf(xref, Storage::hashOf(xref),
+                                               [this](std::uint32_t record) { return xrefOf(record); });
+    return static_cast<std::uint32_t>(m_storage->slots[slot]);
+}
+
 const Person* TreeIndex::person(std::string_view xref) const
 {
-    const Storage::Entry* entry = m_storage ? m_storage->find(xref) : nullptr;
-    return entry && entry->kind == Storage::Kind::person ? &people[entry->index] : nullptr;
+    const std::uint32_t record = find(xref);
+    return (record & Storage::kindMask) == Storage::person ? &people[record & ~Storage::kindMask] : nullptr;
 }
 
 const Family* TreeIndex::family(std::string_view xref) const
 {
-    const Storage::Entry* entry = m_storage ? m_storage->find(xref) : nullptr;
-    return entry && entry->kind == Storage::Kind::family ? &families[entry->index] : nullptr;
+    const std::uint32_t record = find(xref);
+    return (record & Storage::kindMask) == Storage::family ? &families[record & ~Storage::kindMask] : nullptr;
 }
 
 std::optional<std::string_view> TreeIndex::recordTag(std::string_view xref) const
 {
-    const Storage::Entry* entry = m_storage ? m_storage->find(xref) : nullptr;
-    return entry ? std::optional<std::string_view>(entry->tag) : std::nullopt;
+    const std::uint32_t record = find(xref);
+    const std::uint32_t at = record & ~Storage::kindMask;
+    switch (record & Storage::kindMask) {
+    case Storage::person:
+        return people[at].record.tag();
+    case Storage::family:
+        return families[at].record.tag();
+    case Storage::other:
+        return m_storage->others[at].tag();
+    default:
+        return std::nullopt;
+    }
 }
 
 bool TreeIndex::isPointer(std::string_view value)
@@ -446,21 +424,20 @@ TreeIndex TreeIndex::build(const GedcomDocument& document, NumericDateOrder orde
     TreeIndex index;
     index.v7 = std::holds_alternative<GedcomVersion::V7>(document.version().value);
     auto storage = std::make_shared<Storage>();
-    storage->reserveEntries(document.recordCount());
+    index.m_storage = storage;
+    const std::size_t recordCount = document.recordCount();
+    storage->reserveSlots(recordCount);
+    // Room for every record, so that the lists never move while they grow; the pages no person
+    // or family reaches are never touched, and so never take memory.
+    index.people.reserve(recordCount);
+    index.families.reserve(recordCount);
 
     // First, in file order: which record is the one indexed for each xref, and where each person
     // and family goes. When two records carry one xref, the first is indexed; the others are only
     // reported as duplicates.
-    struct Job
-    {
-        std::size_t recordIndex;
-        std::string_view xref;
-        std::uint32_t position;
-        bool person;
-    };
-    std::vector<Job> jobs;
-    std::uint32_t people = 0, families = 0;
-    const std::size_t recordCount = document.recordCount();
+    constexpr std::uint32_t unbuilt = 0;
+    std::vector<std::uint32_t> placeOf(recordCount, unbuilt);
+    const auto xrefOf = [&index](std::uint32_t record) { return index.xrefOf(record); };
     for (std::size_t recordIndex = 0; recordIndex < recordCount; ++recordIndex) {
         // Records lie far apart in memory: ask for the ones ahead before they are needed.
         if (recordIndex + 32 < recordCount)
@@ -472,36 +449,46 @@ TreeIndex TreeIndex::build(const GedcomDocument& document, NumericDateOrder orde
         const auto xref = record.xref();
         if (!xref)
             continue;
-        const std::string_view tag = record.tag();
-        const bool person = tag == "INDI";
-        const bool family = tag == "FAM";
-        if (Storage::Entry* earlier = storage->insert({*xref, tag, person ? people : families})) {
-            if (!earlier->repeated)
+        const std::uint64_t hash = Storage::hashOf(*xref);
+        std::uint64_t& slot = storage->slots[storage->slotOf(*xref, hash, xrefOf)];
+        if (slot != 0) {
+            if (!(slot & Storage::repeatedBit))
                 index.duplicateXrefs.push_back(*xref);
-            earlier->repeated = true;
+            slot |= Storage::repeatedBit;
             continue;
         }
-        if (person || family)
-            jobs.push_back({recordIndex, *xref, person ? people++ : families++, person});
-        else if (tag == "SOUR")
-            ++index.sourceRecords;
-        else
-            ++index.otherRecords;
+        const std::string_view tag = record.tag();
+        std::uint32_t place = 0;
+        if (tag == "INDI") {
+            place = Storage::person | sizeOf(index.people);
+            Person& person = index.people.emplace_back();
+            person.xref = *xref;
+            person.record = record;
+            placeOf[recordIndex] = place;
+        } else if (tag == "FAM") {
+            place = Storage::family | sizeOf(index.families);
+            Family& family = index.families.emplace_back();
+            family.xref = *xref;
+            family.record = record;
+            placeOf[recordIndex] = place;
+        } else {
+            place = Storage::other | sizeOf(storage->others);
+            storage->others.push_back(record);
+            storage->otherXrefs.push_back(*xref);
+            ++(tag == "SOUR" ? index.sourceRecords : index.otherRecords);
+        }
+        slot = Storage::hashBits(hash) | place;
     }
-    index.people.resize(people);
-    index.families.resize(families);
 
     // Then the people and families themselves, and the count of DATE and PLAC lines, in slices
     // that run side by side: every slice writes only its own places.
     if (threads == 0)
-        threads = std::max(1u, std::min(2u, std::thread::hardware_concurrency()));
+        threads = std::max(1u, std::thread::hardware_concurrency());
     storage->lists.resize(threads);
     std::vector<std::size_t> dateValues(threads), placeValues(threads);
     auto slice = [&](unsigned part) {
         Builder builder(storage->lists[part], order, index.v7);
         const std::size_t from = recordCount * part / threads, to = recordCount * (part + 1) / threads;
-        auto job = std::lower_bound(jobs.begin(), jobs.end(), from,
-                                    [](const Job& j, std::size_t record) { return j.recordIndex < record; });
         for (std::size_t i = from; i < to; ++i) {
             const NodeView record = document.record(i);
             if (record.tag() == "HEAD")
@@ -514,13 +501,13 @@ TreeIndex TreeIndex::build(const GedcomDocument& document, NumericDateOrder orde
                     ++placeValues[part];
             });
             // Built right after the count, while the record's lines are still in the cache.
-            if (job != jobs.end() && job->recordIndex == i) {
-                if (job->person)
-                    index.people[job->position] = builder.person(record, job->xref);
-                else
-                    index.families[job->position] = builder.family(record, job->xref);
-                ++job;
-            }
+            const std::uint32_t place = placeOf[i];
+            if (place == unbuilt)
+                continue;
+            if ((place & Storage::kindMask) == Storage::person)
+                builder.person(index.people[place & ~Storage::kindMask]);
+            else
+                builder.family(index.families[place & ~Storage::kindMask]);
         }
     };
     std::vector<std::thread> helpers;
@@ -533,8 +520,6 @@ TreeIndex TreeIndex::build(const GedcomDocument& document, NumericDateOrder orde
         index.dateValues += dateValues[part];
         index.placeValues += placeValues[part];
     }
-
-    index.m_storage = std::move(storage);
     return index;
 }
 
@@ -542,24 +527,27 @@ PersonName splitName(std::string_view value)
 {
     PersonName name;
     name.value = value;
+    const auto place = [value](std::string_view part) {
+        return part.empty() ? PersonName::Part{}
+                            : PersonName::Part{static_cast<std::uint32_t>(part.data() - value.data()),
+                                               static_cast<std::uint32_t>(part.size())};
+    };
     const std::size_t first = value.find('/');
     const std::size_t second = first == std::string_view::npos ? first : value.find('/', first + 1);
     if (second == std::string_view::npos) {
-        name.given = trimmed(value);
+        name.m_given = place(trimmed(value));
         return name;
     }
-    name.given = trimmed(value.substr(0, first));
-    const std::string_view surname = trimmed(value.substr(first + 1, second - first - 1));
-    if (!surname.empty())
-        name.surname = surname;
-    name.suffix = trimmed(value.substr(second + 1));
+    name.m_given = place(trimmed(value.substr(0, first)));
+    name.m_surname = place(trimmed(value.substr(first + 1, second - first - 1)));
+    name.m_suffix = place(trimmed(value.substr(second + 1)));
     return name;
 }
 
 std::string displayName(const PersonName& name)
 {
     std::string text;
-    for (std::string_view part : {name.given, name.surname.value_or(std::string_view()), name.suffix}) {
+    for (std::string_view part : {name.given(), name.surname().value_or(std::string_view()), name.suffix()}) {
         if (part.empty())
             continue;
         if (!text.empty())

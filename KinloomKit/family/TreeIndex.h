@@ -18,17 +18,42 @@ namespace kinloom {
 
 // The index refers into the text of the document it was built from: it must not outlive it.
 
-/// One NAME line of a person.
+/// One NAME line of a person. Its parts are kept as places in the value, as a large tree has
+/// millions of names.
 struct PersonName
 {
     std::int64_t nodeID = 0;
     std::string_view value; ///< as written; empty when the line has none
-    std::string_view given; ///< trimmed
-    std::optional<std::string_view>
-        surname;             ///< between the slashes, trimmed; absent when blank or not marked
-    std::string_view suffix; ///< after the second slash, trimmed
 
-    bool operator==(const PersonName&) const = default;
+    /// Trimmed.
+    [[nodiscard]] std::string_view given() const { return part(m_given); }
+    /// Between the slashes, trimmed; absent when blank or not marked.
+    [[nodiscard]] std::optional<std::string_view> surname() const
+    {
+        return m_surname.length ? std::optional<std::string_view>(part(m_surname)) : std::nullopt;
+    }
+    /// After the second slash, trimmed.
+    [[nodiscard]] std::string_view suffix() const { return part(m_suffix); }
+
+    bool operator==(const PersonName& other) const
+    {
+        return nodeID == other.nodeID && value == other.value && given() == other.given() &&
+               surname() == other.surname() && suffix() == other.suffix();
+    }
+
+private:
+    struct Part
+    {
+        std::uint32_t start = 0;
+        std::uint32_t length = 0;
+    };
+    [[nodiscard]] std::string_view part(Part at) const { return {value.data() + at.start, at.length}; }
+
+    Part m_given;
+    Part m_surname;
+    Part m_suffix;
+
+    friend PersonName splitName(std::string_view value);
 };
 
 /// One event or fact line of a person or family, with its first DATE and PLAC. Kept small (the
@@ -153,8 +178,8 @@ public:
     /// The tag of the record that carries the xref (the first one, when several do).
     [[nodiscard]] std::optional<std::string_view> recordTag(std::string_view xref) const;
 
-    /// Builds the index; dates are read with this numeric order. `threads` 0 uses up to two cores;
-    /// the result is the same for any number.
+    /// Builds the index; dates are read with this numeric order. `threads` 0 uses every core; the
+    /// result is the same for any number.
     [[nodiscard]] static TreeIndex build(const GedcomDocument& document,
                                          NumericDateOrder order = NumericDateOrder::automatic,
                                          unsigned threads = 0);
@@ -168,6 +193,10 @@ public:
     struct Storage;
 
 private:
+    [[nodiscard]] std::string_view xrefOf(std::uint32_t record) const;
+    /// The record the xref names, as the look-up table holds it; 0 when none.
+    [[nodiscard]] std::uint32_t find(std::string_view xref) const;
+
     std::shared_ptr<const Storage> m_storage;
 };
 
