@@ -28,7 +28,7 @@ namespace kinloom::Cli {
 namespace {
 
 constexpr const char* usageText =
-    "usage: kinloom-cli info FILE [--json] [--encoding NAME]\n"
+    "usage: kinloom-cli info FILE [--json] [--encoding NAME] [--threads N]\n"
     "       kinloom-cli check FILE [--json] [--report OUT.txt|OUT.pdf] [OPTIONS] [--fail-on warning|error]\n"
     "       kinloom-cli tidy FILE [--out DIR] [--fix WHAT] [--changelog txt|pdf] [OPTIONS]\n"
     "       kinloom-cli sample OUT.ged [--people N] [--seed S]\n"
@@ -37,6 +37,7 @@ constexpr const char* usageText =
     "       kinloom-cli --help | --version | COMMAND --help\n"
     "OPTIONS: --numeric-order auto|day-first|month-first  --min-parent-age N  --max-mother-age N\n"
     "         --max-father-age N  --max-lifespan N  --duplicate-threshold X  --encoding NAME\n"
+    "         --threads N\n"
     "         --skip KIND,\u2026 leaves those kinds of finding out (may be repeated; kinds lists them)\n"
     "WHAT:    none (default) | all | a comma list of categories (duplicates, impossibleDates,\n"
     "         dateFormats, places, missing, links, file) and/or fix ids; --fix may be given more\n"
@@ -62,7 +63,8 @@ constexpr const char* scanOptionsHelp =
     "any\n"
     "                           case) instead of the one it declares\n"
     "  --skip KIND,\u2026            leave these kinds of finding out; may be repeated; kinloom-cli kinds "
-    "lists them\n";
+    "lists them\n"
+    "  --threads N              read and check FILE on N threads [every core]; the results are the same\n";
 
 /// One command's help: its usage lines, what it does and its own options, whether the scan's
 /// options apply, and examples.
@@ -86,7 +88,7 @@ const CommandHelp decideHelp = {
 
 const std::map<std::string, CommandHelp, std::less<>> commandHelps = {
     {"info",
-     {"usage: kinloom-cli info FILE [--json] [--encoding NAME]\n",
+     {"usage: kinloom-cli info FILE [--json] [--encoding NAME] [--threads N]\n",
       "Prints what reading FILE showed: its GEDCOM version, encoding, byte-order mark, line ending,\n"
       "lines, records and reading notes.\n\n"
       "  --json           print it as one JSON document\n"
@@ -226,7 +228,7 @@ std::optional<std::uint64_t> parseCount(const std::string& text)
 const std::map<std::string, bool> scanOptionFlags = {
     {"--numeric-order", true},  {"--min-parent-age", true}, {"--max-mother-age", true},
     {"--max-father-age", true}, {"--max-lifespan", true},   {"--duplicate-threshold", true},
-    {"--encoding", true},       {"--skip", true},
+    {"--encoding", true},       {"--skip", true},           {"--threads", true},
 };
 
 /// How to read the file: in the encoding --encoding names, or as the file says; none after saying
@@ -234,6 +236,17 @@ const std::map<std::string, bool> scanOptionFlags = {
 std::optional<GedcomReader::ReadOptions> readOptions(const Arguments& parsed, std::ostream& err)
 {
     GedcomReader::ReadOptions options;
+    if (const auto threads = parsed.options.find("--threads"); threads != parsed.options.end()) {
+        unsigned count = 0;
+        const std::string& text = threads->second;
+        const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), count);
+        if (ec != std::errc() || end != text.data() + text.size() || count == 0 || count > 1024) {
+            err << "kinloom-cli: --threads needs a whole number from 1 to 1024, not \u201C" << text
+                << "\u201D\n";
+            return std::nullopt;
+        }
+        options.threads = count;
+    }
     const auto option = parsed.options.find("--encoding");
     if (option == parsed.options.end())
         return options;
@@ -447,10 +460,10 @@ std::optional<GedcomDocument> openDocument(const std::string& path, const Gedcom
 }
 
 /// Scans with its progress shown, cleared again for what the command prints next.
-ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions& options,
+ScanResult scanShowingProgress(const GedcomDocument& document, const ScanOptions& options, unsigned threads,
                                ProgressLine& progress)
 {
-    ScanResult result = Scanner::scan(document, options, 0, progress.callback());
+    ScanResult result = Scanner::scan(document, options, threads, progress.callback());
     progress.clear();
     return result;
 }
@@ -489,11 +502,12 @@ struct Scanned
 /// Scans with its progress shown, and tells the findings dismissed earlier while the scan's index
 /// is still there to find their records.
 Scanned scanHeedingDecisions(const Arguments& parsed, const GedcomDocument& document,
-                             const ScanOptions& options, ProgressLine& progress, std::ostream& err)
+                             const ScanOptions& options, unsigned threads, ProgressLine& progress,
+                             std::ostream& err)
 {
     const Decisions::Loaded loaded = Decisions::load(decisionStore(parsed));
     Scanned scanned;
-    scanned.result = Scanner::scan(document, options, 0, progress.callback(),
+    scanned.result = Scanner::scan(document, options, threads, progress.callback(),
                                    [&](const TreeIndex& index, std::span<const Issue> issues) {
                                        scanned.dismissed =
                                            Decisions::decided(document, issues, loaded.decisions, &index);
@@ -513,7 +527,8 @@ std::string hiddenSentence(std::size_t hidden)
 int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
          const ProgressTerminal& terminal)
 {
-    const auto parsed = parseArguments(arguments, {{"--json", false}, {"--encoding", true}}, err);
+    const auto parsed =
+        parseArguments(arguments, {{"--json", false}, {"--encoding", true}, {"--threads", true}}, err);
     if (!parsed)
         return usage;
     const std::optional<GedcomReader::ReadOptions> reading = readOptions(*parsed, err);
@@ -527,7 +542,7 @@ int info(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 
     const std::int64_t lines = document->nextID - 1;
     progress.show({"Indexing people and families\u2026", std::nullopt});
-    const TreeIndex index = TreeIndex::build(*document);
+    const TreeIndex index = TreeIndex::build(*document, NumericDateOrder::automatic, reading->threads);
     progress.clear();
     if (parsed->options.contains("--json")) {
         nlohmann::json json = {
@@ -838,7 +853,8 @@ int check(const std::vector<std::string>& arguments, std::ostream& out, std::ost
     if (!document)
         return unreadable;
     const auto scanDate = std::chrono::system_clock::now();
-    auto [result, dismissed] = scanHeedingDecisions(parsed, *document, options, progress, err);
+    auto [result, dismissed] =
+        scanHeedingDecisions(parsed, *document, options, reading.threads, progress, err);
     const std::string fileName = Files::fileName(path);
     const bool json = parsed.options.contains("--json");
 
@@ -980,7 +996,8 @@ int tidy(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
     std::vector<std::string> dismissedLines;
     if (std::any_of(fixValues.begin(), fixValues.end(),
                     [](const std::string& what) { return what != "none"; })) {
-        const auto [result, dismissed] = scanHeedingDecisions(parsed, *document, options, progress, err);
+        const auto [result, dismissed] =
+            scanHeedingDecisions(parsed, *document, options, reading.threads, progress, err);
         std::set<std::string> fixIDs;
         for (const Issue& issue : result.issues) {
             if (issue.fix)
@@ -1081,7 +1098,7 @@ int decide(const std::vector<std::string>& arguments, std::ostream& out, std::os
     const std::optional<GedcomDocument> document = openDocument(path, reading, err, progress);
     if (!document)
         return unreadable;
-    const ScanResult result = scanShowingProgress(*document, options, progress);
+    const ScanResult result = scanShowingProgress(*document, options, reading.threads, progress);
     std::map<std::string_view, const Issue*> byID;
     for (const Issue& issue : result.issues)
         byID.emplace(issue.id, &issue);

@@ -514,6 +514,7 @@ TEST_F(CliTest, ProgressGoesToTheTerminalOnly)
     ASSERT_EQ(Cli::run({"check", path, "--json"}, out, err, {&terminal, text.size()}), Cli::done);
     EXPECT_EQ(terminal.str(), "");
     EXPECT_EQ(out.str(), runCli({"check", path, "--json"}).out);
+    EXPECT_EQ(out.str(), runCli({"check", path, "--json", "--threads", "1"}).out);
 }
 
 TEST_F(CliTest, CheckFailsOnSeverity)
@@ -606,6 +607,10 @@ TEST_F(CliTest, CheckRefusesBadArguments)
          "kinloom-cli: --skip names \u201Cdates\u201D, which is not a kind of finding; kinloom-cli kinds "
          "lists them\n"},
         {{"check", path, "--skip", "dup,"}, Cli::usage, ""},
+        {{"check", path, "--threads", "0"},
+         Cli::usage,
+         "kinloom-cli: --threads needs a whole number from 1 to 1024, not \u201C0\u201D\n"},
+        {{"info", path, "--threads", "two"}, Cli::usage, ""},
         {{"check"}, Cli::usage, ""},
         {{"check", (m_folder / "missing.ged").string()},
          Cli::unreadable,

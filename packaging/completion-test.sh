@@ -42,7 +42,7 @@ done <<'CASES'
 kinloom-cli |--help --version check dismiss info kinds sample tidy undismiss
 kinloom-cli un|undismiss
 kinloom-cli check tree.ged --f|--fail-on
-kinloom-cli info -|--encoding --help --json
+kinloom-cli info -|--encoding --help --json --threads
 kinloom-cli tidy tree.ged --fix dateFormats,pl|dateFormats,places
 kinloom-cli tidy tree.ged --fix a|all
 kinloom-cli check tree.ged --skip dupf|dupfam

@@ -12,10 +12,10 @@ _kinloom_cli()
         return
     fi
     local scan='--numeric-order --min-parent-age --max-mother-age --max-father-age --max-lifespan
-        --duplicate-threshold --encoding --skip'
+        --duplicate-threshold --encoding --skip --threads'
     local options
     case ${words[1]} in
-        info) options='--json --encoding' ;;
+        info) options='--json --encoding --threads' ;;
         check) options="--json --report --fail-on --show-dismissed --decisions $scan" ;;
         tidy) options="--out --fix --changelog --show-dismissed --decisions $scan" ;;
         sample) options='--people --seed' ;;

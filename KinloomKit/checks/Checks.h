@@ -38,8 +38,9 @@ struct PlaceCount
 [[nodiscard]] std::vector<Issue> links(const TreeIndex& index, const GedcomDocument& document);
 
 /// Likely duplicate people and families.
+/// `threads` 0 uses every core; the findings are the same for any number.
 [[nodiscard]] std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument& document,
-                                            const ScanOptions& options);
+                                            const ScanOptions& options, unsigned threads = 0);
 
 /// A likely duplicate person with the other record kept ("Keep This One"): the merge, its title and
 /// its preview go the other way; the id stays, so a ticked fix stays ticked. None when the finding

@@ -1185,7 +1185,7 @@ std::vector<DuplicateMatch> sorted(std::vector<Found>& found)
 
 unsigned threadCount(unsigned threads)
 {
-    return threads != 0 ? threads : std::max(1u, std::min(2u, std::thread::hardware_concurrency()));
+    return threads != 0 ? threads : std::max(1u, std::thread::hardware_concurrency());
 }
 
 /// Runs `work(part)` for each part, the first on the calling thread.
@@ -3231,10 +3231,12 @@ Fix mergeFix(const std::string& id, const std::string& keep, const std::string& 
 } // namespace
 
 // The people in the finder's order, the likeliest pairs first; then the families in file order.
-std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, const ScanOptions& options)
+std::vector<Issue> duplicates(const TreeIndex& index, const GedcomDocument&, const ScanOptions& options,
+                              unsigned threads)
 {
     std::vector<Issue> issues;
-    for (DuplicateMatch& match : DuplicateFinder::find(index, options.duplicateThreshold)) {
+    for (DuplicateMatch& match :
+         DuplicateFinder::detail::find(index, options.duplicateThreshold, threads, nullptr)) {
         const Person* keep = index.person(match.keep);
         const Person* remove = index.person(match.remove);
         const bool keepFirst = match.keep < match.remove;

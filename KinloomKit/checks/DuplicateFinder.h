@@ -111,7 +111,7 @@ class Candidates
 public:
     std::vector<Candidate> list;
 
-    /// `threads` 0 uses up to two cores; the result is the same for any number.
+    /// `threads` 0 uses every core; the result is the same for any number.
     [[nodiscard]] static Candidates build(const TreeIndex& index, unsigned threads = 0);
 
     /// The candidate of the person with this xref; none when there is no such candidate.
@@ -216,7 +216,7 @@ struct Statistics
     std::size_t pairsScored = 0;   ///< pairs compared: alike first names, births not ruling them out
 };
 
-/// `find` with its figures; `threads` 0 uses up to two cores. The result is the same for any number.
+/// `find` with its figures; `threads` 0 uses every core. The result is the same for any number.
 [[nodiscard]] std::vector<DuplicateMatch> find(const TreeIndex& index, double threshold, unsigned threads,
                                                Statistics* statistics);
 

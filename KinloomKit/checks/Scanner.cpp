@@ -666,7 +666,7 @@ ScanResult scan(const GedcomDocument& document, const ScanOptions& options, unsi
             stages.reach(Stages::duplicates);
         std::vector<Issue> found;
         if (!isSkipped(options, IssueCategory::duplicates))
-            found = Checks::duplicates(*index, document, options);
+            found = Checks::duplicates(*index, document, options, threads);
         if (!oneThread) {
             for (auto check = indexChecks.rbegin(); check != indexChecks.rend(); ++check)
                 take(*check);

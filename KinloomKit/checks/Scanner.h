@@ -96,7 +96,7 @@ namespace Scanner {
 /// Runs every check in the fixed order: file, date formats, impossible dates, places, missing
 /// details, links and records, duplicates; a check whose every kind is skipped is not run, and no
 /// finding of a skipped kind is reported. Never changes the document. `threads` 1 runs
-/// everything on the calling thread; 0 uses up to two cores. The result is the same.
+/// everything on the calling thread; 0 uses every core. The result is the same.
 /// Progress names each check (and the indexing) as the calling thread reaches it, on that thread,
 /// with the share of the scan done so far. `withIndex` is handed the findings, once joined, with the
 /// index they were found with, for work that needs both before the index is let go.
