@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <future>
 #include <thread>
 
@@ -144,7 +145,7 @@ public:
                 startRecord(line.data());
             detail::NodeSlot slot = lineSlot(line);
             slot.flags = detail::NodeSlot::Malformed;
-            m_chunk->slots.push_back(slot);
+            append(slot);
             return;
         }
         while (m_depth > 0 && m_open[m_depth - 1].level >= fields->level)
@@ -161,7 +162,17 @@ public:
             slot.flags |= detail::NodeSlot::LongFields;
         }
         m_open[m_depth++] = {fields->level, static_cast<std::uint32_t>(m_chunk->slots.size())};
-        m_chunk->slots.push_back(slot);
+        append(slot);
+    }
+
+    /// Adds a slot as whole words. Copied field by field, its packed fields would be read from the new
+    /// memory before they are written, and a read maps a fresh page to the shared zero page, whose
+    /// first write then makes every other core running the reader flush its address cache.
+    void append(const detail::NodeSlot& slot)
+    {
+        std::vector<detail::NodeSlot>& slots = m_chunk->slots;
+        slots.resize(slots.size() + 1);
+        std::memcpy(static_cast<void*>(&slots.back()), &slot, sizeof slot);
     }
 
     /// Closes what is open; the part's chunks in order.
