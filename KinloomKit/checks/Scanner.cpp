@@ -477,7 +477,7 @@ void shortYear(const EventFact& fact, const std::vector<OtherDate>& others, Node
         const std::vector<std::string_view> written = blankPieces(*best);
         issue.fix = Fix{id,
                         "Write the year as " + std::string(written[years.front()]),
-                        {Edit{Edit::SetValue{node, fact.node.at(fact.dateOffset).fullValue(), *best}}},
+                        {Edit{Edit::SetValue{node, fact.dateLine()->fullValue(), *best}}},
                         {PreviewLine{context, std::string(value), *best}},
                         true};
     }

@@ -159,10 +159,12 @@ public:
         fact.node = node;
         for (NodeView child : node.children()) {
             const std::string_view tag = child.tag();
+            const auto offset = static_cast<std::uint16_t>(
+                std::min<std::uint32_t>(node.offsetOf(child), EventFact::farBelow));
             if (tag == "DATE" && !fact.dateOffset)
-                fact.dateOffset = node.offsetOf(child);
+                fact.dateOffset = offset;
             else if (tag == "PLAC" && !fact.placeOffset)
-                fact.placeOffset = node.offsetOf(child);
+                fact.placeOffset = offset;
         }
         if (const auto date = fact.date()) {
             if (const auto range = GedcomDates::range(*date, m_order, m_v7)) {

@@ -60,32 +60,50 @@ private:
 /// lines are reached through the event's own line), as a large tree has millions.
 struct EventFact
 {
-    NodeView node;
-    std::uint32_t dateOffset = 0;  ///< slots from the event's line to its DATE line; 0 when none
-    std::uint32_t placeOffset = 0; ///< slots from the event's line to its PLAC line; 0 when none
+    /// An offset to a line further below the event than 16 bits reach: the line is found again.
+    static constexpr std::uint16_t farBelow = 0xFFFF;
+
+    // The offsets fill the end of the node's view, so that an event costs 32 bytes.
+    [[no_unique_address]] NodeView node;
+    std::uint16_t dateOffset = 0;  ///< slots from the event's line to its first DATE line; 0 when none
+    std::uint16_t placeOffset = 0; ///< slots from the event's line to its first PLAC line; 0 when none
     double low = std::numeric_limits<double>::quiet_NaN();  ///< of the date's range; NaN when open or unread
     double high = std::numeric_limits<double>::quiet_NaN(); ///< of the date's range; NaN when open or unread
 
     [[nodiscard]] std::string_view tag() const { return node.tag(); }
     [[nodiscard]] std::int64_t nodeID() const { return node.id(); }
-    [[nodiscard]] std::optional<std::string_view> date() const { return valueAt(dateOffset); }
-    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idAt(dateOffset); }
-    [[nodiscard]] std::optional<std::string_view> place() const { return valueAt(placeOffset); }
-    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const { return idAt(placeOffset); }
+    [[nodiscard]] std::optional<NodeView> dateLine() const { return lineAt(dateOffset, "DATE"); }
+    [[nodiscard]] std::optional<std::string_view> date() const { return valueOf(dateLine()); }
+    [[nodiscard]] std::optional<std::int64_t> dateNodeID() const { return idOf(dateLine()); }
+    [[nodiscard]] std::optional<std::string_view> place() const
+    {
+        return valueOf(lineAt(placeOffset, "PLAC"));
+    }
+    [[nodiscard]] std::optional<std::int64_t> placeNodeID() const
+    {
+        return idOf(lineAt(placeOffset, "PLAC"));
+    }
     /// The date's range, when the date can be read.
     [[nodiscard]] std::optional<DateRange> range() const;
 
 private:
-    [[nodiscard]] std::optional<std::string_view> valueAt(std::uint32_t offset) const
+    [[nodiscard]] std::optional<NodeView> lineAt(std::uint16_t offset, std::string_view tag) const
     {
-        return offset ? std::optional<std::string_view>(node.at(offset).value().value_or(std::string_view()))
-                      : std::nullopt;
+        if (offset == 0)
+            return std::nullopt;
+        return offset == farBelow ? node.firstChild(tag) : std::optional<NodeView>(node.at(offset));
     }
-    [[nodiscard]] std::optional<std::int64_t> idAt(std::uint32_t offset) const
+    [[nodiscard]] static std::optional<std::string_view> valueOf(const std::optional<NodeView>& line)
     {
-        return offset ? std::optional<std::int64_t>(node.at(offset).id()) : std::nullopt;
+        return line ? std::optional<std::string_view>(line->value().value_or(std::string_view()))
+                    : std::nullopt;
+    }
+    [[nodiscard]] static std::optional<std::int64_t> idOf(const std::optional<NodeView>& line)
+    {
+        return line ? std::optional<std::int64_t>(line->id()) : std::nullopt;
     }
 };
+static_assert(sizeof(EventFact) == 32, "an event costs 32 bytes");
 
 /// A FAMC or FAMS line whose value is a pointer.
 struct FamilyLink

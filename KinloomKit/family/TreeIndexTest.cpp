@@ -133,6 +133,24 @@ TEST(TreeIndexTest, PeopleFamiliesAndRecords)
     EXPECT_EQ(index.lines, 38u);
 }
 
+TEST(TreeIndexTest, DateAndPlaceFarBelowTheirEvent)
+{
+    // Further below than an event keeps offsets for: found again from the event's lines.
+    std::string text = "0 HEAD\n0 @I1@ INDI\n1 BIRT\n2 NOTE Copied from a letter\n";
+    for (int i = 0; i < 70'000; ++i)
+        text += "3 CONT line\n";
+    text += "2 DATE 1 JAN 1900\n2 PLAC Leeds\n0 TRLR\n";
+    const GedcomDocument document = GedcomReader::read(text);
+    const TreeIndex index = TreeIndex::build(document);
+    ASSERT_EQ(index.people.size(), 1u);
+    ASSERT_EQ(index.people[0].events.size(), 1u);
+    const EventFact& birth = index.people[0].events[0];
+    EXPECT_EQ(birth.date(), "1 JAN 1900");
+    EXPECT_EQ(birth.dateNodeID(), 70'005);
+    EXPECT_EQ(birth.place(), "Leeds");
+    EXPECT_EQ(birth.range(), (DateRange{1900, 1900 + 1.0 / 365}));
+}
+
 TEST(TreeIndexTest, NamesAndDisplayNames)
 {
     struct Case
