@@ -169,16 +169,17 @@ constexpr std::string_view wordRows[] = {
 #include "checks/PlaceWords.inc"
 };
 
-/// The fields of a row of the tables, split at "|".
-std::vector<std::string_view> fieldsOf(std::string_view row)
+/// The text split at every `separator`, empty pieces kept: a table row's fields at "|", a
+/// place's parts at commas.
+std::vector<std::string_view> splitAt(std::string_view text, char separator)
 {
-    std::vector<std::string_view> fields;
+    std::vector<std::string_view> pieces;
     for (std::size_t at = 0;;) {
-        const std::size_t bar = row.find('|', at);
-        fields.push_back(row.substr(at, bar - at));
-        if (bar == std::string_view::npos)
-            return fields;
-        at = bar + 1;
+        const std::size_t end = text.find(separator, at);
+        pieces.push_back(text.substr(at, end - at));
+        if (end == std::string_view::npos)
+            return pieces;
+        at = end + 1;
     }
 }
 
@@ -199,14 +200,14 @@ const PlaceTables& tables()
     static const PlaceTables made = [] {
         PlaceTables tables;
         for (const std::string_view row : regionRows) {
-            const std::vector<std::string_view> fields = fieldsOf(row);
+            const std::vector<std::string_view> fields = splitAt(row, '|');
             const auto index = static_cast<std::uint16_t>(tables.regions.size());
             tables.regions.push_back({fields[1], fields[0]});
             for (std::size_t i = 1; i < fields.size(); ++i)
                 tables.regionByForm.emplace(fields[i], index);
         }
         for (const std::string_view row : wordRows) {
-            const std::vector<std::string_view> fields = fieldsOf(row);
+            const std::vector<std::string_view> fields = splitAt(row, '|');
             for (std::size_t i = 1; i < fields.size(); ++i)
                 tables.wordByForm.emplace(fields[i], fields[0]);
         }
@@ -245,14 +246,7 @@ Reading read(std::string_view key)
 {
     const PlaceTables& table = tables();
     Reading reading;
-    std::vector<std::string_view> written;
-    for (std::size_t at = 0;;) {
-        const std::size_t comma = key.find(',', at);
-        written.push_back(key.substr(at, comma - at));
-        if (comma == std::string_view::npos)
-            break;
-        at = comma + 1;
-    }
+    std::vector<std::string_view> written = splitAt(key, ',');
     for (const std::string_view word : strayWords) {
         const std::string_view first = written.front();
         if (first.size() > word.size() + 1 && first.starts_with(word) && first[word.size()] == ' ') {
@@ -393,14 +387,7 @@ MarkedPart marked(std::string_view part)
 /// The parts between commas, without the empty parts at the end.
 std::vector<std::string_view> partsOf(std::string_view spelling)
 {
-    std::vector<std::string_view> parts;
-    for (std::size_t at = 0;;) {
-        const std::size_t comma = spelling.find(',', at);
-        parts.push_back(spelling.substr(at, comma - at));
-        if (comma == std::string_view::npos)
-            break;
-        at = comma + 1;
-    }
+    std::vector<std::string_view> parts = splitAt(spelling, ',');
     while (!parts.empty() && Text::trimmed(parts.back()).empty())
         parts.pop_back();
     return parts;
