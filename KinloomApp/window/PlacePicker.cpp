@@ -27,6 +27,7 @@ PlacePicker::PlacePicker(AppModel& model, QWidget* parent) : QWidget(parent), m_
     m_typed = new QLineEdit(this);
     m_typed->setObjectName(QStringLiteral("typedSpelling"));
     m_typed->setPlaceholderText(QStringLiteral("Or type the spelling to use"));
+    m_typed->setAccessibleName(QStringLiteral("Spelling of the place to use"));
     auto* useTyped = new QPushButton(QStringLiteral("Use this spelling"), this);
     useTyped->setObjectName(QStringLiteral("useTypedSpelling"));
     useTyped->setAccessibleName(QStringLiteral("Use the spelling typed"));
